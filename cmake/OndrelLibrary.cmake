@@ -1,0 +1,45 @@
+# Helpers shared by every library and executable of the project.
+
+set(ONDREL_WARNINGS -Wall -Wextra -Werror -Wno-missing-field-initializers)
+
+# The Qt headers every translation unit pays for: compiled once per target.
+set(ONDREL_PCH_HEADERS
+  <QtCore/QString>
+  <QtCore/QVariant>
+  <QtCore/QByteArray>
+  <QtCore/QDateTime>
+  <QtCore/QHash>
+  <QtCore/QList>
+  <QtCore/QMap>
+  <memory>
+  <functional>
+  <optional>
+  <vector>
+  <mutex>)
+
+# ondrel_add_library(NAME [DEPS ...]): a static library of every source file in
+# the current folder and its subfolders.
+function(ondrel_add_library name)
+  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+       ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  add_library(${name} STATIC ${sources})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_options(${name} PRIVATE ${ONDREL_WARNINGS})
+  target_link_libraries(${name} PUBLIC Qt6::Core ${ARG_DEPS})
+  target_precompile_headers(${name} PRIVATE ${ONDREL_PCH_HEADERS})
+  set_target_properties(${name} PROPERTIES AUTOMOC OFF POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# ondrel_add_test_suite(NAME [DEPS ...]): one GoogleTest executable of every
+# source in the current folder, registered test by test with CTest.
+function(ondrel_add_test_suite name)
+  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  add_executable(${name} ${sources})
+  target_compile_options(${name} PRIVATE ${ONDREL_WARNINGS})
+  target_link_libraries(${name} PRIVATE ondrel_test_support ${ARG_DEPS})
+  target_precompile_headers(${name} PRIVATE ${ONDREL_PCH_HEADERS} <gtest/gtest.h>)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+                       PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+endfunction()

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "core/VMKError.h"
+
+ONDREL_ERROR_SUBCLASS(AudioProcessOperationError)

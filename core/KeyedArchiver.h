@@ -1,0 +1,35 @@
+#pragma once
+
+#include "core/VMKError.h"
+#include "core/Variant.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QVariantMap>
+
+// Writes a value tree (plain values, lists, dictionaries and archivable
+// objects) as an XML property list. An object becomes a dictionary of its
+// encoded keys plus "$class" with its class name; the document's root is
+// {"$archiver": "OndrelKeyedArchiver", "$version": 1, "$top": {"root": ...}}.
+class KeyedArchiver {
+public:
+    // Null data (with the error) when the tree holds something that can't be
+    // archived: an object of a class that is not archivable, the null marker.
+    static QByteArray archivedDataWithRootObject(const QVariant& root, VMKError* error = nullptr);
+
+    // For encodeWithCoder of archivable objects.
+    void encodeObject(const QVariant& value, const QString& key);  // any value, objects included
+    void encodeBool(bool value, const QString& key);
+    void encodeInt64(qint64 value, const QString& key);
+    void encodeDouble(double value, const QString& key);
+    void encodeString(const QString& value, const QString& key);
+    void encodeData(const QByteArray& value, const QString& key);
+
+    KeyedArchiver();
+
+private:
+    friend struct KeyedArchiverAccess;
+    QVariant encodeValue(const QVariant& value);
+    QVariantMap m_current;  // the dictionary of the object being encoded
+    VMKError m_error;
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "core/VMKError.h"
+#include "core/Variant.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QVariantMap>
+
+// Reads what KeyedArchiver wrote. Objects are made by class name through the
+// class registry and filled by initWithCoder; an unknown class name fails the
+// whole read with an error naming the class.
+class KeyedUnarchiver {
+public:
+    static QVariant unarchiveObjectWithData(const QByteArray& data, VMKError* error = nullptr);
+
+    // For initWithCoder of archivable objects.
+    bool containsValueForKey(const QString& key) const;
+    QVariant decodeObjectForKey(const QString& key) const;  // objects come back as ObjectPtr
+    bool decodeBoolForKey(const QString& key) const;
+    qint64 decodeInt64ForKey(const QString& key) const;
+    double decodeDoubleForKey(const QString& key) const;
+    QString decodeStringForKey(const QString& key) const;
+    QByteArray decodeDataForKey(const QString& key) const;
+
+    KeyedUnarchiver();
+
+private:
+    friend struct KeyedUnarchiverAccess;
+    QVariant decodeValue(const QVariant& value) const;
+    QVariantMap m_current;
+    mutable VMKError m_error;
+};
