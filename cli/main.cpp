@@ -1,9 +1,3 @@
-#include <QtCore/QCoreApplication>
+#include "cli/CommandLine.h"
 
-#include <cstdio>
-
-int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    std::puts("ondrel " ONDREL_VERSION);
-    return 0;
-}
+int main(int argc, char** argv) { return CommandLine::run(argc, argv); }

@@ -1,0 +1,95 @@
+#include "cli/CommandLine.h"
+
+#include "cli/DefaultsCommand.h"
+#include "cli/Output.h"
+#include "core/URL.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
+#include <QtCore/QStringList>
+
+namespace {
+
+QString helpText() {
+    return QStringLiteral(
+               "Ondrel %1, batch audio processing.\n"
+               "\n"
+               "usage: ondrel [--home DIR] [--json] [--quiet] COMMAND [ARGS]\n"
+               "\n"
+               "options:\n"
+               "  --home DIR     keep the catalog, histories, log, libraries, defaults and the\n"
+               "                 default output folder under DIR (the same as ONDREL_HOME=DIR)\n"
+               "  --json         print machine-readable JSON instead of text\n"
+               "  --quiet        no progress and no per-item lines\n"
+               "  --version      the version\n"
+               "  --help         this text\n"
+               "\n"
+               "commands:\n")
+               .arg(QStringLiteral(ONDREL_VERSION)) +
+           DefaultsCommand::help() +
+           QStringLiteral(
+               "\n"
+               "exit status: 0 done; 1 done, but some item failed; 2 wrong usage;\n"
+               "3 the catalog or a file could not be opened.\n");
+}
+
+} // namespace
+
+int CommandLine::run(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("ondrel"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(ONDREL_VERSION));
+
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    while (!arguments.isEmpty() && arguments.first().startsWith(QLatin1String("--"))) {
+        const QString option = arguments.takeFirst();
+        if (option == QLatin1String("--help")) {
+            Output::line(helpText().chopped(1));
+            return Output::Done;
+        }
+        if (option == QLatin1String("--version")) {
+            Output::line(QStringLiteral("ondrel ") + QStringLiteral(ONDREL_VERSION));
+            return Output::Done;
+        }
+        if (option == QLatin1String("--json")) {
+            Output::setJson(true);
+        } else if (option == QLatin1String("--quiet")) {
+            Output::setQuiet(true);
+        } else if (option == QLatin1String("--home") || option.startsWith(QLatin1String("--home="))) {
+            QString home;
+            if (option == QLatin1String("--home")) {
+                if (arguments.isEmpty())
+                    return Output::usage(QStringLiteral("--home needs a folder"));
+                home = arguments.takeFirst();
+            } else {
+                home = option.mid(7);
+            }
+            if (home.isEmpty())
+                return Output::usage(QStringLiteral("--home needs a folder"));
+            qputenv("ONDREL_HOME", QDir(home).absolutePath().toUtf8());
+        } else {
+            return Output::usage(QStringLiteral("unknown option '%1'").arg(option));
+        }
+    }
+
+    if (arguments.isEmpty()) {
+        Output::line(helpText().chopped(1));
+        return Output::Done;
+    }
+
+    // Every command needs a writable home.
+    VMKError error;
+    if (URL::supportDirectory(&error).isEmpty()) {
+        Output::error(error.localizedDescription());
+        return Output::CannotOpen;
+    }
+
+    const QString command = arguments.takeFirst();
+    if (command == QLatin1String("defaults"))
+        return DefaultsCommand::run(arguments);
+    if (command == QLatin1String("help")) {
+        Output::line(helpText().chopped(1));
+        return Output::Done;
+    }
+    return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
+}

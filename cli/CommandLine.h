@@ -1,0 +1,7 @@
+#pragma once
+
+// The `ondrel` front: global options, then one command.
+class CommandLine {
+public:
+    static int run(int argc, char** argv);
+};

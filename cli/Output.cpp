@@ -1,0 +1,87 @@
+#include "cli/Output.h"
+
+#include "core/Variant.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <cstdio>
+
+void Output::line(const QString& text) {
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+    std::fputc('\n', stdout);
+}
+
+void Output::error(const QString& text) {
+    const QByteArray bytes = (QStringLiteral("ondrel: ") + text).toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
+    std::fputc('\n', stderr);
+}
+
+int Output::usage(const QString& text) {
+    error(text);
+    error(QStringLiteral("see 'ondrel --help'"));
+    return WrongUsage;
+}
+
+QJsonValue Output::toJson(const QVariant& value) {
+    if (Variant::isNullOrAbsent(value))
+        return QJsonValue(QJsonValue::Null);
+    if (Variant::isBool(value))
+        return value.toBool();
+    if (Variant::isInteger(value))
+        return value.toLongLong();
+    if (Variant::isNumber(value))
+        return value.toDouble();
+    if (Variant::isString(value))
+        return value.toString();
+    if (Variant::isData(value))
+        return QString::fromLatin1(value.toByteArray().toBase64());
+    if (Variant::isDate(value))
+        return value.toDateTime().toUTC().toString(Qt::ISODateWithMs);
+    if (Variant::isList(value)) {
+        QJsonArray array;
+        for (const QVariant& v : value.toList())
+            array.append(toJson(v));
+        return array;
+    }
+    if (Variant::isDictionary(value)) {
+        QJsonObject object;
+        const QVariantMap map = value.toMap();
+        for (auto it = map.cbegin(); it != map.cend(); ++it)
+            object.insert(it.key(), toJson(it.value()));
+        return object;
+    }
+    return Variant::describe(value);
+}
+
+void Output::printJson(const QVariant& value) {
+    const QJsonValue json = toJson(value);
+    QJsonDocument document;
+    if (json.isArray())
+        document = QJsonDocument(json.toArray());
+    else if (json.isObject())
+        document = QJsonDocument(json.toObject());
+    else
+        document = QJsonDocument(QJsonArray{json});
+    QByteArray text = document.toJson(QJsonDocument::Indented);
+    if (!json.isArray() && !json.isObject()) {
+        // A lone scalar: print it bare.
+        text = QJsonDocument(QJsonArray{json}).toJson(QJsonDocument::Compact);
+        text = text.mid(1, text.size() - 2) + '\n';
+    }
+    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+}
+
+QString Output::toText(const QVariant& value) {
+    if (Variant::isList(value) || Variant::isDictionary(value)) {
+        const QJsonValue json = toJson(value);
+        return QString::fromUtf8(json.isArray() ? QJsonDocument(json.toArray()).toJson(QJsonDocument::Compact)
+                                                : QJsonDocument(json.toObject()).toJson(QJsonDocument::Compact));
+    }
+    if (Variant::isData(value))
+        return QStringLiteral("<") + QString::fromLatin1(value.toByteArray().toBase64()) + QStringLiteral(">");
+    return Variant::describe(value);
+}
