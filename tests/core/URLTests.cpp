@@ -8,8 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <cerrno>
 #include <unistd.h>
+
+// Readable URLs in failure messages.
+static void PrintTo(const URL& url, std::ostream* os) { *os << '"' << url.path().toStdString() << '"'; }
 
 namespace {
 
