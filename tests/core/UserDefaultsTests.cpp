@@ -223,8 +223,9 @@ TEST_F(UserDefaultsTest, ChangesMadeJustBeforeExitAreKept) {
     const auto defaults = restart();
     for (int i = 0; i < 200; ++i)
         EXPECT_EQ(defaults->integerForKey(QStringLiteral("key%1").arg(i)), i);
+}
 
-    // A private instance writes what is left when it goes away.
+TEST_F(UserDefaultsTest, PrivateInstanceWritesWhatIsLeftWhenItGoesAway) {
     const QString path = home.filePath(QStringLiteral("private.plist"));
     auto own = std::make_shared<UserDefaults>(path);
     for (int i = 0; i < 50; ++i)
