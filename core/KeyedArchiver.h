@@ -5,12 +5,19 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVariantMap>
+
+#include <vector>
 
 // Writes a value tree (plain values, lists, dictionaries and archivable
 // objects) as an XML property list. An object becomes a dictionary of its
 // encoded keys plus "$class" with its class name; the document's root is
 // {"$archiver": "OndrelKeyedArchiver", "$version": 1, "$top": {"root": ...}}.
+// Keys beginning with "$" (in plain dictionaries and in encoded keys alike)
+// are written with one more "$", so that a dictionary holding "$class" stays
+// a dictionary. The archive is a tree: an object reached twice is written
+// twice, and an object that contains itself can't be archived.
 class KeyedArchiver {
 public:
     // Null data (with the error) when the tree holds something that can't be
@@ -28,8 +35,12 @@ public:
     KeyedArchiver();
 
 private:
-    friend struct KeyedArchiverAccess;
     QVariant encodeValue(const QVariant& value);
-    QVariantMap m_current;  // the dictionary of the object being encoded
+    void store(const QString& key, const QVariant& value);
+    void fail(const QString& reason);
+
+    QVariantMap m_current;                   // the encoded keys of the object being encoded
+    std::vector<const Object*> m_encoding;   // the objects being encoded, outermost first
+    QStringList m_keyPath;                   // where the encoder is, for messages
     VMKError m_error;
 };

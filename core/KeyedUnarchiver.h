@@ -26,8 +26,9 @@ public:
     KeyedUnarchiver();
 
 private:
-    friend struct KeyedUnarchiverAccess;
     QVariant decodeValue(const QVariant& value) const;
-    QVariantMap m_current;
+    void fail(const QString& reason) const;
+
+    QVariantMap m_current;  // the keys of the object being decoded, as its encoder wrote them
     mutable VMKError m_error;
 };
