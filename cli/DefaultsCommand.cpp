@@ -7,9 +7,9 @@
 namespace {
 
 int read(const QStringList& arguments) {
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *UserDefaults::standardUserDefaults();
     if (arguments.isEmpty()) {
-        const QVariantMap all = defaults.dictionaryRepresentation();
+        const QVariantMap all = defaults.persistentDomain();
         if (Output::isJson()) {
             Output::printJson(all);
         } else {
@@ -41,10 +41,11 @@ int write(const QStringList& arguments) {
                                                  : ArgumentValue::parse(arguments[1], &problem);
     if (!value.isValid())
         return Output::usage(QStringLiteral("cannot read the value: %1").arg(problem));
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *UserDefaults::standardUserDefaults();
     defaults.setObjectForKey(value, arguments[0]);
-    if (!defaults.synchronize()) {
-        Output::error(QStringLiteral("the defaults file could not be written"));
+    VMKError error;
+    if (!defaults.synchronize(&error)) {
+        Output::error(error.localizedDescription());
         return Output::CannotOpen;
     }
     return Output::Done;
@@ -53,7 +54,7 @@ int write(const QStringList& arguments) {
 int remove(const QStringList& arguments) {
     if (arguments.size() != 1)
         return Output::usage(QStringLiteral("usage: ondrel defaults delete KEY"));
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *UserDefaults::standardUserDefaults();
     defaults.removeObjectForKey(arguments[0]);
     return defaults.synchronize() ? Output::Done : Output::CannotOpen;
 }
