@@ -1,0 +1,18 @@
+#pragma once
+
+#include "core/Object.h"
+
+// One metadata entry to write into the output. Keys are kept in lower case so
+// that they compare without regard to case, and a value is never absent.
+class AudioProcessCommandPropertyInstructions : public Object {
+    ONDREL_OBJECT(AudioProcessCommandPropertyInstructions, Object)
+public:
+    QString key() const { return m_key; }
+    void setKey(const QString& key);  // stores key.toLower()
+    QVariant value() const { return m_value; }
+    void setValue(const QVariant& value);  // absent is stored as the empty string
+
+private:
+    QString m_key;
+    QVariant m_value;
+};

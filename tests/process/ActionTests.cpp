@@ -1,0 +1,265 @@
+#include "process/Action.h"
+#include "process/TestFileEntity.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// An action with two parameters; "mode" may be absent. Its parameter keys
+// also name "retired", a parameter the class no longer has.
+class LevelAction : public Action {
+    ONDREL_OBJECT(LevelAction, Action)
+public:
+    QStringList parameterKeys() const override { return {"level", "mode", "retired"}; }
+
+    double level() const { return m_level; }
+    void setLevel(double level) { setAndNotify(QStringLiteral("level"), m_level, level); }
+    std::optional<QString> mode() const { return m_mode; }
+    void setMode(const std::optional<QString>& mode) { setAndNotify(QStringLiteral("mode"), m_mode, mode); }
+
+private:
+    double m_level = -1.0;
+    std::optional<QString> m_mode;
+};
+
+const ClassInfo& LevelAction::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<LevelAction, Action>(QStringLiteral("LevelAction"))
+                                       .property(QStringLiteral("level"), &LevelAction::level, &LevelAction::setLevel)
+                                       .property(QStringLiteral("mode"), &LevelAction::mode, &LevelAction::setMode);
+    return info;
+}
+
+// Records what reaches the per-file hook.
+class RecordingAction : public Action {
+    ONDREL_OBJECT(RecordingAction, Action)
+public:
+    int calls = 0;
+    std::shared_ptr<AudioProcessCommandInstructions> instructions;
+    std::shared_ptr<FileEntity> fileEntity;
+    qsizetype process = -1;
+
+    void compileInstructionsForFileEntity(const std::shared_ptr<AudioProcessCommandInstructions>& i,
+                                          const std::shared_ptr<FileEntity>& f, qsizetype p) override {
+        ++calls;
+        instructions = i;
+        fileEntity = f;
+        process = p;
+    }
+};
+
+const ClassInfo& RecordingAction::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<RecordingAction, Action>(QStringLiteral("RecordingAction"));
+    return info;
+}
+
+std::shared_ptr<AudioProcessCommandSourceInstructions> sourceOf(const std::shared_ptr<FileEntity>& file) {
+    auto source = std::make_shared<AudioProcessCommandSourceInstructions>();
+    source->setFileEntity(file);
+    return source;
+}
+
+// MARK: - Fields
+
+TEST(Action, StartsEnabledAndDisclosedWithNoIdentityOrName) {
+    Action action;
+    EXPECT_TRUE(action.isEnabled());
+    EXPECT_TRUE(action.isDisclosed());
+    EXPECT_FALSE(action.identifier().has_value());
+    EXPECT_FALSE(action.name().has_value());
+    EXPECT_EQ(action.viewController(), nullptr);
+    EXPECT_EQ(action.audioProcessor(), nullptr);
+    EXPECT_TRUE(action.parameterKeys().isEmpty());
+    EXPECT_FALSE(action.preventInherentChannelSuffixDelimiter());
+
+    action.setValueForKey(false, "enabled");
+    action.setValueForKey(QStringLiteral("Fade In"), "name");
+    EXPECT_FALSE(action.isEnabled());
+    EXPECT_EQ(action.valueForKey("name").toString(), "Fade In");
+    EXPECT_FALSE(action.valueForKey("enabled").toBool());
+}
+
+TEST(Action, IdentifierComesFromTheClassName) {
+    EXPECT_EQ(Action::identifierForClassName("TrimBeginningAction"), "trimBeginning");
+    EXPECT_EQ(Action::identifierForClassName("SaveAction"), "save");
+    EXPECT_EQ(Action::identifierForClassName("ChangeToAACAction"), "changeToAAC");
+    EXPECT_EQ(Action::identifierForClassName("NormalizeActionAction"), "normalizeAction");
+    EXPECT_EQ(Action::identifierForClassName("Normalize"), "normalize");
+    EXPECT_EQ(Action::identifierForClassName("Action"), "");
+    EXPECT_EQ(Action::identifierForClassName(""), "");
+}
+
+// MARK: - Parameters
+
+TEST(Action, ParameterValuesHoldEveryPresentParameter) {
+    LevelAction action;
+    QVariantMap values = action.parameterValues();
+    EXPECT_EQ(values.keys(), QStringList{"level"});  // mode is absent, retired has no value
+    EXPECT_EQ(values.value("level").toDouble(), -1.0);
+
+    action.setMode(QStringLiteral("peak"));
+    values = action.parameterValues();
+    EXPECT_EQ(values.size(), 2);
+    EXPECT_EQ(values.value("mode").toString(), "peak");
+    EXPECT_FALSE(values.contains("enabled"));  // fields are not parameters
+}
+
+TEST(Action, SetParameterValuesIgnoresUnknownKeysAndKeepsMissingOnes) {
+    LevelAction action;
+    action.setMode(QStringLiteral("rms"));
+    action.setParameterValues({{"level", 3.5},
+                               {"bogus", 1},
+                               {"retired", QStringLiteral("old")},
+                               {"enabled", false},
+                               {"name", QStringLiteral("ignored")}});
+    EXPECT_EQ(action.level(), 3.5);
+    EXPECT_EQ(action.mode(), std::optional<QString>("rms"));  // missing: kept
+    EXPECT_TRUE(action.isEnabled());                          // not a parameter key
+    EXPECT_FALSE(action.name().has_value());
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("retired")));
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("bogus")));
+}
+
+TEST(Action, ParametersSurviveARoundTrip) {
+    LevelAction first;
+    first.setLevel(-12.0);
+    first.setMode(QStringLiteral("true peak"));
+    LevelAction second;
+    second.setParameterValues(first.parameterValues());
+    EXPECT_EQ(second.level(), -12.0);
+    EXPECT_EQ(second.mode(), std::optional<QString>("true peak"));
+}
+
+TEST(Action, ParameterChangesAreObservedByKey) {
+    LevelAction action;
+    std::vector<QVariant> seen;
+    auto handle = action.observe("level", KeyValueObservingOptionNew,
+                                 [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue); });
+    action.setParameterValues({{"level", 2.0}});
+    action.setValueForKey(4.0, "level");
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[1].toDouble(), 4.0);
+}
+
+TEST(Action, UndefinedKeysAreSilent) {
+    Action action;
+    action.setValueForKey(1, "noSuchKey");
+    action.setValueForKeyPath(1, "noSuchKey");
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("noSuchKey")));
+}
+
+// MARK: - Compile hooks
+
+TEST(Action, BaseHooksDoNothingAndAnswerTheirDefaults) {
+    Action action;
+    auto file = std::make_shared<FileEntity>(3.0);
+    auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
+    group->insertObjectInSourceInstructionsAtIndex(sourceOf(file), 0);
+    auto instructions = std::make_shared<AudioProcessCommandInstructions>();
+
+    EXPECT_EQ(action.fileProcessCommand(), nullptr);
+    action.willBeginConstructingProcessForFileEntity(file, {file});
+    EXPECT_EQ(action.numberOfProcessesForFileEntity(file), 1);
+    EXPECT_EQ(action.numberOfProcessesForFileEntity(nullptr), 1);
+    action.compileSourceInstructions(group, 0);
+    action.compileInstructions(instructions, group, 0);
+    action.compileInstructionsForFileEntity(instructions, file, 0);
+    EXPECT_FALSE(action.filenameForProposedFilename("Take 1", file, 0).has_value());
+    action.didEndConstructingProcess();
+
+    EXPECT_EQ(group->countOfSourceInstructions(), 1);
+    EXPECT_EQ(group->range(), (DoubleRange{0.0, 3.0}));
+    EXPECT_EQ(instructions->countOfEffectInstructions(), 0);
+    EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("gain")));
+}
+
+TEST(Action, CompileInstructionsForwardsTheMainSourcesFile) {
+    RecordingAction action;
+    auto main = std::make_shared<FileEntity>(1.0);
+    auto other = std::make_shared<FileEntity>(2.0);
+    auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
+    group->insertObjectInSourceInstructionsAtIndex(sourceOf(other), 0);
+    group->insertObjectInSourceInstructionsAtIndex(sourceOf(main), 0);
+    auto instructions = std::make_shared<AudioProcessCommandInstructions>();
+
+    action.compileInstructions(instructions, group, 3);
+    EXPECT_EQ(action.calls, 1);
+    EXPECT_EQ(action.instructions, instructions);
+    EXPECT_EQ(action.fileEntity, main);
+    EXPECT_EQ(action.process, 3);
+}
+
+TEST(Action, CompileInstructionsForwardsNoFileForAnEmptyGroup) {
+    RecordingAction action;
+    auto instructions = std::make_shared<AudioProcessCommandInstructions>();
+    action.compileInstructions(instructions, std::make_shared<AudioProcessCommandSourceInstructionsGroup>(), 0);
+    action.compileInstructions(instructions, nullptr, 1);
+    EXPECT_EQ(action.calls, 2);
+    EXPECT_EQ(action.fileEntity, nullptr);
+}
+
+// MARK: - Pasteboard form
+
+class ActionPasteboard : public ::testing::Test {
+protected:
+    std::vector<std::shared_ptr<Action>> workflow{std::make_shared<Action>(), std::make_shared<LevelAction>(),
+                                                  std::make_shared<RecordingAction>()};
+    void SetUp() override {
+        Action::setCurrentWorkflow(
+            [this](const Action* action) -> qsizetype {
+                for (size_t i = 0; i < workflow.size(); ++i)
+                    if (workflow[i].get() == action)
+                        return qsizetype(i);
+                return -1;
+            },
+            [this](qsizetype index) -> std::shared_ptr<Action> {
+                return index < qsizetype(workflow.size()) ? workflow[size_t(index)] : nullptr;
+            });
+    }
+    void TearDown() override { Action::setCurrentWorkflow({}, {}); }
+};
+
+const QString indexType = QStringLiteral("com.velmark.ondrel.action.index");
+
+TEST_F(ActionPasteboard, OneTypeReadAsAPropertyList) {
+    EXPECT_EQ(Action::actionIndexPasteboardType(), indexType);
+    EXPECT_EQ(Action::writableTypesForPasteboard(), QStringList{indexType});
+    EXPECT_EQ(Action::readableTypesForPasteboard(), QStringList{indexType});
+    EXPECT_EQ(Action::readingOptionsForType(indexType), 2);
+}
+
+TEST_F(ActionPasteboard, WritesTheIndexInTheCurrentWorkflow) {
+    const QVariant list = workflow[1]->pasteboardPropertyListForType(indexType);
+    ASSERT_TRUE(Variant::isDictionary(list));
+    const QVariantMap map = list.toMap();
+    EXPECT_EQ(map.keys(), QStringList{"index"});
+    EXPECT_EQ(map.value("index").toULongLong(), 1u);
+    EXPECT_TRUE(Variant::isInteger(map.value("index")));
+
+    EXPECT_TRUE(Variant::isAbsent(workflow[1]->pasteboardPropertyListForType("public.text")));
+    EXPECT_TRUE(Variant::isAbsent(Action().pasteboardPropertyListForType(indexType)));  // not in the workflow
+}
+
+TEST_F(ActionPasteboard, ReadingAnswersTheExistingActionAtTheIndex) {
+    for (const auto& action : workflow)
+        EXPECT_EQ(Action::initWithPasteboardPropertyList(action->pasteboardPropertyListForType(indexType), indexType),
+                  action);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", 3}}, indexType), nullptr);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", -1}}, indexType), nullptr);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", "one"}}, indexType), nullptr);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{}, indexType), nullptr);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantList{0}, indexType), nullptr);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", 0}}, "public.text"), nullptr);
+
+    // A place, not a copy: after a move the same form names another action.
+    const QVariant form = workflow[0]->pasteboardPropertyListForType(indexType);
+    std::swap(workflow[0], workflow[2]);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(form, indexType), workflow[0]);
+}
+
+TEST(ActionPasteboardWithoutWorkflow, AnswersNothing) {
+    Action action;
+    EXPECT_TRUE(Variant::isAbsent(action.pasteboardPropertyListForType(indexType)));
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", 0}}, indexType), nullptr);
+}
+
+}  // namespace
