@@ -1,5 +1,8 @@
 #include "core/CompoundPredicate.h"
 
+#include "core/KeyedArchiver.h"
+#include "core/KeyedUnarchiver.h"
+
 #include <QtCore/QStringList>
 
 namespace {
@@ -79,3 +82,19 @@ bool CompoundPredicate::isEqual(const Object& other) const {
             return false;
     return true;
 }
+
+void CompoundPredicate::encodeWithCoder(KeyedArchiver& coder) const {
+    coder.encodeInt64(qint64(m_type), QStringLiteral("compoundPredicateType"));
+    coder.encodeObject(toVariant(m_subpredicates), QStringLiteral("subpredicates"));
+}
+
+void CompoundPredicate::initWithCoder(const KeyedUnarchiver& coder) {
+    const qint64 type = coder.decodeInt64ForKey(QStringLiteral("compoundPredicateType"));
+    m_type = type == 0 ? CompoundPredicateType::Not : type == 2 ? CompoundPredicateType::Or : CompoundPredicateType::And;
+    m_subpredicates.clear();
+    for (const QVariant& element : coder.decodeObjectForKey(QStringLiteral("subpredicates")).toList())
+        if (auto predicate = Variant::object<Predicate>(element))
+            m_subpredicates.push_back(predicate);
+}
+
+ObjectPtr CompoundPredicate::awakeAfterUsingCoder() { return shared_from_this(); }

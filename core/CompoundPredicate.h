@@ -18,6 +18,12 @@ public:
     QString predicateFormat() const override;
     bool isEqual(const Object& other) const override;
 
+    // Archived as its type and subpredicates, so that a compound of one
+    // keeps its shape (its format text alone reads back as the one inside).
+    void encodeWithCoder(KeyedArchiver& coder) const override;
+    void initWithCoder(const KeyedUnarchiver& coder) override;
+    ObjectPtr awakeAfterUsingCoder() override;
+
 protected:
     bool evaluate(const QVariant& object) const override;
 

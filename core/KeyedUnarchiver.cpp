@@ -1,5 +1,7 @@
 #include "core/KeyedUnarchiver.h"
 
+#include "core/CoreClasses.h"
+
 #include "core/ClassInfo.h"
 #include "core/Object.h"
 #include "core/PropertyList.h"
@@ -18,6 +20,7 @@ QString unescapedKey(const QString& key) { return key.startsWith(QLatin1Char('$'
 KeyedUnarchiver::KeyedUnarchiver() = default;
 
 QVariant KeyedUnarchiver::unarchiveObjectWithData(const QByteArray& data, VMKError* error) {
+    registerCoreClasses();
     VMKError plistError;
     const QVariant document = PropertyList::propertyListWithData(data, &plistError);
     if (plistError) {
@@ -107,7 +110,12 @@ QVariant KeyedUnarchiver::decodeValue(const QVariant& value) const {
         m_error = fields.m_error;
         return QVariant();
     }
-    return Variant::fromObject(object);
+    const ObjectPtr awake = object->awakeAfterUsingCoder();
+    if (!awake) {
+        fail(QStringLiteral("the archived object of class %1 could not be rebuilt").arg(className));
+        return QVariant();
+    }
+    return Variant::fromObject(awake);
 }
 
 bool KeyedUnarchiver::containsValueForKey(const QString& key) const { return m_current.contains(key); }

@@ -88,6 +88,9 @@ public:
     virtual bool isArchivable() const { return false; }
     virtual void encodeWithCoder(KeyedArchiver& coder) const;
     virtual void initWithCoder(const KeyedUnarchiver& coder);
+    // Called after initWithCoder: answers the object the archive stands for,
+    // by default this one. Null fails the read.
+    virtual ObjectPtr awakeAfterUsingCoder() { return shared_from_this(); }
 
     // Key-value coding.
     virtual QVariant valueForKey(const QString& key) const;

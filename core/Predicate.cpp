@@ -2,6 +2,8 @@
 
 #include "core/BooleanPredicate.h"
 #include "core/CompoundPredicate.h"
+#include "core/KeyedArchiver.h"
+#include "core/KeyedUnarchiver.h"
 #include "core/PredicateParser.h"
 
 const ClassInfo& Predicate::staticClassInfo() {
@@ -47,4 +49,16 @@ QVariantList Predicate::filteredArray(const QVariantList& array, const Predicate
         if (predicate.evaluate(element))
             out << element;
     return out;
+}
+
+void Predicate::encodeWithCoder(KeyedArchiver& coder) const {
+    coder.encodeString(predicateFormat(), QStringLiteral("predicateFormat"));
+}
+
+void Predicate::initWithCoder(const KeyedUnarchiver& coder) {
+    m_archivedFormat = coder.decodeStringForKey(QStringLiteral("predicateFormat"));
+}
+
+ObjectPtr Predicate::awakeAfterUsingCoder() {
+    return predicateWithFormat(m_archivedFormat);
 }

@@ -56,6 +56,12 @@ public:
     // The predicate as text that parses back to an equal predicate (given no
     // constant objects or data, which have no text form).
     virtual QString predicateFormat() const = 0;
+
+    // Archived as its format text, read back by parsing it.
+    bool isArchivable() const override { return true; }
+    void encodeWithCoder(KeyedArchiver& coder) const override;
+    void initWithCoder(const KeyedUnarchiver& coder) override;
+    ObjectPtr awakeAfterUsingCoder() override;
     QString description() const override { return predicateFormat(); }
 
     // The elements of `array` for which `predicate` holds, in order.
@@ -73,4 +79,7 @@ public:
 protected:
     Predicate() = default;
     virtual bool evaluate(const QVariant& object) const = 0;
+
+private:
+    QString m_archivedFormat;
 };

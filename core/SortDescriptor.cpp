@@ -1,5 +1,7 @@
 #include "core/SortDescriptor.h"
 
+#include "core/KeyedArchiver.h"
+#include "core/KeyedUnarchiver.h"
 #include "core/StringCompare.h"
 
 #include <algorithm>
@@ -116,4 +118,17 @@ QString SortDescriptor::description() const {
 bool SortDescriptor::isEqual(const Object& other) const {
     const auto* d = dynamic_cast<const SortDescriptor*>(&other);
     return d && d->m_key == m_key && d->m_ascending == m_ascending && d->m_selector == m_selector;
+}
+
+void SortDescriptor::encodeWithCoder(KeyedArchiver& coder) const {
+    coder.encodeString(m_key, QStringLiteral("key"));
+    coder.encodeBool(m_ascending, QStringLiteral("ascending"));
+    coder.encodeString(m_selector, QStringLiteral("selector"));
+}
+
+void SortDescriptor::initWithCoder(const KeyedUnarchiver& coder) {
+    m_key = coder.decodeStringForKey(QStringLiteral("key"));
+    m_ascending = coder.decodeBoolForKey(QStringLiteral("ascending"));
+    const QString selector = coder.decodeStringForKey(QStringLiteral("selector"));
+    m_selector = selector.isEmpty() ? QStringLiteral("compare:") : selector;
 }

@@ -35,6 +35,10 @@ public:
     static QVariantList sortedArray(const QVariantList& array,
                                     const std::vector<std::shared_ptr<SortDescriptor>>& sortDescriptors);
 
+    bool isArchivable() const override { return true; }
+    void encodeWithCoder(KeyedArchiver& coder) const override;
+    void initWithCoder(const KeyedUnarchiver& coder) override;
+
     QString description() const override;
     bool isEqual(const Object& other) const override;
 

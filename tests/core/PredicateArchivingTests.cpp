@@ -1,0 +1,68 @@
+#include "core/CompoundPredicate.h"
+#include "core/KeyedArchiver.h"
+#include "core/KeyedUnarchiver.h"
+#include "core/Predicate.h"
+#include "core/SortDescriptor.h"
+
+#include <gtest/gtest.h>
+
+// Filters and sort orders are stored in the defaults as keyed archives.
+
+TEST(PredicateArchiving, TheDefaultFilterRoundTripsAndStillFilters) {
+    auto sampleRate = Predicate::predicateWithFormat(QStringLiteral("sampleRate == %@"), {48000});
+    ASSERT_TRUE(sampleRate);
+    auto filter = Predicate::andPredicateWithSubpredicates({sampleRate});
+    VMKError error;
+    const QByteArray data = KeyedArchiver::archivedDataWithRootObject(toVariant(filter), &error);
+    ASSERT_FALSE(data.isEmpty()) << error.localizedDescription().toStdString();
+
+    const auto back = Variant::object<Predicate>(KeyedUnarchiver::unarchiveObjectWithData(data, &error));
+    ASSERT_TRUE(back) << error.localizedDescription().toStdString();
+    EXPECT_TRUE(back->isEqual(*filter));
+    EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{QStringLiteral("sampleRate"), 48000.0}}));
+    EXPECT_FALSE(back->evaluateWithObject(QVariantMap{{QStringLiteral("sampleRate"), 44100}}));
+}
+
+TEST(PredicateArchiving, CompoundsWithTextsAndModifiersRoundTrip) {
+    const QString search = QStringLiteral("Kick \"Deep\" 'n' 100%");
+    auto predicate = Predicate::predicateWithFormat(
+        QStringLiteral("name CONTAINS[cd] %@ OR category CONTAINS[cd] %@ OR NOT (favorite == YES)"), {search, search});
+    ASSERT_TRUE(predicate);
+    const QByteArray data = KeyedArchiver::archivedDataWithRootObject(QVariantList{toVariant(predicate)});
+    const QVariantList list = KeyedUnarchiver::unarchiveObjectWithData(data).toList();
+    ASSERT_EQ(list.size(), 1);
+    const auto back = Variant::object<Predicate>(list.first());
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->predicateFormat(), predicate->predicateFormat());
+    EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{QStringLiteral("name"), QStringLiteral("a kick \"deep\" 'N' 100% b")},
+                                                     {QStringLiteral("favorite"), true}}));
+}
+
+TEST(PredicateArchiving, ABrokenArchivedFormatFailsTheRead) {
+    auto predicate = Predicate::predicateWithFormat(QStringLiteral("type == \"loop\""));
+    QByteArray data = KeyedArchiver::archivedDataWithRootObject(toVariant(predicate));
+    data.replace("type ==", "type == ==");
+    VMKError error;
+    EXPECT_FALSE(KeyedUnarchiver::unarchiveObjectWithData(data, &error).isValid());
+    EXPECT_TRUE(error.isError());
+}
+
+TEST(SortDescriptorArchiving, KeyDirectionAndSelectorRoundTrip) {
+    const QVariantList descriptors{
+        toVariant(SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), false,
+                                                        QStringLiteral("localizedStandardCompare:"))),
+        toVariant(SortDescriptor::sortDescriptorWithKey(QStringLiteral("dateAdded"), true)),
+        toVariant(SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), true,
+                                                        QStringLiteral("caseInsensitiveCompare:")))};
+    const QByteArray data = KeyedArchiver::archivedDataWithRootObject(descriptors);
+    const QVariantList back = KeyedUnarchiver::unarchiveObjectWithData(data).toList();
+    ASSERT_EQ(back.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        const auto original = Variant::object<SortDescriptor>(descriptors[i]);
+        const auto copy = Variant::object<SortDescriptor>(back[i]);
+        ASSERT_TRUE(copy);
+        EXPECT_EQ(copy->key(), original->key());
+        EXPECT_EQ(copy->isAscending(), original->isAscending());
+        EXPECT_EQ(copy->selector(), original->selector());
+    }
+}
