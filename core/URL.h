@@ -36,6 +36,7 @@ public:
     // Creates the folder and any missing parents; true when it exists afterwards.
     bool createDirectory(VMKError* error = nullptr) const;
     // Deletes a file, or a folder with everything in it (the engine's `delete:`).
+    // Symbolic links are removed, never followed. The empty URL and "/" are refused.
     bool deleteItem(VMKError* error = nullptr) const;
     // The entries of a folder (not recursive, hidden ones included, sorted by name).
     std::vector<URL> contentsOfDirectory(VMKError* error = nullptr) const;
@@ -43,13 +44,16 @@ public:
     // The private folder of all databases and of the current workflow:
     // $ONDREL_HOME when set, else $XDG_DATA_HOME/ondrel. Created on demand.
     static URL supportDirectory(VMKError* error = nullptr);
-    // A folder for temporary files of this user, created on demand.
+    // A folder for temporary files of this user, created on demand:
+    // "Temporary" in the support folder, so that finished files move into
+    // the catalog's file system by an atomic rename.
     static URL temporaryDirectory(VMKError* error = nullptr);
     // The default destination of output: $ONDREL_HOME/Music/Ondrel when
     // ONDREL_HOME is set, else the XDG music folder plus "Ondrel".
     static URL ondrelDirectory();
 
-    // Channel suffixes of split files (Take.L.wav, Take-R.wav ...).
+    // Channel suffixes of split files (Take.L.wav, Take-R.wav ...), parsed
+    // from `filename`.
     // Keys "filename" always; "channelSuffixDelimiter" and "channelSuffix"
     // when a suffix is found.
     QVariantMap audioFilenameComponents() const;
