@@ -4,6 +4,7 @@
 #include "core/VMKDatabaseQuery.h"
 
 #include <QtCore/QDebug>
+#include <QtCore/QFile>
 #include <QtCore/QStringView>
 
 #include <sqlite3.h>
@@ -84,7 +85,7 @@ bool VMKDatabaseController::openIfNeeded() {
         return true;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
     sqlite3* database = nullptr;
-    const int result = sqlite3_open_v2(m_url.path().toUtf8().constData(), &database, flags, nullptr);
+    const int result = sqlite3_open_v2(QFile::encodeName(m_url.path()).constData(), &database, flags, nullptr);
     if (result != SQLITE_OK) {
         reportFailure(QStringLiteral("open %1").arg(m_url.path()), sqliteMessage(database));
         sqlite3_close_v2(database);
