@@ -1,4 +1,5 @@
 #include "core/Date.h"
+#include "core/DispatchQueue.h"
 #include "core/URL.h"
 #include "core/VMKDatabaseController.h"
 #include "core/VMKDatabaseQuery.h"
@@ -629,4 +630,79 @@ TEST_F(DatabaseTest, TransactionsOfSeveralThreadsJoinInsteadOfFailing) {
     database->executeStatement(QStringLiteral("COMMIT"));
     EXPECT_TRUE(database->lastErrorMessage().isEmpty()) << qPrintable(database->lastErrorMessage());
     EXPECT_EQ(count(*reader, QStringLiteral("SELECT COUNT(*) FROM Item")), 3 + 8 * 200);
+}
+
+TEST_F(DatabaseTest, QueueFormRunsOnItsQueueInOrderWithoutTheCallerWaiting) {
+    auto database = open();
+    database->executeStatement(QStringLiteral("CREATE TABLE Item (queue INTEGER, sequence INTEGER)"));
+    constexpr int kQueues = 4;
+    constexpr int kRowsPerQueue = 250;
+    std::vector<std::shared_ptr<DispatchQueue>> queues;
+    for (int q = 0; q < kQueues; ++q)
+        queues.push_back(DispatchQueue::createSerial(QStringLiteral("test.database.%1").arg(q)));
+
+    // The caller holds the controller inside a handler: a queued statement
+    // can't run yet, and sending it must not wait for it.
+    std::atomic<bool> queuedRan{false};
+    database->executeStatement(QStringLiteral("SELECT 1"), nullptr, [&](Query&) {
+        database->executeStatement(QStringLiteral("INSERT INTO Item (queue, sequence) VALUES (-1, -1)"),
+                                   queues[0].get(), [&](Query& query) {
+                                       query.execute();
+                                       queuedRan = true;
+                                   });
+        spinFor(20);
+        EXPECT_FALSE(queuedRan);
+    });
+
+    std::atomic<int> wrongThread{0}, finished{0};
+    std::vector<std::thread> senders;
+    for (int q = 0; q < kQueues; ++q) {
+        senders.emplace_back([&, q] {
+            DispatchQueue* queue = queues[size_t(q)].get();
+            for (int i = 0; i < kRowsPerQueue; ++i) {
+                if (i % 3 == 0) {
+                    database->executeStatement(
+                        QStringLiteral("INSERT INTO Item (queue, sequence) VALUES (%1, %2)").arg(q).arg(i), queue);
+                    continue;
+                }
+                database->executeStatement(QStringLiteral("INSERT INTO Item (queue, sequence) VALUES (?, ?)"), queue,
+                                           [&, queue, q, i](Query& query) {
+                                               if (!queue->isCurrent())
+                                                   ++wrongThread;
+                                               query.setIntValue(q, 0);
+                                               query.setIntValue(i, 1);
+                                               query.execute();
+                                           });
+            }
+            database->executeStatement(QStringLiteral("SELECT 1"), queue, [&](Query&) { ++finished; });
+        });
+    }
+    for (auto& sender : senders)
+        sender.join();
+    // The last owner may let go while statements are still queued: they still run.
+    std::atomic<bool> lateRan{false};
+    database->executeStatement(QStringLiteral("INSERT INTO Item (queue, sequence) VALUES (-2, -2)"), queues[1].get(),
+                               [&](Query& query) {
+                                   query.execute();
+                                   lateRan = true;
+                               });
+    database.reset();
+    ASSERT_TRUE(spinUntil([&] { return finished == kQueues && queuedRan && lateRan; }));
+
+    database = open();
+    EXPECT_EQ(wrongThread, 0);
+    EXPECT_EQ(count(*database, QStringLiteral("SELECT COUNT(*) FROM Item")), kQueues * kRowsPerQueue + 2);
+    std::vector<int> next(kQueues, 0);
+    bool inOrder = true;
+    database->executeStatement(QStringLiteral("SELECT queue, sequence FROM Item WHERE queue >= 0 ORDER BY rowid"),
+                               nullptr, [&](Query& query) {
+                                   while (query.evaluateNextRow()) {
+                                       const int q = query.intValueAtColumn(0);
+                                       inOrder = inOrder && query.intValueAtColumn(1) == next[size_t(q)]++;
+                                   }
+                               });
+    EXPECT_TRUE(inOrder);
+    EXPECT_EQ(next, std::vector<int>(kQueues, kRowsPerQueue));
+    EXPECT_EQ(count(*database, QStringLiteral("SELECT COUNT(*) FROM Item WHERE queue = -2")), 1);
+    EXPECT_TRUE(database->lastErrorMessage().isEmpty()) << qPrintable(database->lastErrorMessage());
 }
