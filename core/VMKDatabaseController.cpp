@@ -13,7 +13,7 @@ namespace {
 
 // Milliseconds a statement waits for another connection's lock.
 constexpr int kBusyTimeoutMs = 10000;
-// Idle statements kept per SQL text (more than one only after nested use).
+// Idle queries kept per SQL text (more than one only after nested use).
 constexpr size_t kIdleStatementsPerText = 4;
 // SQL texts kept prepared; past this the cache starts over.
 constexpr qsizetype kCachedTexts = 512;
@@ -39,7 +39,7 @@ std::shared_ptr<VMKDatabaseController> VMKDatabaseController::initWithURL(const 
 VMKDatabaseController::VMKDatabaseController(const URL& url) : m_url(url) {}
 
 VMKDatabaseController::~VMKDatabaseController() {
-    finalizeCachedStatements();
+    m_statementCache.clear();  // finalizes the statements before the connection closes
     if (m_database)
         sqlite3_close_v2(m_database);
 }
@@ -56,28 +56,26 @@ void VMKDatabaseController::run(const QString& sql, const QueryHandler& handler)
     std::lock_guard lock(m_mutex);
     if (!openIfNeeded()) {
         if (handler) {
-            VMKDatabaseQuery query(*this, nullptr, sql);
-            handler(query);
+            VMKDatabaseQuery inert(*this, sql, nullptr);
+            handler(inert);
         }
         return;
     }
-    const CachedStatement cached = checkOut(sql);
-    if (!handler && cached.kind != StatementKind::Other && runTransactionStatement(cached.kind)) {
-        checkIn(sql, cached);
+    std::unique_ptr<VMKDatabaseQuery> query = checkOut(sql);
+    if (!handler && query->m_kind != VMKDatabaseQuery::Kind::Other && joinTransaction(*query)) {
+        checkIn(std::move(query));
         return;
     }
-    // Gives the statement back even when the handler throws.
+    // Gives the query back even when the handler throws.
     struct CheckIn {
         VMKDatabaseController* controller;
-        const QString& sql;
-        const CachedStatement& cached;
-        ~CheckIn() { controller->checkIn(sql, cached); }
-    } checkIn{this, sql, cached};
-    VMKDatabaseQuery query(*this, cached.statement, sql);
+        std::unique_ptr<VMKDatabaseQuery>& query;
+        ~CheckIn() { controller->checkIn(std::move(query)); }
+    } checkIn{this, query};
     if (handler)
-        handler(query);
+        handler(*query);
     else
-        query.execute();
+        query->execute();
 }
 
 bool VMKDatabaseController::openIfNeeded() {
@@ -102,78 +100,68 @@ bool VMKDatabaseController::openIfNeeded() {
     return true;
 }
 
-VMKDatabaseController::CachedStatement VMKDatabaseController::checkOut(const QString& sql) {
+std::unique_ptr<VMKDatabaseQuery> VMKDatabaseController::checkOut(const QString& sql) {
     const auto found = m_statementCache.find(sql);
-    if (found != m_statementCache.end() && !found->empty()) {
-        const CachedStatement cached = found->back();
-        found->pop_back();
-        return cached;
+    if (found != m_statementCache.end() && !found->second.empty()) {
+        std::unique_ptr<VMKDatabaseQuery> query = std::move(found->second.back());
+        found->second.pop_back();
+        return query;
     }
-    CachedStatement cached;
     const QByteArray utf8 = sql.toUtf8();
+    sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
     const int result = sqlite3_prepare_v3(m_database, utf8.constData(), int(utf8.size()) + 1,
-                                          SQLITE_PREPARE_PERSISTENT, &cached.statement, &tail);
+                                          SQLITE_PREPARE_PERSISTENT, &statement, &tail);
     if (result != SQLITE_OK) {
         reportFailure(sql);
-        sqlite3_finalize(cached.statement);
-        return {};
-    }
-    if (tail && !QByteArray(tail).trimmed().isEmpty())
+        sqlite3_finalize(statement);
+        statement = nullptr;
+    } else if (tail && !QByteArray(tail).trimmed().isEmpty()) {
         qWarning().noquote() << "Only the first statement of this SQL text runs:" << sql;
+    }
+    // Private constructor: no make_unique.
+    std::unique_ptr<VMKDatabaseQuery> query(new VMKDatabaseQuery(*this, sql, statement));
     const QStringList words = leadingWords(sql);
-    if (!words.isEmpty()) {
+    if (statement && !words.isEmpty()) {
         const QString& first = words.first();
         if (first == QLatin1String("BEGIN"))
-            cached.kind = StatementKind::Begin;
+            query->m_kind = VMKDatabaseQuery::Kind::Begin;
         else if (first == QLatin1String("END") || first == QLatin1String("COMMIT"))
-            cached.kind = StatementKind::Commit;
+            query->m_kind = VMKDatabaseQuery::Kind::Commit;
         else if (first == QLatin1String("ROLLBACK") && !words.contains(QLatin1String("TO")))
-            cached.kind = StatementKind::Rollback;
+            query->m_kind = VMKDatabaseQuery::Kind::Rollback;
     }
-    return cached;
+    return query;
 }
 
-void VMKDatabaseController::checkIn(const QString& sql, const CachedStatement& cached) {
-    if (!cached.statement)
-        return;
-    sqlite3_reset(cached.statement);
-    sqlite3_clear_bindings(cached.statement);
-    auto found = m_statementCache.find(sql);
+void VMKDatabaseController::checkIn(std::unique_ptr<VMKDatabaseQuery> query) {
+    if (!query || !query->m_statement)
+        return;  // failed to prepare: tried again next time
+    query->recycle();
+    auto found = m_statementCache.find(query->m_sql);
     if (found == m_statementCache.end()) {
         if (m_statementCache.size() >= kCachedTexts)
-            finalizeCachedStatements();
-        found = m_statementCache.insert(sql, {});
+            m_statementCache.clear();
+        found = m_statementCache.emplace(query->m_sql, std::vector<std::unique_ptr<VMKDatabaseQuery>>()).first;
     }
-    if (found->size() >= kIdleStatementsPerText) {
-        sqlite3_finalize(cached.statement);
-        return;
-    }
-    found->push_back(cached);
-}
-
-void VMKDatabaseController::finalizeCachedStatements() {
-    for (const auto& statements : std::as_const(m_statementCache)) {
-        for (const CachedStatement& cached : statements)
-            sqlite3_finalize(cached.statement);
-    }
-    m_statementCache.clear();
+    if (found->second.size() < kIdleStatementsPerText)
+        found->second.push_back(std::move(query));
 }
 
 // Transactions by plain statements from several threads: a BEGIN inside an
 // open transaction joins it, and its end is counted off instead of
 // committing early. Answers whether the statement was handled here.
-bool VMKDatabaseController::runTransactionStatement(StatementKind kind) {
+bool VMKDatabaseController::joinTransaction(const VMKDatabaseQuery& query) {
     const bool inTransaction = sqlite3_get_autocommit(m_database) == 0;
-    switch (kind) {
-    case StatementKind::Begin:
+    switch (query.m_kind) {
+    case VMKDatabaseQuery::Kind::Begin:
         if (inTransaction) {
             ++m_joinedTransactions;
             return true;
         }
         m_joinedTransactions = 0;
         return false;
-    case StatementKind::Commit:
+    case VMKDatabaseQuery::Kind::Commit:
         if (!inTransaction)
             m_joinedTransactions = 0;
         else if (m_joinedTransactions > 0) {
@@ -181,10 +169,10 @@ bool VMKDatabaseController::runTransactionStatement(StatementKind kind) {
             return true;
         }
         return false;
-    case StatementKind::Rollback:
+    case VMKDatabaseQuery::Kind::Rollback:
         m_joinedTransactions = 0;
         return false;
-    case StatementKind::Other:
+    case VMKDatabaseQuery::Kind::Other:
         break;
     }
     return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/URL.h"
+#include "core/VMKDatabaseQuery.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QString>
@@ -8,12 +9,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 #include <vector>
 
 class DispatchQueue;
-class VMKDatabaseQuery;
 struct sqlite3;
-struct sqlite3_stmt;
 
 // The one way to reach a database file. One SQLite connection per controller,
 // opened at the first statement (so creating a controller never creates its
@@ -56,31 +56,26 @@ public:
 private:
     friend class VMKDatabaseQuery;
 
-    // What a statement does to the transaction state, found once per prepare.
-    enum class StatementKind : unsigned char { Other, Begin, Commit, Rollback };
-
-    struct CachedStatement {
-        sqlite3_stmt* statement = nullptr;
-        StatementKind kind = StatementKind::Other;
+    struct QStringHash {
+        size_t operator()(const QString& text) const noexcept { return qHash(text); }
     };
 
     explicit VMKDatabaseController(const URL& url);
 
     void run(const QString& sql, const QueryHandler& handler);
     bool openIfNeeded();
-    CachedStatement checkOut(const QString& sql);
-    void checkIn(const QString& sql, const CachedStatement& cached);
-    void finalizeCachedStatements();
-    bool runTransactionStatement(StatementKind kind);
+    std::unique_ptr<VMKDatabaseQuery> checkOut(const QString& sql);
+    void checkIn(std::unique_ptr<VMKDatabaseQuery> query);
+    bool joinTransaction(const VMKDatabaseQuery& query);
     void reportFailure(const QString& sql, const QString& message);
     void reportFailure(const QString& sql);  // SQLite's current message
 
     URL m_url;
     mutable std::recursive_mutex m_mutex;
     sqlite3* m_database = nullptr;
-    // Idle prepared statements by SQL text. A statement is taken out while a
-    // query uses it, so nested use of the same text prepares another one.
-    QHash<QString, std::vector<CachedStatement>> m_statementCache;
+    // Idle prepared queries by SQL text. A query is taken out while a handler
+    // uses it, so nested use of the same text prepares another one.
+    std::unordered_map<QString, std::vector<std::unique_ptr<VMKDatabaseQuery>>, QStringHash> m_statementCache;
     // "BEGIN"s that joined an already open transaction, waiting for their end.
     int m_joinedTransactions = 0;
     QString m_lastErrorMessage;

@@ -8,12 +8,33 @@
 
 #include <sqlite3.h>
 
-VMKDatabaseQuery::VMKDatabaseQuery(VMKDatabaseController& controller, sqlite3_stmt* statement, const QString& sql)
+namespace {
+constexpr size_t kKeptTextCapacity = 16 * 1024;
+}
+
+VMKDatabaseQuery::VMKDatabaseQuery(VMKDatabaseController& controller, const QString& sql, sqlite3_stmt* statement)
     : m_controller(controller),
-      m_statement(statement),
       m_sql(sql),
+      m_statement(statement),
       m_columnCount(statement ? sqlite3_column_count(statement) : 0),
-      m_state(statement ? State::Ready : State::Done) {}
+      m_argumentCount(statement ? sqlite3_bind_parameter_count(statement) : 0),
+      m_state(statement ? State::Ready : State::Done),
+      m_texts(size_t(m_argumentCount)) {}
+
+VMKDatabaseQuery::~VMKDatabaseQuery() { sqlite3_finalize(m_statement); }
+
+void VMKDatabaseQuery::recycle() {
+    sqlite3_reset(m_statement);
+    sqlite3_clear_bindings(m_statement);
+    m_state = State::Ready;
+    // An idle query keeps small buffers for its next use, not a huge one.
+    for (std::string& text : m_texts) {
+        if (text.capacity() > kKeptTextCapacity) {
+            text.clear();
+            text.shrink_to_fit();
+        }
+    }
+}
 
 // A binding starts a new run: rewind first when the statement has been
 // stepped, since SQLite refuses bindings on a running statement.
@@ -27,6 +48,8 @@ bool VMKDatabaseQuery::readyToBind() {
     return true;
 }
 
+// Texts are bound without a copy by SQLite: their UTF-8 stays here until the
+// argument is bound again, and the storage is reused from row to row.
 void VMKDatabaseQuery::setStringValue(const QString& value, int index) {
     if (!readyToBind())
         return;
@@ -34,10 +57,13 @@ void VMKDatabaseQuery::setStringValue(const QString& value, int index) {
         checkBinding(sqlite3_bind_null(m_statement, index + 1), index);
         return;
     }
-    m_utf8.resize(m_encoder.requiredSpace(value.size()));
-    char* const begin = m_utf8.data();
+    if (!isArgument(index))
+        return;
+    std::string& text = m_texts[size_t(index)];
+    text.resize(size_t(m_encoder.requiredSpace(value.size())));
+    char* const begin = text.data();
     char* const end = m_encoder.appendToBuffer(begin, value);
-    checkBinding(sqlite3_bind_text(m_statement, index + 1, begin, int(end - begin), SQLITE_TRANSIENT), index);
+    checkBinding(sqlite3_bind_text(m_statement, index + 1, begin, int(end - begin), SQLITE_STATIC), index);
 }
 
 void VMKDatabaseQuery::setIntValue(qint32 value, int index) {
@@ -129,6 +155,13 @@ void VMKDatabaseQuery::setValue(const QVariant& value, int index) {
     }
 }
 
+bool VMKDatabaseQuery::isArgument(int index) {
+    if (index >= 0 && index < m_argumentCount)
+        return true;
+    checkBinding(SQLITE_RANGE, index);
+    return false;
+}
+
 void VMKDatabaseQuery::checkBinding(int result, int index) {
     if (Q_UNLIKELY(result != SQLITE_OK)) {
         m_controller.reportFailure(
@@ -136,8 +169,7 @@ void VMKDatabaseQuery::checkBinding(int result, int index) {
     }
 }
 
-void VMKDatabaseQuery::stepFailed(int result) {
-    Q_UNUSED(result);
+void VMKDatabaseQuery::stepFailed() {
     m_state = State::Done;
     m_controller.reportFailure(m_sql);
 }
@@ -153,7 +185,7 @@ void VMKDatabaseQuery::execute() {
     if (result == SQLITE_DONE)
         m_state = State::Done;
     else
-        stepFailed(result);
+        stepFailed();
 }
 
 bool VMKDatabaseQuery::evaluateNextRow() {
@@ -167,7 +199,7 @@ bool VMKDatabaseQuery::evaluateNextRow() {
     if (result == SQLITE_DONE)
         m_state = State::Done;
     else
-        stepFailed(result);
+        stepFailed();
     return false;
 }
 

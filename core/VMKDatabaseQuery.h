@@ -4,7 +4,9 @@
 #include <QtCore/QString>
 #include <QtCore/QStringConverter>
 #include <QtCore/QVariant>
-#include <QtCore/QVarLengthArray>
+
+#include <string>
+#include <vector>
 
 class VMKDatabaseController;
 struct sqlite3_stmt;
@@ -18,11 +20,12 @@ struct sqlite3_stmt;
 // empty values. Reading when no row is current gives the same empty values.
 class VMKDatabaseQuery {
 public:
+    ~VMKDatabaseQuery();
     VMKDatabaseQuery(const VMKDatabaseQuery&) = delete;
     VMKDatabaseQuery& operator=(const VMKDatabaseQuery&) = delete;
 
     // Binding. A null QString or QByteArray binds NULL (an empty one binds
-    // an empty text or blob).
+    // an empty text or blob). Binding after a run starts a new run.
     void setStringValue(const QString& value, int index);
     void setIntValue(qint32 value, int index);
     void setLongLongValue(qint64 value, int index);
@@ -37,7 +40,8 @@ public:
     // Runs the statement from its start to its end (for statements that
     // return no rows). Bindings stay.
     void execute();
-    // Steps once; true while a row is current.
+    // Steps once; true while a row is current. False for good once the
+    // statement has finished or failed, until reset().
     bool evaluateNextRow();
     // The rows not yet read (all of them on a fresh query), one dictionary a
     // row keyed by column name; NULL reads as the null marker.
@@ -67,20 +71,29 @@ private:
     friend class VMKDatabaseController;
 
     enum class State : unsigned char { Ready, Row, Done };
+    // What the statement does to the transaction state, found once at prepare.
+    enum class Kind : unsigned char { Other, Begin, Commit, Rollback };
 
-    VMKDatabaseQuery(VMKDatabaseController& controller, sqlite3_stmt* statement, const QString& sql);
+    // Takes ownership of `statement` (which may be null: an inert query).
+    VMKDatabaseQuery(VMKDatabaseController& controller, const QString& sql, sqlite3_stmt* statement);
 
-    bool hasColumn(int column) const { return m_state == State::Row && column >= 0 && column < m_columnCount; }
     bool readyToBind();
+    bool isArgument(int index);
     void checkBinding(int result, int index);
-    void stepFailed(int result);
+    void stepFailed();
+    bool hasColumn(int column) const { return m_state == State::Row && column >= 0 && column < m_columnCount; }
+    // Back to a fresh query for the next handler: rewound and unbound.
+    void recycle();
 
     VMKDatabaseController& m_controller;
-    sqlite3_stmt* m_statement;
-    const QString& m_sql;
-    int m_columnCount = 0;
-    State m_state = State::Ready;
-    // UTF-8 of a text being bound; short texts need no heap.
-    QVarLengthArray<char, 256> m_utf8;
+    const QString m_sql;
+    sqlite3_stmt* const m_statement;
+    const int m_columnCount;
+    const int m_argumentCount;
+    State m_state;
+    Kind m_kind = Kind::Other;
+    // The UTF-8 of bound texts, by argument, kept here so SQLite can use it
+    // in place; each keeps its storage from run to run.
+    std::vector<std::string> m_texts;
     QStringEncoder m_encoder{QStringEncoder::Utf8, QStringEncoder::Flag::Stateless};
 };

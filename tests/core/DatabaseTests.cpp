@@ -314,6 +314,8 @@ TEST_F(DatabaseTest, EveryBindingRoundTrips) {
 
     store("string", [&](Query& q) { q.setStringValue(unicode, 1); });
     store("longString", [&](Query& q) { q.setStringValue(longText, 1); });
+    const QString hugeText = QString(60000, QChar(0x00E9));
+    store("hugeString", [&](Query& q) { q.setStringValue(hugeText, 1); });
     store("emptyString", [&](Query& q) { q.setStringValue(QStringLiteral(""), 1); });
     store("absentString", [&](Query& q) { q.setStringValue(QString(), 1); });
     store("intMin", [&](Query& q) { q.setIntValue(std::numeric_limits<qint32>::min(), 1); });
@@ -344,9 +346,10 @@ TEST_F(DatabaseTest, EveryBindingRoundTrips) {
                                        types.insert(query.stringValueAtColumn(0), query.stringValueAtColumn(2));
                                    }
                                });
-    ASSERT_EQ(values.size(), 21);
+    ASSERT_EQ(values.size(), 22);
     EXPECT_EQ(values["string"], QVariant(unicode));
     EXPECT_EQ(values["longString"], QVariant(longText));
+    EXPECT_EQ(values["hugeString"], QVariant(hugeText));
     EXPECT_EQ(types["emptyString"], "text");
     EXPECT_EQ(types["absentString"], "null");
     EXPECT_EQ(values["intMin"].toLongLong(), std::numeric_limits<qint32>::min());
