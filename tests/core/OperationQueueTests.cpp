@@ -282,8 +282,10 @@ TEST(OperationQueue, AsynchronousOperationsHoldTheirPlaceUntilFinished) {
     for (const auto& op : operations)
         EXPECT_TRUE(op->isFinished());
     // These operations clear "executing" after finishing, so after they have left the queue.
-    EXPECT_TRUE(spinUntil([&] {
-        return std::none_of(operations.begin(), operations.end(), [](const auto& op) { return op->isExecuting(); });
+    ASSERT_TRUE(spinUntil([&] {
+        std::lock_guard lock(mutex);
+        return changes.size() == 3 &&
+               std::none_of(operations.begin(), operations.end(), [](const auto& op) { return op->isExecuting(); });
     }));
     std::lock_guard lock(mutex);
     EXPECT_EQ(changes, (std::vector<QString>{"isExecuting=1", "isFinished=1", "isExecuting=0"}));
