@@ -294,7 +294,10 @@ public:
         : DispatchQueue(label), m_state(std::make_shared<SerialQueueState>(label)) {}
 
     void async(std::function<void()> block) override { m_state->async(std::move(block)); }
-    void sync(std::function<void()> block) override { m_state->sync(block); }
+    void sync(std::function<void()> block) override {
+        const auto state = m_state;  // the queue may be let go while the caller waits
+        state->sync(block);
+    }
 
     void asyncAfter(double seconds, std::function<void()> block) override {
         DelayedDispatcher::shared().schedule(

@@ -73,18 +73,16 @@ TEST(DispatchQueueSerial, KeepsOrderUnderLoadAndRunsOneBlockAtATime) {
                 queue->async([&, p, i] {
                     if (inside.fetch_add(1) != 0)
                         ++overlap;
-                    {
-                        std::lock_guard lock(mutex);
-                        order.push_back(p * perProducer + i);
-                    }
                     inside.fetch_sub(1);
+                    std::lock_guard lock(mutex);  // last: the test ends once it sees every entry
+                    order.push_back(p * perProducer + i);
                 });
             ++producersDone;
         });
     }
     ASSERT_TRUE(spinUntil([&] {
         std::lock_guard lock(mutex);
-        return order.size() == size_t(producers * perProducer);
+        return order.size() == size_t(producers * perProducer) && producersDone == producers;
     }));
     EXPECT_EQ(overlap.load(), 0);
     std::vector<int> last(producers, -1);
