@@ -51,8 +51,9 @@ struct NotificationCenter::Registration {
 };
 
 NotificationCenter& NotificationCenter::defaultCenter() {
-    static NotificationCenter center;
-    return center;
+    // Never destroyed: observers may unregister from static destructors.
+    static NotificationCenter* center = new NotificationCenter;
+    return *center;
 }
 
 NotificationCenter::NotificationCenter() = default;
