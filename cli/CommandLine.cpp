@@ -1,7 +1,10 @@
 #include "cli/CommandLine.h"
 
 #include "cli/DefaultsCommand.h"
+#include "cli/LogCommand.h"
 #include "cli/Output.h"
+#include "core/ApplicationNotifications.h"
+#include "core/NotificationCenter.h"
 #include "core/URL.h"
 
 #include <QtCore/QCoreApplication>
@@ -26,7 +29,7 @@ QString helpText() {
                "\n"
                "commands:\n")
                .arg(QStringLiteral(ONDREL_VERSION)) +
-           DefaultsCommand::help() +
+           DefaultsCommand::help() + LogCommand::help() +
            QStringLiteral(
                "\n"
                "exit status: 0 done; 1 done, but some item failed; 2 wrong usage;\n"
@@ -85,11 +88,18 @@ int CommandLine::run(int argc, char** argv) {
     }
 
     const QString command = arguments.takeFirst();
-    if (command == QLatin1String("defaults"))
-        return DefaultsCommand::run(arguments);
-    if (command == QLatin1String("help")) {
+    int status;
+    if (command == QLatin1String("defaults")) {
+        status = DefaultsCommand::run(arguments);
+    } else if (command == QLatin1String("log")) {
+        status = LogCommand::run(arguments);
+    } else if (command == QLatin1String("help")) {
         Output::line(helpText().chopped(1));
-        return Output::Done;
+        status = Output::Done;
+    } else {
+        return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
     }
-    return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
+    // As the desktop program does when it quits: controllers write what they hold.
+    NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
+    return status;
 }

@@ -3,7 +3,9 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
+#include <QtCore/QProcess>
 
 #include <gtest/gtest.h>
 
@@ -69,4 +71,36 @@ TEST(CommandLine, HomeThatCannotBeMadeIsReported) {
                                            {QStringLiteral("defaults"), QStringLiteral("read")});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_FALSE(result.err.isEmpty());
+}
+
+TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
+    TemporaryHome home;
+    const CommandResult empty = runOndrel(home.path(), {QStringLiteral("log")});
+    ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
+    EXPECT_TRUE(empty.out.isEmpty());
+
+    // Entries written by another process (here: straight into the log file).
+    QProcess sqlite;
+    const QString db = home.filePath(QStringLiteral("Log.db"));
+    sqlite.start(QStringLiteral("python3"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import sqlite3,sys; c=sqlite3.connect(sys.argv[1]); "
+                                 "c.executemany(\"INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)\", "
+                                 "[(5,'added a file'),(4,'could not read x.wav'),(3,'render failed')]); c.commit()"),
+                  db});
+    ASSERT_TRUE(sqlite.waitForFinished(30000));
+    ASSERT_EQ(sqlite.exitCode(), 0) << sqlite.readAllStandardError().toStdString();
+
+    const CommandResult all = runOndrel(home.path(), {QStringLiteral("log")});
+    const QStringList lines = all.out.trimmed().split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 3) << all.out.toStdString();
+    EXPECT_TRUE(lines[0].contains(QStringLiteral("notice")) && lines[0].endsWith(QStringLiteral("added a file")));
+    EXPECT_TRUE(lines[2].contains(QStringLiteral("error")) && lines[2].endsWith(QStringLiteral("render failed")));
+
+    const CommandResult issues = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("log"), QStringLiteral("--issues")});
+    const QJsonArray rows = QJsonDocument::fromJson(issues.out.toUtf8()).array();
+    ASSERT_EQ(rows.size(), 2) << issues.out.toStdString();
+    EXPECT_EQ(rows[0].toObject().value(QStringLiteral("level")).toString(), QStringLiteral("warning"));
+    EXPECT_EQ(rows[1].toObject().value(QStringLiteral("message")).toString(), QStringLiteral("render failed"));
+    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--bogus")}).exitCode, 2);
 }

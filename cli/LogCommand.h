@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QtCore/QStringList>
+
+// `ondrel log [--issues]`: the log, oldest first: time, level, message.
+class LogCommand {
+public:
+    static int run(const QStringList& arguments);
+    static QString help();
+};

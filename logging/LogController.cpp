@@ -1,0 +1,193 @@
+#include "logging/LogController.h"
+
+#include "core/ApplicationNotifications.h"
+#include "core/DispatchQueue.h"
+#include "core/NotificationCenter.h"
+#include "core/Timer.h"
+#include "core/URL.h"
+#include "core/UserDefaults.h"
+#include "core/VMKDatabaseController.h"
+#include "core/VMKDatabaseQuery.h"
+
+namespace {
+
+constexpr double kBatchInterval = 3.0;
+
+std::recursive_mutex& sharedMutex() {
+    static std::recursive_mutex mutex;
+    return mutex;
+}
+
+// The shared instance lives for the process (never destroyed at exit).
+std::shared_ptr<LogController>& sharedPointer() {
+    static auto* shared = new std::shared_ptr<LogController>();
+    return *shared;
+}
+
+// Registering again merges the same values, so this runs whenever the
+// controller is made (the defaults may have been reloaded since).
+void registerClassDefaults() {
+    UserDefaults::standardUserDefaults()->registerDefaults(
+        {{QStringLiteral("LogControllerLogTTL"), QStringLiteral("14 days")}});
+}
+
+} // namespace
+
+const QString LogController::LogDidUpdate = QStringLiteral("LogDidUpdate");
+
+const ClassInfo& LogController::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<LogController, Object>(QStringLiteral("LogController"))
+                                       .property(QStringLiteral("warningCount"), &LogController::warningCount)
+                                       .property(QStringLiteral("errorCount"), &LogController::errorCount);
+    return info;
+}
+
+std::shared_ptr<LogController> LogController::sharedInstance() {
+    std::lock_guard lock(sharedMutex());
+    auto& shared = sharedPointer();
+    if (!shared) {
+        registerClassDefaults();
+        // Stored before init runs: whatever init calls may ask for it again.
+        shared = std::make_shared<LogController>();
+        shared->init();
+    }
+    return shared;
+}
+
+void LogController::resetSharedInstance() {
+    std::shared_ptr<LogController> old;
+    {
+        std::lock_guard lock(sharedMutex());
+        old = std::move(sharedPointer());
+    }
+    if (old)
+        old->write();
+}
+
+LogController::LogController() = default;
+
+LogController::~LogController() {
+    if (m_terminateObserver)
+        NotificationCenter::defaultCenter().removeObserver(m_terminateObserver);
+    if (m_notificationTimer)
+        m_notificationTimer->invalidate();
+}
+
+void LogController::init() {
+    const URL url = URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Log"))
+                        .URLByAppendingPathExtension(QStringLiteral("db"));
+    m_database = VMKDatabaseController::initWithURL(url);
+    if (!url.existsAsFile()) {
+        m_database->executeStatement(QStringLiteral("CREATE TABLE [Global] (version INTEGER);"));
+        m_database->executeStatement(QStringLiteral("INSERT INTO Global (version) VALUES (1);"));
+        m_database->executeStatement(QStringLiteral(
+            "CREATE TABLE Log (logID INTEGER PRIMARY KEY NOT NULL, timestamp TIMESTAMP, level INTEGER, message TEXT);"));
+    }
+    m_database->executeStatement(QStringLiteral("SELECT version FROM Global"), nullptr, [](VMKDatabaseQuery& query) {
+        if (query.evaluateNextRow())
+            (void)query.intValueAtColumn(0);
+    });
+
+    const QString ttl = UserDefaults::standardUserDefaults()->stringForKey(QStringLiteral("LogControllerLogTTL"));
+    if (!ttl.isEmpty())
+        m_database->executeStatement(
+            QStringLiteral("DELETE FROM Log WHERE timestamp < DateTime('now', '-%1')").arg(ttl));
+
+    std::weak_ptr<LogController> weak = std::static_pointer_cast<LogController>(shared_from_this());
+    m_terminateObserver = NotificationCenter::defaultCenter().addObserver(
+        ApplicationWillTerminateNotification, nullptr, [weak](const Notification&) {
+            if (auto self = weak.lock())
+                self->applicationWillTerminate();
+        });
+}
+
+void LogController::logWithLevel(unsigned level, const QString& message) {
+    {
+        std::lock_guard lock(m_messagePoolLock);
+        m_messagePool.push_back({level, message});
+    }
+    if (level == Error)
+        addToCount(m_errorCount, QStringLiteral("errorCount"));
+    else if (level == Warning)
+        addToCount(m_warningCount, QStringLiteral("warningCount"));
+
+    if (m_notificationTimerActive.load() || m_notificationTimerWillBeScheduled.exchange(true))
+        return;
+    std::weak_ptr<LogController> weak = std::static_pointer_cast<LogController>(shared_from_this());
+    dispatchMain([weak] {
+        auto self = weak.lock();
+        if (!self)
+            return;
+        self->m_notificationTimerActive = true;
+        self->m_notificationTimer = Timer::scheduledTimer(kBatchInterval, false, [weak] {
+            if (auto strong = weak.lock())
+                strong->writeAndNotify();
+        });
+        self->m_notificationTimerWillBeScheduled = false;
+    });
+}
+
+void LogController::addToCount(std::atomic<quint64>& count, const QString& key) {
+    willChangeValueForKey(key);
+    count.fetch_add(1);
+    didChangeValueForKey(key);
+}
+
+void LogController::writeAndNotify() {
+    std::weak_ptr<LogController> weak = std::static_pointer_cast<LogController>(shared_from_this());
+    DispatchQueue::global(DispatchQueue::Priority::Background).async([weak] {
+        auto self = weak.lock();
+        if (!self)
+            return;
+        self->write();
+        dispatchMain([weak] {
+            auto strong = weak.lock();
+            if (!strong)
+                return;
+            NotificationCenter::defaultCenter().postNotification(LogDidUpdate);
+            strong->m_notificationTimer.reset();
+            strong->m_notificationTimerActive = false;
+        });
+    });
+}
+
+void LogController::write() {
+    std::lock_guard lock(m_messagePoolLock);
+    if (m_messagePool.empty())
+        return;
+    m_database->executeStatement(QStringLiteral("BEGIN IMMEDIATE TRANSACTION"));
+    m_database->executeStatement(
+        QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)"), nullptr,
+        [this](VMKDatabaseQuery& query) {
+            for (const PooledMessage& entry : m_messagePool) {
+                query.setIntValue(int(entry.level), 0);
+                query.setStringValue(entry.message, 1);
+                query.execute();
+                query.reset();
+            }
+        });
+    m_database->executeStatement(QStringLiteral("END TRANSACTION"));
+    m_messagePool.clear();
+}
+
+void LogController::clear() {
+    clearWarningsAndErrors();
+    m_database->executeStatement(QStringLiteral("DELETE FROM Log"));
+    dispatchMain([] { NotificationCenter::defaultCenter().postNotification(LogDidUpdate); });
+}
+
+void LogController::clearWarningsAndErrors() {
+    willChangeValueForKey(QStringLiteral("warningCount"));
+    m_warningCount = 0;
+    didChangeValueForKey(QStringLiteral("warningCount"));
+    willChangeValueForKey(QStringLiteral("errorCount"));
+    m_errorCount = 0;
+    didChangeValueForKey(QStringLiteral("errorCount"));
+}
+
+void LogController::executeStatement(const QString& sql, DispatchQueue* queue,
+                                     std::function<void(VMKDatabaseQuery&)> handler) {
+    m_database->executeStatement(sql, queue, std::move(handler));
+}
+
+void LogController::applicationWillTerminate() { write(); }
