@@ -84,12 +84,11 @@ int64_t firstFrameAtOrAfter(double time, double rate) {
 
 void VMKFaderAudioProcessor::applyGain(VMKAudioBufferList& destination, int64_t offset, int64_t frames,
                                        int64_t sampleTime) {
-    static const QString kScalar = QStringLiteral("scalar");
     const float scalar = this->scalar();
     bool automated = false;
     if (m_sampleRate > 0.0) {
         for (const auto& automation : m_automations) {
-            if (!automation->isEnabled() || automation->parameterKey() != kScalar)
+            if (!automation->isEnabled() || automation->parameterKey() != QLatin1StringView("scalar"))
                 continue;
             const double location = automation->location();
             const double length = automation->length();
