@@ -1,0 +1,240 @@
+#include "TestGenerator.h"
+
+#include "render/engine/GHZDitherAudioProcessor.h"
+#include "render/engine/VMKAudioStream.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace {
+constexpr double kRate = 48000.0;
+
+// Pulls `frames` frames of `function` through `processor` in blocks of `block`.
+std::vector<std::vector<float>> run(const std::shared_ptr<VMKAudioProcessor>& processor, uint32_t channels,
+                                    int64_t frames, TestGenerator::Function function, int64_t block = 1024,
+                                    double rate = kRate) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto source = std::make_shared<TestGenerator>(channels, rate, std::move(function));
+    auto head = std::make_shared<TestRecorder>();
+    stream->addProcessorsObject(source);
+    stream->addProcessorsObject(processor);
+    stream->addProcessorsObject(head);
+    stream->connectProcessor(source.get(), processor.get());
+    stream->connectProcessor(processor.get(), head.get())->setMaxFrames(block);
+    head->setFrameCount(frames);
+    VMKError error;
+    EXPECT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+    EXPECT_TRUE(stream->start(&error)) << qPrintable(error.localizedDescription());
+    stream->uninitialize();
+    return head->recorded;
+}
+
+TestGenerator::Function sine(double frequency, double amplitude, double offset = 0.0) {
+    return [=](int64_t frame, uint32_t) {
+        return float(offset + amplitude * std::sin(2.0 * std::numbers::pi * frequency * double(frame) / kRate));
+    };
+}
+
+double rms(const std::vector<float>& values, size_t from = 0) {
+    double sum = 0.0;
+    for (size_t i = from; i < values.size(); ++i)
+        sum += double(values[i]) * values[i];
+    return std::sqrt(sum / double(values.size() - from));
+}
+
+double decibels(double value) { return 20.0 * std::log10(value); }
+
+// Mean power of `values` at `frequency`, averaged over Hann-windowed segments
+// of 4096 (Goertzel).
+double powerAt(const std::vector<double>& values, double frequency) {
+    constexpr size_t kSegment = 4096;
+    static const std::vector<double> window = [] {
+        std::vector<double> w(kSegment);
+        for (size_t i = 0; i < kSegment; ++i)
+            w[i] = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * double(i) / double(kSegment));
+        return w;
+    }();
+    const double coefficient = 2.0 * std::cos(2.0 * std::numbers::pi * frequency / kRate);
+    double total = 0.0;
+    size_t segments = 0;
+    for (size_t start = 0; start + kSegment <= values.size(); start += kSegment, ++segments) {
+        double s1 = 0.0, s2 = 0.0;
+        for (size_t i = 0; i < kSegment; ++i) {
+            const double s0 = values[start + i] * window[i] + coefficient * s1 - s2;
+            s2 = s1;
+            s1 = s0;
+        }
+        total += s1 * s1 + s2 * s2 - coefficient * s1 * s2;
+    }
+    return total / double(segments);
+}
+
+// Mean noise power over a band, from a handful of frequencies in it.
+double bandPower(const std::vector<double>& values, double low, double high) {
+    double sum = 0.0;
+    for (int i = 0; i < 8; ++i)
+        sum += powerAt(values, low + (high - low) * (i + 0.5) / 8.0);
+    return sum / 8.0;
+}
+
+std::shared_ptr<GHZDitherAudioProcessor> dither(int bits, const QString& shape, const QString& amount = "optimal",
+                                                bool blanking = true) {
+    auto processor = std::make_shared<GHZDitherAudioProcessor>();
+    processor->setValueForParameterKey(bits, QStringLiteral("bitDepth"));
+    processor->setValueForParameterKey(shape, QStringLiteral("noiseShaping"));
+    processor->setValueForParameterKey(amount, QStringLiteral("amount"));
+    processor->setValueForParameterKey(blanking, QStringLiteral("autoBlankingEnabled"));
+    return processor;
+}
+
+// The quantisation error (output minus input) of a quiet 997 Hz sine.
+std::vector<double> ditherError(const QString& shape, int64_t frames = 96000) {
+    const auto function = sine(997.0, 0.01);
+    const auto out = run(dither(16, shape, QStringLiteral("optimal"), false), 1, frames, function);
+    std::vector<double> error(out[0].size());
+    for (size_t i = 0; i < error.size(); ++i)
+        error[i] = double(out[0][i]) - double(function(int64_t(i), 0));
+    return error;
+}
+} // namespace
+
+TEST(Dither, SettingsByKeyAndTheirNames) {
+    auto processor = dither(24, QStringLiteral("light"), QStringLiteral("low"), false);
+    EXPECT_EQ(processor->bitDepth(), 24);
+    EXPECT_EQ(processor->noiseShaping(), QStringLiteral("light"));
+    EXPECT_EQ(processor->noiseShapingType(), GHZDitherAudioProcessor::NoiseShaping::Light);
+    EXPECT_EQ(processor->amountFactor(), 0.5f);
+    EXPECT_FALSE(processor->isAutoBlankingEnabled());
+    // The defaults of the actions, and texts the processor does not know.
+    GHZDitherAudioProcessor fresh;
+    EXPECT_EQ(fresh.bitDepth(), 16);
+    EXPECT_EQ(fresh.noiseShapingType(), GHZDitherAudioProcessor::NoiseShaping::Optimal);
+    EXPECT_EQ(fresh.amountFactor(), 1.0f);
+    EXPECT_TRUE(fresh.isAutoBlankingEnabled());
+    EXPECT_EQ(GHZDitherAudioProcessor::noiseShapingNamed(QStringLiteral("None")),
+              GHZDitherAudioProcessor::NoiseShaping::None);
+    EXPECT_EQ(GHZDitherAudioProcessor::noiseShapingNamed(QStringLiteral("whatever")),
+              GHZDitherAudioProcessor::NoiseShaping::Optimal);
+    EXPECT_EQ(GHZDitherAudioProcessor::amountNamed(QStringLiteral("none")), 0.0f);
+    EXPECT_EQ(GHZDitherAudioProcessor::amountNamed(QStringLiteral("0.75")), 0.75f);
+    EXPECT_EQ(GHZDitherAudioProcessor::amountNamed(QStringLiteral("99")), 4.0f);
+    processor->setValueForParameterKey(0.25, QStringLiteral("amount"));
+    EXPECT_EQ(processor->amountFactor(), 0.25f);
+}
+
+TEST(Dither, IsMadeByNameFromAStreamDescription) {
+    GHZDitherAudioProcessor::staticClassInfo();
+    const QVariantMap description{
+        {QStringLiteral("processors"),
+         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("GHZDitherAudioProcessor")},
+                                  {QStringLiteral("identifier"), QStringLiteral("dither")},
+                                  {QStringLiteral("parameters"),
+                                   QVariantMap{{QStringLiteral("bitDepth"), 8},
+                                               {QStringLiteral("noiseShaping"), QStringLiteral("none")},
+                                               {QStringLiteral("autoBlankingEnabled"), false}}}}}}};
+    VMKError error;
+    auto stream = VMKAudioStream::initWithDescription(description, &error);
+    ASSERT_TRUE(stream) << qPrintable(error.localizedDescription());
+    auto processor = std::dynamic_pointer_cast<GHZDitherAudioProcessor>(
+        stream->processorWithIdentifier(QStringLiteral("dither")));
+    ASSERT_TRUE(processor);
+    EXPECT_EQ(processor->bitDepth(), 8);
+    EXPECT_EQ(processor->noiseShapingType(), GHZDitherAudioProcessor::NoiseShaping::None);
+    EXPECT_FALSE(processor->isAutoBlankingEnabled());
+}
+
+TEST(Dither, OutputLiesExactlyOnTheGridAndClipsAtFullScale) {
+    for (int bits : {8, 16, 24}) {
+        for (const char* shape : {"none", "light", "medium", "high", "optimal"}) {
+            // A loud sine that overshoots full scale, so the clipping path runs too.
+            const auto out = run(dither(bits, QString::fromLatin1(shape)), 2, 20000, sine(440.0, 1.2, 0.01), 333);
+            const double scale = std::ldexp(1.0, bits - 1);
+            for (const auto& channel : out) {
+                ASSERT_EQ(channel.size(), 20000u);
+                for (float value : channel) {
+                    const double k = double(value) * scale;
+                    ASSERT_EQ(k, std::floor(k)) << bits << " bits, " << shape << ": " << value;
+                    ASSERT_GE(k, -scale);
+                    ASSERT_LE(k, scale - 1.0);
+                }
+            }
+            const float top = *std::max_element(out[0].begin(), out[0].end());
+            EXPECT_EQ(double(top), (scale - 1.0) / scale) << bits << " bits, " << shape;
+        }
+    }
+}
+
+TEST(Dither, FlatTriangularDitherHasTheExpectedNoiseFloor) {
+    // Rounding adds 1/12 LSB^2 and a +-1 LSB triangular dither 1/6: 1/2 LSB RMS,
+    // that is -96.3 dBFS at 16 bits (plain rounding alone would be -101.1).
+    const auto error = ditherError(QStringLiteral("none"));
+    double sum = 0.0, mean = 0.0;
+    for (double e : error) {
+        sum += e * e;
+        mean += e;
+    }
+    const double level = decibels(std::sqrt(sum / double(error.size())));
+    EXPECT_NEAR(level, decibels(0.5 / 32768.0), 0.3);
+    EXPECT_NEAR(mean / double(error.size()), 0.0, 1e-7);  // no offset
+    // And it is white: as much noise low as high.
+    const double low = bandPower(error, 1000.0, 4000.0), high = bandPower(error, 16000.0, 22000.0);
+    EXPECT_NEAR(10.0 * std::log10(high / low), 0.0, 1.0);
+}
+
+TEST(Dither, ShapedNoiseMovesFromTheMiddleToTheTop) {
+    const auto flat = ditherError(QStringLiteral("none"));
+    const double flatLow = bandPower(flat, 2500.0, 4500.0), flatHigh = bandPower(flat, 19000.0, 23000.0);
+    struct Expectation {
+        const char* shape;
+        double lowBelow;   // dB less than flat around 3 kHz, at least
+        double highAbove;  // dB more than flat above 19 kHz, at least
+    };
+    for (const Expectation& expected : {Expectation{"light", 3.5, 2.0}, Expectation{"medium", 13.0, 8.0},
+                                        Expectation{"high", 15.0, 14.0}, Expectation{"optimal", 20.0, 20.0}}) {
+        const auto shaped = ditherError(QString::fromLatin1(expected.shape));
+        const double low = 10.0 * std::log10(bandPower(shaped, 2500.0, 4500.0) / flatLow);
+        const double high = 10.0 * std::log10(bandPower(shaped, 19000.0, 23000.0) / flatHigh);
+        EXPECT_LT(low, -expected.lowBelow) << expected.shape;
+        EXPECT_GT(high, expected.highAbove) << expected.shape;
+    }
+}
+
+TEST(Dither, AutoBlankingKeepsDigitalSilenceSilent) {
+    // Silence, then a quiet tone, then silence again.
+    const auto function = [](int64_t frame, uint32_t channel) {
+        if (frame < 5000 || frame >= 15000)
+            return 0.0f;
+        return float(0.001 * std::sin(0.05 * double(frame) + channel));
+    };
+    const auto blanked = run(dither(16, QStringLiteral("optimal")), 2, 20000, function, 512);
+    for (const auto& channel : blanked) {
+        for (size_t i = 0; i < 5000; ++i)
+            ASSERT_EQ(channel[i], 0.0f) << i;
+        for (size_t i = 15000; i < 20000; ++i)
+            ASSERT_EQ(channel[i], 0.0f) << i;
+        EXPECT_GT(rms(std::vector<float>(channel.begin() + 5000, channel.begin() + 15000)), 0.0005);
+    }
+    // Without blanking, silence is dithered like everything else.
+    const auto dithered = run(dither(16, QStringLiteral("none"), QStringLiteral("optimal"), false), 2, 20000,
+                              function, 512);
+    EXPECT_NEAR(rms(std::vector<float>(dithered[0].begin(), dithered[0].begin() + 5000)),
+                0.5 / 32768.0, 0.05 / 32768.0);
+}
+
+TEST(Dither, IsReproducibleIndependentPerChannelAndBlockSizeBlind) {
+    const auto function = sine(1000.0, 0.25);
+    const auto first = run(dither(16, QStringLiteral("optimal")), 2, 8000, function, 1024);
+    const auto again = run(dither(16, QStringLiteral("optimal")), 2, 8000, function, 77);
+    EXPECT_EQ(first, again);
+    EXPECT_NE(first[0], first[1]);  // the same signal gets different dither in each channel
+    // Depths the processor does not reduce to pass through untouched.
+    const auto untouched = run(dither(32, QStringLiteral("optimal")), 1, 1000, function);
+    for (size_t i = 0; i < untouched[0].size(); ++i)
+        ASSERT_EQ(untouched[0][i], function(int64_t(i), 0));
+    // With no dither at all it is plain rounding.
+    const auto rounded = run(dither(16, QStringLiteral("none"), QStringLiteral("none")), 1, 1000, function);
+    for (size_t i = 0; i < rounded[0].size(); ++i)
+        ASSERT_EQ(rounded[0][i], float(std::nearbyint(double(function(int64_t(i), 0)) * 32768.0) / 32768.0));
+}
