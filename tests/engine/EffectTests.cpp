@@ -1,6 +1,8 @@
 #include "TestGenerator.h"
 
+#include "render/engine/APLVarispeedAudioProcessor.h"
 #include "render/engine/GHZDitherAudioProcessor.h"
+#include "render/engine/VMKRemoveDCAudioProcessor.h"
 #include "render/engine/VMKAudioStream.h"
 
 #include <gtest/gtest.h>
@@ -42,6 +44,30 @@ double rms(const std::vector<float>& values, size_t from = 0) {
     for (size_t i = from; i < values.size(); ++i)
         sum += double(values[i]) * values[i];
     return std::sqrt(sum / double(values.size() - from));
+}
+
+double mean(const std::vector<float>& values, size_t from, size_t to) {
+    double sum = 0.0;
+    for (size_t i = from; i < to; ++i)
+        sum += values[i];
+    return sum / double(to - from);
+}
+
+// Frequency from the rising zero crossings in [from, to), interpolated
+// between samples, in Hz.
+double frequencyOf(const std::vector<float>& values, size_t from, size_t to) {
+    double first = -1.0, last = -1.0;
+    int crossings = 0;
+    for (size_t i = from + 1; i < to; ++i) {
+        if (values[i - 1] < 0.0f && values[i] >= 0.0f) {
+            const double at = double(i - 1) + double(-values[i - 1]) / double(values[i] - values[i - 1]);
+            if (first < 0.0)
+                first = at;
+            last = at;
+            ++crossings;
+        }
+    }
+    return crossings > 1 ? double(crossings - 1) * kRate / (last - first) : 0.0;
 }
 
 double decibels(double value) { return 20.0 * std::log10(value); }
@@ -237,4 +263,57 @@ TEST(Dither, IsReproducibleIndependentPerChannelAndBlockSizeBlind) {
     const auto rounded = run(dither(16, QStringLiteral("none"), QStringLiteral("none")), 1, 1000, function);
     for (size_t i = 0; i < rounded[0].size(); ++i)
         ASSERT_EQ(rounded[0][i], float(std::nearbyint(double(function(int64_t(i), 0)) * 32768.0) / 32768.0));
+}
+
+TEST(EffectRemoveDC, RemovesAnOffsetAndKeepsTheAudioBand) {
+    VMKRemoveDCAudioProcessor::staticClassInfo();
+    auto processor = std::dynamic_pointer_cast<VMKAudioProcessor>(
+        ClassRegistry::create(QStringLiteral("VMKRemoveDCAudioProcessor")));
+    ASSERT_TRUE(processor);
+    // A 100 Hz sine riding on an offset of 0.3, in two channels with different offsets.
+    const auto function = [](int64_t frame, uint32_t channel) {
+        return float((channel ? -0.3 : 0.3) + 0.5 * std::sin(2.0 * std::numbers::pi * 100.0 * double(frame) / kRate));
+    };
+    const auto out = run(processor, 2, 96000, function, 500);
+    for (const auto& channel : out) {
+        // After half a second the offset is gone (a whole number of periods averages the sine out).
+        EXPECT_NEAR(mean(channel, 48000, 96000), 0.0, 1e-5);
+        EXPECT_NEAR(rms(channel, 48000), 0.5 / std::sqrt(2.0), 1e-3);
+    }
+    // 20 Hz passes with under 0.05 dB loss.
+    const auto low = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 96000, sine(20.0, 0.5), 4096);
+    EXPECT_NEAR(decibels(rms(low[0], 48000) / (0.5 / std::sqrt(2.0))), 0.0, 0.05);
+    // Silence stays silent.
+    const auto silent = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 4096, [](int64_t, uint32_t) { return 0.0f; });
+    for (float value : silent[0])
+        ASSERT_EQ(value, 0.0f);
+}
+
+TEST(EffectVarispeed, CentsSetTheRateOfBothPitchAndTime) {
+    auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
+    varispeed->setValueForParameterKey(1200.0, QStringLiteral("cents"));
+    EXPECT_EQ(varispeed->cents(), 1200.0f);
+    EXPECT_NEAR(varispeed->rate(), 2.0, 1e-9);
+    // An octave up doubles the frequency, whatever the block size.
+    for (int64_t block : {64, 1000, 4096}) {
+        const auto out = run(varispeed, 1, 24000, sine(1000.0, 0.5), block);
+        EXPECT_NEAR(frequencyOf(out[0], 100, 24000), 2000.0, 0.5) << "blocks of " << block;
+        // And it reads the input twice as fast: output frame j is input frame 2j.
+        for (size_t j = 100; j < 24000; j += 997)
+            ASSERT_NEAR(out[0][j], sine(1000.0, 0.5)(int64_t(2 * j), 0), 1e-6) << j;
+    }
+    // An octave down halves it; 700 cents gives a fifth (rate 1.4983).
+    varispeed->setCents(-1200.0f);
+    EXPECT_NEAR(frequencyOf(run(varispeed, 1, 24000, sine(1000.0, 0.5))[0], 100, 24000), 500.0, 0.5);
+    varispeed->setCents(700.0f);
+    EXPECT_NEAR(frequencyOf(run(varispeed, 2, 24000, sine(1000.0, 0.5), 333)[1], 100, 24000), 1498.31, 0.5);
+    // At 0 cents it passes the input through exactly.
+    varispeed->setCents(0.0f);
+    const auto same = run(varispeed, 2, 5000, TestGenerator::ramp, 128);
+    for (uint32_t c = 0; c < 2; ++c)
+        for (size_t i = 0; i < 5000; ++i)
+            ASSERT_EQ(same[c][i], TestGenerator::ramp(int64_t(i), c)) << i;
+    // Out-of-range settings are held to the range.
+    varispeed->setCents(1e9f);
+    EXPECT_EQ(varispeed->cents(), APLVarispeedAudioProcessor::kMaximumCents);
 }
