@@ -1,8 +1,10 @@
 #include "TestGenerator.h"
 
+#include "render/engine/APLDynamicsAudioProcessor.h"
 #include "render/engine/APLVarispeedAudioProcessor.h"
 #include "render/engine/GHZDitherAudioProcessor.h"
 #include "render/engine/VMKRemoveDCAudioProcessor.h"
+#include "render/engine/VMKAudioComponentRegistry.h"
 #include "render/engine/VMKAudioStream.h"
 
 #include <gtest/gtest.h>
@@ -68,6 +70,13 @@ double frequencyOf(const std::vector<float>& values, size_t from, size_t to) {
         }
     }
     return crossings > 1 ? double(crossings - 1) * kRate / (last - first) : 0.0;
+}
+
+double peak(const std::vector<float>& values, size_t from) {
+    float result = 0.0f;
+    for (size_t i = from; i < values.size(); ++i)
+        result = std::max(result, std::abs(values[i]));
+    return result;
 }
 
 double decibels(double value) { return 20.0 * std::log10(value); }
@@ -316,4 +325,76 @@ TEST(EffectVarispeed, CentsSetTheRateOfBothPitchAndTime) {
     // Out-of-range settings are held to the range.
     varispeed->setCents(1e9f);
     EXPECT_EQ(varispeed->cents(), APLVarispeedAudioProcessor::kMaximumCents);
+}
+
+TEST(EffectDynamics, IsTheBuiltInDynamicsComponent) {
+    using Registry = VMKAudioComponentRegistry;
+    EXPECT_EQ(Registry::fourCharCode(QStringLiteral("aufx")), 0x61756678u);
+    EXPECT_EQ(Registry::stringFromFourCharCode(0x64636d70u), QStringLiteral("dcmp"));
+    EXPECT_EQ(Registry::fourCharCode(QStringLiteral("toolong")), 0u);
+    auto processor = Registry::processorForComponent(Registry::fourCharCode(QStringLiteral("aufx")),
+                                                     Registry::fourCharCode(QStringLiteral("dcmp")),
+                                                     Registry::fourCharCode(QStringLiteral("appl")));
+    ASSERT_TRUE(std::dynamic_pointer_cast<APLDynamicsAudioProcessor>(processor));
+    VMKError error;
+    EXPECT_FALSE(Registry::processorForComponent(Registry::fourCharCode(QStringLiteral("aufx")),
+                                                 Registry::fourCharCode(QStringLiteral("none")),
+                                                 Registry::fourCharCode(QStringLiteral("appl")), &error));
+    EXPECT_TRUE(error.isError());
+    EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("'none'"))) << qPrintable(error.localizedDescription());
+}
+
+TEST(EffectDynamics, CompressionLowersLoudSignalsAndLeavesQuietOnesAlone) {
+    // As a compress action sets it up: the component's parameter names, expansion off.
+    auto compressor = std::make_shared<APLDynamicsAudioProcessor>();
+    compressor->setExpansionRatio(1.0f);
+    compressor->setValueForParameterKey(-20.0f, QStringLiteral("Compression Threshold"));
+    compressor->setValueForParameterKey(6.0f, QStringLiteral("Headroom"));
+    compressor->setValueForParameterKey(0.01, QStringLiteral("Attack Time"));
+    compressor->setValueForParameterKey(0.05, QStringLiteral("Release Time"));
+    compressor->setValueForParameterKey(0.0f, QStringLiteral("Master Gain"));
+    EXPECT_EQ(compressor->compressionThreshold(), -20.0f);
+    EXPECT_EQ(compressor->compressionHeadroom(), 6.0f);
+    EXPECT_EQ(compressor->attackTime(), 0.01);
+    // The curve: unity up to the threshold, then approaching threshold + headroom.
+    EXPECT_EQ(compressor->gainForLevel(-30.0f), 0.0f);
+    EXPECT_NEAR(compressor->gainForLevel(-19.0f), -(1.0f - 6.0f * (1.0f - std::exp(-1.0f / 6.0f))), 1e-4);
+    EXPECT_NEAR(compressor->gainForLevel(60.0f), -20.0f + 6.0f - 60.0f, 1e-3);
+
+    const auto loud = run(compressor, 2, 48000, sine(1000.0, 0.9), 512);
+    const double loudPeak = decibels(peak(loud[0], 24000));
+    // -0.9 dBFS in; the curve gives -14.3 dBFS for a level at the peak, and
+    // the detector, rising with a 10 ms attack, sits a little under the peak.
+    EXPECT_LT(loudPeak, -11.0);
+    EXPECT_GT(loudPeak, -15.0);
+    EXPECT_EQ(loud[0], loud[1]);
+    const auto quiet = run(compressor, 2, 48000, sine(1000.0, 0.01), 512);
+    for (size_t i = 0; i < quiet[0].size(); i += 7)
+        ASSERT_NEAR(quiet[0][i], sine(1000.0, 0.01)(int64_t(i), 0), 1e-7) << i;
+    // Master gain lifts everything.
+    compressor->setMasterGain(6.0f);
+    EXPECT_NEAR(peak(run(compressor, 1, 48000, sine(1000.0, 0.01))[0], 24000), 0.01 * std::pow(10.0, 0.3), 1e-4);
+}
+
+TEST(EffectDynamics, ExpansionLowersQuietSignalsAndLeavesLoudOnesAlone) {
+    // As an expand action sets it up: compression threshold 20 dB, out of reach.
+    auto expander = std::make_shared<APLDynamicsAudioProcessor>();
+    expander->setValueForParameterKey(20, QStringLiteral("Compression Threshold"));
+    expander->setValueForParameterKey(-40.0f, QStringLiteral("Expansion Threshold"));
+    expander->setValueForParameterKey(2.0f, QStringLiteral("Expansion Ratio"));
+    const auto quiet = run(expander, 1, 48000, sine(1000.0, 0.001), 512);  // -60 dBFS: 20 dB under
+    EXPECT_NEAR(decibels(peak(quiet[0], 24000)), -80.0, 0.5);
+    const auto loud = run(expander, 1, 48000, sine(1000.0, 0.5), 512);
+    EXPECT_NEAR(peak(loud[0], 1000), 0.5, 1e-4);
+    // A ratio of 1 does nothing, and silence stays silent.
+    expander->setExpansionRatio(1.0f);
+    EXPECT_NEAR(peak(run(expander, 1, 48000, sine(1000.0, 0.001))[0], 24000), 0.001, 1e-7);
+    const auto silent = run(expander, 1, 2000, [](int64_t, uint32_t) { return 0.0f; });
+    for (float value : silent[0])
+        ASSERT_EQ(value, 0.0f);
+    // Settings out of range are held.
+    expander->setExpansionRatio(100.0f);
+    EXPECT_EQ(expander->expansionRatio(), 50.0f);
+    expander->setCompressionHeadroom(0.0f);
+    EXPECT_EQ(expander->compressionHeadroom(), 0.1f);
 }
