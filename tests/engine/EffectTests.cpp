@@ -1,6 +1,7 @@
 #include "TestGenerator.h"
 
 #include "render/engine/APLDynamicsAudioProcessor.h"
+#include "render/engine/APLTimePitchAudioProcessor.h"
 #include "render/engine/APLVarispeedAudioProcessor.h"
 #include "render/engine/GHZDitherAudioProcessor.h"
 #include "render/engine/VMKRemoveDCAudioProcessor.h"
@@ -397,4 +398,94 @@ TEST(EffectDynamics, ExpansionLowersQuietSignalsAndLeavesLoudOnesAlone) {
     EXPECT_EQ(expander->expansionRatio(), 50.0f);
     expander->setCompressionHeadroom(0.0f);
     EXPECT_EQ(expander->compressionHeadroom(), 0.1f);
+}
+
+namespace {
+// A 440 Hz sine of `length` frames, then silence.
+TestGenerator::Function toneBurst(int64_t length) {
+    return [length](int64_t frame, uint32_t channel) {
+        return frame < length ? sine(440.0, 0.5)(frame, channel) : 0.0f;
+    };
+}
+
+// The first and one past the last frame above -60 dBFS.
+std::pair<int64_t, int64_t> audibleExtent(const std::vector<float>& values) {
+    int64_t first = -1, end = 0;
+    for (size_t i = 0; i < values.size(); ++i) {
+        if (std::abs(values[i]) > 0.001f) {
+            if (first < 0)
+                first = int64_t(i);
+            end = int64_t(i) + 1;
+        }
+    }
+    return {first, end};
+}
+
+std::shared_ptr<APLTimePitchAudioProcessor> timePitch(float rate, float cents, qint64 inputFrames) {
+    auto processor = std::make_shared<APLTimePitchAudioProcessor>();
+    processor->setValueForParameterKey(rate, QStringLiteral("Rate"));
+    processor->setValueForParameterKey(cents, QStringLiteral("Pitch"));
+    processor->setValueForParameterKey(inputFrames, QStringLiteral("inputFrameCount"));
+    return processor;
+}
+} // namespace
+
+TEST(EffectTimePitch, SettingsByKey) {
+    auto processor = timePitch(0.5f, -300.0f, 1234);
+    EXPECT_EQ(processor->playbackRate(), 0.5f);
+    EXPECT_EQ(processor->cents(), -300.0f);
+    EXPECT_EQ(processor->inputFrameCount(), 1234);
+    EXPECT_TRUE(processor->isLatencyCompensationEnabled());
+    processor->setValueForParameterKey(false, QStringLiteral("latencyCompensationEnabled"));
+    EXPECT_FALSE(processor->isLatencyCompensationEnabled());
+    processor->setPlaybackRate(std::numeric_limits<float>::infinity());  // a tempo of 0 in the file
+    EXPECT_EQ(processor->playbackRate(), APLTimePitchAudioProcessor::kMaximumRate);
+    processor->setPlaybackRate(std::nanf(""));
+    EXPECT_EQ(processor->playbackRate(), 1.0f);
+}
+
+TEST(EffectTimePitch, OfflineHalfRateDoublesTheLengthExactly) {
+    constexpr int64_t kLength = 48000;
+    const auto out = run(timePitch(0.5f, 0.0f, kLength), 2, 3 * kLength, toneBurst(kLength), 4096);
+    const auto [first, end] = audibleExtent(out[0]);
+    EXPECT_LT(first, 64);
+    EXPECT_GT(end, 2 * kLength - 4096);
+    EXPECT_LE(end, 2 * kLength);
+    // The pitch stays.
+    EXPECT_NEAR(frequencyOf(out[0], 20000, 80000), 440.0, 440.0 * 0.005);
+    EXPECT_EQ(out[0], out[1]);
+    // Twice the rate halves it.
+    const auto fast = run(timePitch(2.0f, 0.0f, kLength), 1, kLength, toneBurst(kLength), 1000);
+    const auto [fastFirst, fastEnd] = audibleExtent(fast[0]);
+    EXPECT_LT(fastFirst, 64);
+    EXPECT_GT(fastEnd, kLength / 2 - 4096);
+    EXPECT_LE(fastEnd, kLength / 2);
+}
+
+TEST(EffectTimePitch, OfflineOctaveUpDoublesTheFrequencyAndKeepsTheLength) {
+    constexpr int64_t kLength = 48000;
+    const auto out = run(timePitch(1.0f, 1200.0f, kLength), 1, 2 * kLength, toneBurst(kLength), 2048);
+    EXPECT_NEAR(frequencyOf(out[0], 8000, 40000), 880.0, 880.0 * 0.005);
+    const auto [first, end] = audibleExtent(out[0]);
+    EXPECT_LT(first, 64);
+    EXPECT_GT(end, kLength - 4096);
+    EXPECT_LE(end, kLength);
+}
+
+TEST(EffectTimePitch, RealTimeStreamsAlignedAndFollowsItsSettings) {
+    constexpr int64_t kLength = 48000;
+    // Octave up, length kept.
+    const auto up = run(timePitch(1.0f, 1200.0f, 0), 1, 2 * kLength, toneBurst(kLength), 512);
+    EXPECT_NEAR(frequencyOf(up[0], 8000, 40000), 880.0, 880.0 * 0.005);
+    // Half rate: twice as long, to within a block, and aligned with the input.
+    const auto slow = run(timePitch(0.5f, 0.0f, 0), 2, 3 * kLength, toneBurst(kLength), 4096);
+    const auto [first, end] = audibleExtent(slow[0]);
+    EXPECT_LT(first, 512);
+    EXPECT_NEAR(double(end), double(2 * kLength), 4096.0);
+    EXPECT_NEAR(frequencyOf(slow[0], 20000, 80000), 440.0, 440.0 * 0.005);
+    // Without latency compensation the output comes later by the stretcher's delay.
+    auto late = timePitch(0.5f, 0.0f, 0);
+    late->setLatencyCompensationEnabled(false);
+    const auto delayed = run(late, 1, 3 * kLength, toneBurst(kLength), 4096);
+    EXPECT_GT(audibleExtent(delayed[0]).first, first + 256);
 }
