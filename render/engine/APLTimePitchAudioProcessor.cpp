@@ -182,8 +182,17 @@ bool APLTimePitchAudioProcessor::render(VMKAudioBufferList& destination, VMKAudi
         ok = readWholeInput(info);
     if (!m_offline)
         applyRatios();
-    const uint32_t channels = std::min(destination.numberOfChannels(), uint32_t(m_outputPointers.size()));
     const int64_t frames = destination.frames();
+    if (destination.numberOfChannels() != m_outputPointers.size()) {
+        // The stretcher writes all its channels: a buffer of another width can't take them.
+        destination.clear();
+        info.reportError(formatError(QStringLiteral("%1 was pulled for %2 channels but stretches %3")
+                                         .arg(displayName())
+                                         .arg(destination.numberOfChannels())
+                                         .arg(m_outputPointers.size())));
+        return false;
+    }
+    const uint32_t channels = destination.numberOfChannels();
     int64_t done = 0;
     while (done < frames) {
         const int available = m_stretcher->available();
@@ -208,7 +217,7 @@ bool APLTimePitchAudioProcessor::render(VMKAudioBufferList& destination, VMKAudi
             m_outputPointers[c] = destination.channel(c) + done;
         done += int64_t(m_stretcher->retrieve(m_outputPointers.data(), size_t(take)));
     }
-    for (uint32_t c = 0; c < destination.numberOfChannels(); ++c)
-        std::fill(destination.channel(c) + (c < channels ? done : 0), destination.channel(c) + frames, 0.0f);
+    for (uint32_t c = 0; c < channels; ++c)
+        std::fill(destination.channel(c) + done, destination.channel(c) + frames, 0.0f);
     return ok;
 }
