@@ -1,0 +1,41 @@
+#pragma once
+
+#include "render/engine/VMKAudioProcessor.h"
+
+#include <atomic>
+#include <memory>
+
+// Plays its input faster or slower, pitch and tempo together, like a tape
+// running at another speed: output frame j takes the input at position
+// j * rate, where rate = 1.059463094359^(cents / 100), by four-point cubic
+// (Catmull-Rom) interpolation. `cents` may change while running; it is
+// limited to +-kMaximumCents. Input frames before the start read as silence.
+class APLVarispeedAudioProcessor : public VMKAudioProcessor {
+    ONDREL_OBJECT(APLVarispeedAudioProcessor, VMKAudioProcessor)
+
+public:
+    static constexpr float kMaximumCents = 2400.0f;
+
+    APLVarispeedAudioProcessor();
+    ~APLVarispeedAudioProcessor() override;
+
+    float cents() const { return m_cents.load(std::memory_order_relaxed); }
+    void setCents(float cents);
+    double rate() const;  // input frames per output frame
+
+    bool initializeForRender(VMKError* error = nullptr) override;
+    bool uninitialize(VMKError* error = nullptr) override;
+    bool render(VMKAudioBufferList& destination, VMKAudioBus& bus, const VMKAudioStreamRenderInfo& info) override;
+
+private:
+    // Makes sure input frames up to `last` are in the window; false when a pull failed.
+    bool fillThrough(int64_t last, const VMKAudioStreamRenderInfo& info);
+
+    std::atomic<float> m_cents{0.0f};
+    std::shared_ptr<VMKAudioBufferList> m_window;  // input frames from m_windowStart on
+    std::shared_ptr<VMKAudioBufferList> m_pull;
+    int64_t m_windowStart = 0;
+    int64_t m_windowCount = 0;
+    double m_position = 0.0;        // input position of the next output frame
+    int64_t m_nextSampleTime = -1;  // output sample time the next render should start at
+};
