@@ -1,5 +1,11 @@
 #include "render/engine/VMKAudioStream.h"
 
+#include "render/engine/APLDynamicsAudioProcessor.h"
+#include "render/engine/APLTimePitchAudioProcessor.h"
+#include "render/engine/APLVarispeedAudioProcessor.h"
+#include "render/engine/GHZDitherAudioProcessor.h"
+#include "render/engine/VMKRemoveDCAudioProcessor.h"
+
 #include "render/engine/VMKEngineError.h"
 #include "render/engine/VMKAudioAutomation.h"
 #include "render/engine/VMKFaderAudioProcessor.h"
@@ -459,6 +465,11 @@ void VMKAudioStream::registerEngineClasses() {
         VMKValueMap::staticClassInfo();
         VMKWaveform::staticClassInfo();
         VMKMinMaxWaveform::staticClassInfo();
+        GHZDitherAudioProcessor::staticClassInfo();
+        VMKRemoveDCAudioProcessor::staticClassInfo();
+        APLVarispeedAudioProcessor::staticClassInfo();
+        APLDynamicsAudioProcessor::staticClassInfo();
+        APLTimePitchAudioProcessor::staticClassInfo();
         return true;
     }();
     (void)registered;
