@@ -19,6 +19,9 @@ const ClassInfo& VMKPitchDetectorAudioProcessor::staticClassInfo() {
 namespace {
 // Quieter hops than this (dBFS) hold no pitch.
 constexpr smpl_t kSilenceThreshold = -70.0f;
+// A pitch counts when the periodicity found is at least this clear (0..1):
+// noise never gets there, a held tone is far above it.
+constexpr smpl_t kMinimumConfidence = 0.85f;
 } // namespace
 
 VMKPitchDetectorAudioProcessor::VMKPitchDetectorAudioProcessor() = default;
@@ -71,7 +74,7 @@ void VMKPitchDetectorAudioProcessor::detect() {
     fvec_t found{1, &note};
     aubio_pitch_do(m_detector, &input, &found);
     float power = 0.0f;
-    if (note > 0.0f && std::isfinite(note)) {
+    if (note > 0.0f && std::isfinite(note) && aubio_pitch_get_confidence(m_detector) >= kMinimumConfidence) {
         for (float x : m_hop)
             power += x * x;
         power /= float(kHopFrames);

@@ -12,8 +12,9 @@ struct _aubio_pitch_t;
 // a window long enough for the lowest notes (2048 frames up to 48 kHz, longer
 // at higher rates). After each pull, `semitone` is the note number (MIDI,
 // 0 to 127, fractional) heard in the last full hop, and `power` is that hop's
-// mean square level when a pitch was found there, else 0. A pull shorter than
-// a hop keeps the last values until the hop fills up.
+// mean square level when a clear pitch was found there, else 0 (silence under
+// -70 dBFS and noise have none). A pull shorter than a hop keeps the last
+// values until the hop fills up.
 class VMKPitchDetectorAudioProcessor : public VMKAudioProcessor {
     ONDREL_OBJECT(VMKPitchDetectorAudioProcessor, VMKAudioProcessor)
 

@@ -284,3 +284,36 @@ TEST(PitchDetector, SilenceHasNoPitch) {
     EXPECT_LT(pitchedLate, 12);  // the window (2048 frames) still holds the tone for a few hops
     EXPECT_EQ(detector->power(), 0.0f);
 }
+
+TEST(PitchDetector, NoiseHasHardlyAnyPitch) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    auto noise = [](int64_t frame, uint32_t channel) {
+        // A fixed white noise: a hash of frame and channel, uniform in [-0.5, 0.5).
+        uint64_t x = uint64_t(frame) * 0x9E3779B97F4A7C15ull + channel * 0xBF58476D1CE4E5B9ull + 1;
+        x ^= x >> 31;
+        x *= 0x94D049BB133111EBull;
+        x ^= x >> 29;
+        return float(x >> 40) / float(1 << 24) - 0.5f;
+    };
+    const auto run = followPitch(detector, 2, noise, -1);
+    EXPECT_GT(run.blocks, 0);
+    EXPECT_LE(run.pitched, run.blocks / 20) << "heard " << run.lastSemitone;
+}
+
+TEST(PitchDetector, FindsTheFundamentalOfToneWithHarmonics) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    for (int note : {38, 50, 62, 74, 86}) {
+        const double f = noteFrequency(note);
+        // Eight harmonics falling as 1/k, the second and third the strongest overtones.
+        auto tone = [f](int64_t frame, uint32_t) {
+            double x = 0.0;
+            for (int k = 1; k <= 8; ++k)
+                if (f * k < kRate / 2.0)
+                    x += 0.1 / k * std::sin(2.0 * std::numbers::pi * f * k * double(frame) / kRate + 0.3 * k);
+            return float(x);
+        };
+        const auto run = followPitch(detector, 2, tone, note);
+        EXPECT_GE(run.pitched, run.blocks * 9 / 10) << "note " << note;
+        EXPECT_EQ(run.right, run.pitched) << "note " << note << ", heard " << run.lastSemitone;
+    }
+}
