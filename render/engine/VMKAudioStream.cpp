@@ -4,6 +4,8 @@
 #include "render/engine/APLTimePitchAudioProcessor.h"
 #include "render/engine/APLVarispeedAudioProcessor.h"
 #include "render/engine/GHZDitherAudioProcessor.h"
+#include "render/engine/VMKLoudnessMeterAudioProcessor.h"
+#include "render/engine/VMKPitchDetectorAudioProcessor.h"
 #include "render/engine/VMKRemoveDCAudioProcessor.h"
 
 #include "render/engine/VMKEngineError.h"
@@ -470,6 +472,8 @@ void VMKAudioStream::registerEngineClasses() {
         APLVarispeedAudioProcessor::staticClassInfo();
         APLDynamicsAudioProcessor::staticClassInfo();
         APLTimePitchAudioProcessor::staticClassInfo();
+        VMKLoudnessMeterAudioProcessor::staticClassInfo();
+        VMKPitchDetectorAudioProcessor::staticClassInfo();
         return true;
     }();
     (void)registered;
