@@ -33,9 +33,9 @@ bool ClassInfo::isSubclassOf(const QString& name) const {
 
 const ClassInfo::Property* ClassInfo::property(const QString& key) const {
     for (const ClassInfo* c = this; c; c = c->m_superclass) {
-        auto it = c->m_properties.constFind(key);
-        if (it != c->m_properties.cend())
-            return &it.value();
+        for (const auto& [k, p] : c->m_properties)
+            if (k.size() == key.size() && k == key)
+                return &p;
     }
     return nullptr;
 }
@@ -43,9 +43,9 @@ const ClassInfo::Property* ClassInfo::property(const QString& key) const {
 QStringList ClassInfo::propertyKeys() const {
     QStringList keys;
     for (const ClassInfo* c = this; c; c = c->m_superclass)
-        for (auto it = c->m_properties.cbegin(); it != c->m_properties.cend(); ++it)
-            if (!keys.contains(it.key()))
-                keys << it.key();
+        for (const auto& entry : c->m_properties)
+            if (!keys.contains(entry.first))
+                keys << entry.first;
     keys.sort();
     return keys;
 }

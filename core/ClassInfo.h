@@ -45,7 +45,12 @@ public:
         return *this;
     }
     ClassInfo& addProperty(const QString& key, Getter get, Setter set = {}) {
-        m_properties.insert(key, Property{std::move(get), std::move(set)});
+        for (auto& [k, p] : m_properties)
+            if (k == key) {
+                p = Property{std::move(get), std::move(set)};
+                return *this;
+            }
+        m_properties.emplace_back(key, Property{std::move(get), std::move(set)});
         return *this;
     }
 
@@ -79,7 +84,9 @@ private:
     QString m_name;
     const ClassInfo* m_superclass;
     Factory m_factory;
-    QHash<QString, Property> m_properties;
+    // A class has a few dozen keys at most: a scan that compares lengths first
+    // beats hashing the key (Qt's seeded string hash is slow for short keys).
+    std::vector<std::pair<QString, Property>> m_properties;
 };
 
 template <class C, class Base>

@@ -283,7 +283,10 @@ void Object::addObserver(Observer* observer, const QString& keyPath, int options
     r->owner = this;
     {
         std::lock_guard lock(m_observersMutex);
-        m_observers[r->firstKey].push_back(r);
+        if (RegistrationList* list = observersForKey(r->firstKey))
+            list->push_back(r);
+        else
+            m_observers.emplace_back(r->firstKey, RegistrationList{r});
     }
     m_observerCount.fetch_add(1, std::memory_order_acq_rel);
     if (!r->rest.isEmpty())
@@ -302,10 +305,10 @@ void Object::removeObserver(Observer* observer, const QString& keyPath, void* co
     std::vector<std::shared_ptr<Registration>> removed;
     {
         std::lock_guard lock(m_observersMutex);
-        auto it = m_observers.find(first);
-        if (it == m_observers.end())
+        RegistrationList* found = observersForKey(first);
+        if (!found)
             return;
-        auto& list = it->second;
+        auto& list = *found;
         // The most recent matching registration, as the platform does.
         for (auto r = list.rbegin(); r != list.rend(); ++r) {
             if ((*r)->observer == observer && (*r)->keyPath == keyPath &&
@@ -316,7 +319,8 @@ void Object::removeObserver(Observer* observer, const QString& keyPath, void* co
             }
         }
         if (list.empty())
-            m_observers.erase(it);
+            m_observers.erase(std::find_if(m_observers.begin(), m_observers.end(),
+                                           [&](const auto& entry) { return &entry.second == found; }));
     }
     for (auto& r : removed) {
         m_observerCount.fetch_sub(1, std::memory_order_acq_rel);
@@ -338,12 +342,17 @@ ObservationHandle Object::observe(const QString& keyPath, int options,
     return observer;
 }
 
+Object::RegistrationList* Object::observersForKey(const QString& key) {
+    for (auto& [k, list] : m_observers)
+        if (k.size() == key.size() && k == key)
+            return &list;
+    return nullptr;
+}
+
 std::vector<std::shared_ptr<Object::Registration>> Object::registrationsForKey(const QString& key) const {
     std::lock_guard lock(m_observersMutex);
-    auto it = m_observers.find(key);
-    if (it == m_observers.end())
-        return {};
-    return it->second;
+    RegistrationList* list = const_cast<Object*>(this)->observersForKey(key);
+    return list ? *list : RegistrationList();
 }
 
 void Object::attachChild(const std::shared_ptr<Registration>& r) const {

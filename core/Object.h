@@ -164,6 +164,9 @@ private:
     static QVariant elementsAt(const QVariant& collection, const IndexSet& indexes);
 
     mutable std::mutex m_observersMutex;
-    std::unordered_map<QString, std::vector<std::shared_ptr<Registration>>> m_observers;  // by first key
+    // By first key. An object has few observed keys: a scan beats hashing.
+    using RegistrationList = std::vector<std::shared_ptr<Registration>>;
+    std::vector<std::pair<QString, RegistrationList>> m_observers;
+    RegistrationList* observersForKey(const QString& key);
     std::atomic<int> m_observerCount{0};
 };
