@@ -3,6 +3,7 @@
 #include "cli/DefaultsCommand.h"
 #include "cli/LogCommand.h"
 #include "cli/Output.h"
+#include "cli/WorkflowCommand.h"
 #include "core/ApplicationNotifications.h"
 #include "core/NotificationCenter.h"
 #include "core/URL.h"
@@ -29,7 +30,7 @@ QString helpText() {
                "\n"
                "commands:\n")
                .arg(QStringLiteral(ONDREL_VERSION)) +
-           DefaultsCommand::help() + LogCommand::help() +
+           DefaultsCommand::help() + LogCommand::help() + WorkflowCommand::help() +
            QStringLiteral(
                "\n"
                "exit status: 0 done; 1 done, but some item failed; 2 wrong usage;\n"
@@ -93,6 +94,8 @@ int CommandLine::run(int argc, char** argv) {
         status = DefaultsCommand::run(arguments);
     } else if (command == QLatin1String("log")) {
         status = LogCommand::run(arguments);
+    } else if (command == QLatin1String("workflow")) {
+        status = WorkflowCommand::run(arguments);
     } else if (command == QLatin1String("help")) {
         Output::line(helpText().chopped(1));
         status = Output::Done;

@@ -104,3 +104,68 @@ TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
     EXPECT_EQ(rows[1].toObject().value(QStringLiteral("message")).toString(), QStringLiteral("render failed"));
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--bogus")}).exitCode, 2);
 }
+
+TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
+    TemporaryHome home;
+    const CommandResult empty = runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show")});
+    ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
+    EXPECT_TRUE(empty.out.startsWith(QStringLiteral("no actions"))) << empty.out.toStdString();
+    EXPECT_TRUE(empty.out.contains(QStringLiteral("Music/Ondrel"))) << "the default destination";
+
+    QFile file(home.filePath(QStringLiteral("Workflow.plist")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0">
+<dict>
+  <key>actions</key>
+  <array>
+    <dict><key>className</key><string>NoSuchThingAction</string></dict>
+    <dict>
+      <key>className</key><string>SaveAction</string>
+      <key>name</key><string>Rough mix</string>
+      <key>enabled</key><false/>
+      <key>parameters</key>
+      <dict>
+        <key>filenameComponents</key><array><string>[F]</string><string>[T] rough</string></array>
+        <key>destinationBookmark</key><data></data>
+      </dict>
+    </dict>
+  </array>
+  <key>saveAction</key>
+  <dict><key>addResults</key><true/><key>filenameComponents</key><array><string>[C]1:1:3</string></array></dict>
+</dict>
+</plist>
+)");
+    file.close();
+
+    const CommandResult json = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("workflow"), QStringLiteral("show")});
+    ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
+    const QJsonObject shown = QJsonDocument::fromJson(json.out.toUtf8()).object();
+    const QJsonArray actions = shown.value(QStringLiteral("actions")).toArray();
+    ASSERT_EQ(actions.size(), 1) << json.out.toStdString();
+    const QJsonObject rough = actions[0].toObject();
+    EXPECT_EQ(rough.value(QStringLiteral("index")).toInt(), 1);
+    EXPECT_EQ(rough.value(QStringLiteral("className")).toString(), QStringLiteral("SaveAction"));
+    EXPECT_EQ(rough.value(QStringLiteral("name")).toString(), QStringLiteral("Rough mix"));
+    EXPECT_FALSE(rough.value(QStringLiteral("enabled")).toBool(true));
+    const QJsonObject parameters = rough.value(QStringLiteral("parameters")).toObject();
+    EXPECT_EQ(parameters.value(QStringLiteral("filenameComponents")).toArray().at(1).toString(), QStringLiteral("[T] rough"));
+    EXPECT_FALSE(parameters.value(QStringLiteral("replaceOriginal")).toBool(true));
+    const QJsonObject options = shown.value(QStringLiteral("saveOptions")).toObject();
+    EXPECT_TRUE(options.value(QStringLiteral("addResults")).toBool());
+    EXPECT_EQ(options.value(QStringLiteral("filenameComponents")).toArray().at(0).toString(), QStringLiteral("[C]1:1:3"));
+    EXPECT_TRUE(options.value(QStringLiteral("destination")).toString().endsWith(QStringLiteral("Music/Ondrel")));
+
+    // The missing class was logged, and the next start shows the same workflow in text.
+    const CommandResult issues = runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--issues")});
+    EXPECT_TRUE(issues.out.contains(QStringLiteral("NoSuchThingAction"))) << issues.out.toStdString();
+    const CommandResult text = runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show")});
+    ASSERT_EQ(text.exitCode, 0);
+    const QStringList lines = text.out.split(QLatin1Char('\n'));
+    EXPECT_EQ(lines.value(0), QStringLiteral(" 1  SaveAction  \"Rough mix\"  (disabled)")) << text.out.toStdString();
+    EXPECT_TRUE(text.out.contains(QStringLiteral("addResults          yes")));
+    EXPECT_FALSE(text.out.contains(QStringLiteral("next to each source"))) << "the workflow's own destination";
+
+    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("workflow")}).exitCode, 2);
+    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show"), QStringLiteral("x")}).exitCode, 2);
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QtCore/QStringList>
+
+// `ondrel workflow show`: the current workflow's actions in order with their
+// parameters, and the save options.
+class WorkflowCommand {
+public:
+    static int run(const QStringList& arguments);
+    static QString help();
+};
