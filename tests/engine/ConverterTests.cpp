@@ -212,7 +212,7 @@ TEST(ConverterQuality, QualityWidensThePassband) {
         EXPECT_TRUE(run.ok);
         return decibels(amplitudeAt(run.output[0], 21000.0, 44100.0, 22050, 44100) / 0.5);
     };
-    EXPECT_NEAR(level(1.0f), 0.0, 0.01);
+    EXPECT_NEAR(level(1.0f), 0.0, 0.02);
     EXPECT_LT(level(0.0f), -3.0);
 }
 
@@ -231,7 +231,8 @@ TEST(ConverterTiming, AnImpulseComesOutCentredOnItsInstant) {
     };
     for (const Recipe& recipe : recipes)
         for (const Case& c : {Case{48000, 44100, 1120}, Case{48000, 44100, 5001}, Case{44100, 48000, 1470},
-                              Case{44100, 48000, 4999}, Case{44100, 96000, 3333}, Case{96000, 8000, 20000}}) {
+                              Case{44100, 48000, 4999}, Case{44100, 96000, 3333}, Case{96000, 8000, 20000},
+                              Case{44100, 47999.5, 2000}}) {
             SCOPED_TRACE(testing::Message() << recipe.name << " " << c.from << " -> " << c.to << " at " << c.at);
             Signal impulse(size_t(c.at) + 1, 0.0f);
             impulse.back() = 1.0f;
@@ -271,7 +272,7 @@ TEST(ConverterTiming, AWholeSignalFitsTheRoundedLengthExactly) {
             double worst = 0.0;
             for (int64_t n = 0; n < frames; ++n)
                 worst = std::max(worst, std::fabs(double(run.output[0][size_t(n)]) - burst(double(n) / to)));
-            EXPECT_LT(worst, 1e-4);
+            EXPECT_LT(worst, 1e-6);
         }
     }
 }
