@@ -159,6 +159,8 @@ bool VMKConverterAudioProcessor::makeResampler(VMKError* error) {
     const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
     const double in = effectiveInSampleRate();
     const double out = outputConnection()->sampleRate();
+    if (m_soxr)
+        soxr_delete(m_soxr);
     soxr_error_t failure = nullptr;
     m_soxr = soxr_create(in, out, outputConnection()->numberOfChannels(), &failure, &io, &quality, &runtime);
     if (!m_soxr || failure) {
@@ -186,7 +188,7 @@ bool VMKConverterAudioProcessor::measureResponse(VMKError* error) {
     const double in = effectiveInSampleRate();
     const double out = outputConnection()->sampleRate();
 
-    for (int64_t leadOut = int64_t(4096 * std::max(1.0, m_ratio));; leadOut *= 2) {
+    for (int64_t leadOut = int64_t(4096 * std::clamp(m_ratio, 1.0, 64.0));; leadOut *= 2) {
         const auto leadIn = int64_t(std::ceil(double(leadOut) / m_ratio));
         std::vector<float> impulse(size_t(2 * leadIn + 1), 0.0f);
         impulse[size_t(leadIn)] = 1.0f;
