@@ -305,6 +305,42 @@ TEST(ConverterTiming, StartingLateGivesTheFramesOfAContinuousRun) {
         }
 }
 
+TEST(ConverterTiming, PullingAnEarlierTimeAgainRepeatsTheFrames) {
+    Signal noise(30000);
+    std::mt19937 random(11);
+    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
+    for (float& v : noise)
+        v = uniform(random);
+    for (bool compensated : {true, false}) {
+        SCOPED_TRACE(compensated ? "compensated" : "not compensated");
+        auto stream = std::make_shared<VMKAudioStream>();
+        auto source = std::make_shared<TestGenerator>(1, 44100.0, play(noise));
+        auto converter = goodhertz("linearPhase", compensated);
+        auto recorder = std::make_shared<TestRecorder>();
+        for (const std::shared_ptr<VMKAudioProcessor>& p :
+             std::vector<std::shared_ptr<VMKAudioProcessor>>{source, converter, recorder})
+            stream->addProcessorsObject(p);
+        stream->connectProcessor(source.get(), converter.get());
+        stream->connectProcessor(converter.get(), recorder.get())->setSampleRate(48000.0);
+        recorder->inputConnection()->setMaxFrames(1024);
+        recorder->setFrameCount(20000);
+        VMKError error;
+        ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+        ASSERT_TRUE(stream->start(&error));
+        recorder->info().setSampleTime(3000);
+        recorder->setFrameCount(4000);
+        ASSERT_TRUE(stream->start(&error));
+        const std::vector<float>& out = recorder->recorded[0];
+        ASSERT_EQ(out.size(), 24000u);
+        for (size_t i = 0; i < 4000; ++i)
+            ASSERT_NEAR(out[20000 + i], out[3000 + i], 1e-6) << "frame " << 3000 + i;
+        if (!compensated) {
+            for (int64_t n = 0; n < converter->latency() - 1; ++n)
+                ASSERT_LT(std::fabs(out[size_t(n)]), 1e-4f) << "the first frames trail the input";
+        }
+    }
+}
+
 TEST(ConverterTiming, LinearPhaseIsSymmetricAndMinimumPhaseRingsAfter) {
     // 1120 frames at 48 kHz are exactly 1029 frames at 44.1 kHz.
     Signal impulse(1121, 0.0f);
