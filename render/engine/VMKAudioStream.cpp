@@ -1,8 +1,10 @@
 #include "render/engine/VMKAudioStream.h"
 
+#include "render/engine/APLConverterAudioProcessor.h"
 #include "render/engine/APLDynamicsAudioProcessor.h"
 #include "render/engine/APLTimePitchAudioProcessor.h"
 #include "render/engine/APLVarispeedAudioProcessor.h"
+#include "render/engine/GHZConverterAudioProcessor.h"
 #include "render/engine/GHZDitherAudioProcessor.h"
 #include "render/engine/VMKLoudnessMeterAudioProcessor.h"
 #include "render/engine/VMKPitchDetectorAudioProcessor.h"
@@ -474,6 +476,9 @@ void VMKAudioStream::registerEngineClasses() {
         APLTimePitchAudioProcessor::staticClassInfo();
         VMKLoudnessMeterAudioProcessor::staticClassInfo();
         VMKPitchDetectorAudioProcessor::staticClassInfo();
+        VMKConverterAudioProcessor::staticClassInfo();
+        APLConverterAudioProcessor::staticClassInfo();
+        GHZConverterAudioProcessor::staticClassInfo();
         return true;
     }();
     (void)registered;
