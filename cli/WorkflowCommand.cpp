@@ -19,6 +19,16 @@ QVariant destinationOf(const QByteArray& bookmark) {
     return url.isEmpty() ? QVariant(error.localizedDescription()) : QVariant(url.path());
 }
 
+// Parameters as the command line takes them: a bookmark as the path it names.
+QVariantMap displayedParameters(const QVariantMap& parameters) {
+    QVariantMap shown;
+    for (auto it = parameters.cbegin(); it != parameters.cend(); ++it) {
+        const bool bookmark = it.key().endsWith(QLatin1String("Bookmark")) && Variant::isData(it.value());
+        shown.insert(it.key(), bookmark ? destinationOf(it.value().toByteArray()) : it.value());
+    }
+    return shown;
+}
+
 QString yesNo(bool value) { return value ? QStringLiteral("yes") : QStringLiteral("no"); }
 
 int show() {
@@ -37,10 +47,10 @@ int show() {
                               {QStringLiteral("name"), toVariant(action->name())},
                               {QStringLiteral("enabled"), action->isEnabled()},
                               {QStringLiteral("disclosed"), action->isDisclosed()},
-                              {QStringLiteral("parameters"), action->parameterValues()}};
+                              {QStringLiteral("parameters"), displayedParameters(action->parameterValues())}};
             list << entry;
         }
-        QVariantMap options = save->parameterValues();
+        QVariantMap options = displayedParameters(save->parameterValues());
         options.insert(QStringLiteral("destination"), destination);
         Output::printJson(QVariantMap{{QStringLiteral("actions"), list}, {QStringLiteral("saveOptions"), options}});
         return Output::Done;
@@ -54,7 +64,7 @@ int show() {
                          .arg(QString::number(++index).rightJustified(2), action->className(),
                               action->name() ? QStringLiteral("\"%1\"").arg(*action->name()) : QStringLiteral("-"),
                               action->isEnabled() ? QString() : QStringLiteral("  (disabled)")));
-        const QVariantMap parameters = action->parameterValues();
+        const QVariantMap parameters = displayedParameters(action->parameterValues());
         for (auto it = parameters.cbegin(); it != parameters.cend(); ++it)
             Output::line(QStringLiteral("      %1  %2").arg(it.key(), Output::toText(it.value())));
     }
