@@ -1,0 +1,104 @@
+// The loops below are written for the vectoriser: the cheap cost model lets
+// -O2 vectorise loops of unknown length, and the reductions keep eight lanes.
+#pragma GCC optimize("tree-vectorize", "vect-cost-model=cheap")
+
+#include "render/engine/dsp/VectorOps.h"
+
+#include <cstring>
+
+namespace dsp {
+
+void clear(float* destination, int64_t n) {
+    if (n > 0)
+        std::memset(destination, 0, size_t(n) * sizeof(float));
+}
+
+void fill(float* __restrict destination, float value, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        destination[i] = value;
+}
+
+void copy(float* destination, const float* source, int64_t n) {
+    if (n > 0 && destination != source)
+        std::memmove(destination, source, size_t(n) * sizeof(float));
+}
+
+void add(float* __restrict destination, const float* __restrict source, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        destination[i] += source[i];
+}
+
+void multiplyAdd(float* __restrict destination, const float* __restrict source, float gain, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        destination[i] += gain * source[i];
+}
+
+void scale(float* __restrict destination, float gain, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        destination[i] *= gain;
+}
+
+void multiply(float* __restrict destination, const float* __restrict source, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        destination[i] *= source[i];
+}
+
+void reverse(float* values, int64_t n) {
+    for (int64_t i = 0, j = n - 1; i < j; ++i, --j) {
+        const float t = values[i];
+        values[i] = values[j];
+        values[j] = t;
+    }
+}
+
+float sumOfSquares(const float* __restrict source, int64_t n) {
+    float lanes[8] = {};
+    int64_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        for (int k = 0; k < 8; ++k)
+            lanes[k] += source[i + k] * source[i + k];
+    float sum = 0.0f;
+    for (; i < n; ++i)
+        sum += source[i] * source[i];
+    for (int k = 0; k < 8; ++k)
+        sum += lanes[k];
+    return sum;
+}
+
+float maximum(const float* __restrict source, int64_t n) {
+    if (n <= 0)
+        return 0.0f;
+    float lanes[8];
+    for (int k = 0; k < 8; ++k)
+        lanes[k] = source[0];
+    int64_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        for (int k = 0; k < 8; ++k)
+            lanes[k] = lanes[k] > source[i + k] ? lanes[k] : source[i + k];
+    float result = source[0];
+    for (; i < n; ++i)
+        result = result > source[i] ? result : source[i];
+    for (int k = 0; k < 8; ++k)
+        result = result > lanes[k] ? result : lanes[k];
+    return result;
+}
+
+float minimum(const float* __restrict source, int64_t n) {
+    if (n <= 0)
+        return 0.0f;
+    float lanes[8];
+    for (int k = 0; k < 8; ++k)
+        lanes[k] = source[0];
+    int64_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        for (int k = 0; k < 8; ++k)
+            lanes[k] = lanes[k] < source[i + k] ? lanes[k] : source[i + k];
+    float result = source[0];
+    for (; i < n; ++i)
+        result = result < source[i] ? result : source[i];
+    for (int k = 0; k < 8; ++k)
+        result = result < lanes[k] ? result : lanes[k];
+    return result;
+}
+
+} // namespace dsp

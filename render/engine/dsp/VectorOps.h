@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+// Vector helpers over plain float arrays, the engine's inner loops. They are
+// compiled out of line with the vectoriser on; n may be any count, and the
+// arrays of one call must not overlap unless a function says otherwise.
+namespace dsp {
+
+void clear(float* destination, int64_t n);
+void fill(float* destination, float value, int64_t n);
+void copy(float* destination, const float* source, int64_t n);  // may overlap
+void add(float* destination, const float* source, int64_t n);                    // d += s
+void multiplyAdd(float* destination, const float* source, float gain, int64_t n);  // d += g * s
+void scale(float* destination, float gain, int64_t n);                            // d *= g
+void multiply(float* destination, const float* source, int64_t n);               // d *= s
+void reverse(float* values, int64_t n);
+float sumOfSquares(const float* source, int64_t n);
+float maximum(const float* source, int64_t n);  // 0 for n == 0
+float minimum(const float* source, int64_t n);  // 0 for n == 0
+
+} // namespace dsp

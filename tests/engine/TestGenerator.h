@@ -1,0 +1,67 @@
+#pragma once
+
+#include "render/engine/VMKAudioProcessor.h"
+#include "render/engine/VMKHeadAudioProcessor.h"
+
+#include <functional>
+#include <vector>
+
+// A source for tests: sample (frame, channel) of a function, at a stated rate
+// and channel count. Remembers the pulls it served.
+class TestGenerator : public VMKAudioProcessor {
+public:
+    using Function = std::function<float(int64_t frame, uint32_t channel)>;
+
+    TestGenerator(uint32_t channels, double sampleRate, Function function)
+        : m_channels(channels), m_sampleRate(sampleRate), m_function(std::move(function)) {
+        setNumberOfInputBuses(0);
+    }
+
+    // A value that tells frame and channel apart and stays exact in float.
+    static float ramp(int64_t frame, uint32_t channel) {
+        return float(frame % 4096) / 4096.0f * (channel % 2 ? -1.0f : 1.0f) + float(channel) / 64.0f;
+    }
+
+    bool proposeOutputFormat(VMKAudioConnection& output, VMKError* error) override {
+        return proposeNumberOfChannels(output, m_channels, error) && proposeSampleRate(output, m_sampleRate, error);
+    }
+
+    bool render(VMKAudioBufferList& destination, VMKAudioBus&, const VMKAudioStreamRenderInfo& info) override {
+        pulls.push_back({info.sampleTime(), destination.frames()});
+        if (failAtFrame >= 0 && info.sampleTime() + destination.frames() > failAtFrame) {
+            info.reportError(VMKError::errorWithCode(42, QStringLiteral("Reading a test signal")));
+            destination.clear();
+            return false;
+        }
+        for (uint32_t c = 0; c < destination.numberOfChannels(); ++c) {
+            float* samples = destination.channel(c);
+            for (int64_t i = 0; i < destination.frames(); ++i)
+                samples[i] = m_function(info.sampleTime() + i, c);
+        }
+        return true;
+    }
+
+    std::vector<VMKFrameRange> pulls;
+    int64_t failAtFrame = -1;
+
+private:
+    uint32_t m_channels;
+    double m_sampleRate;
+    Function m_function;
+};
+
+// A head for tests that keeps every frame it pulled, channel by channel.
+class TestRecorder : public VMKHeadAudioProcessor {
+public:
+    std::vector<std::vector<float>> recorded;
+    std::vector<VMKFrameRange> blocks;
+
+protected:
+    bool didPullBlock(const VMKAudioBufferList& block, VMKError*) override {
+        recorded.resize(block.numberOfChannels());
+        blocks.push_back({info().sampleTime(), block.frames()});
+        for (uint32_t c = 0; c < block.numberOfChannels(); ++c)
+            recorded[c].insert(recorded[c].end(), block.channel(c), block.channel(c) + block.frames());
+        return true;
+    }
+};

@@ -1,0 +1,222 @@
+#include "TestGenerator.h"
+
+#include "render/engine/VMKAudioStream.h"
+#include "render/engine/VMKEngineError.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+struct Chain {
+    std::shared_ptr<VMKAudioStream> stream = std::make_shared<VMKAudioStream>();
+    std::shared_ptr<TestGenerator> generator;
+    std::shared_ptr<VMKAudioProcessor> middle = std::make_shared<VMKAudioProcessor>();
+    std::shared_ptr<TestRecorder> recorder = std::make_shared<TestRecorder>();
+
+    Chain(uint32_t channels, double rate)
+        : generator(std::make_shared<TestGenerator>(channels, rate, &TestGenerator::ramp)) {
+        generator->setIdentifier(QStringLiteral("generator"));
+        middle->setIdentifier(QStringLiteral("middle"));
+        recorder->setIdentifier(QStringLiteral("recorder"));
+        stream->addProcessorsObject(generator);
+        stream->addProcessorsObject(middle);
+        stream->addProcessorsObject(recorder);
+        stream->connectProcessor(generator.get(), middle.get());
+        stream->connectProcessor(middle.get(), recorder.get());
+    }
+};
+} // namespace
+
+TEST(VMKAudioStream, RunsAPassThroughChainToCompletionInBlocks) {
+    Chain chain(2, 48000.0);
+    chain.recorder->setFrameCount(10000);
+    chain.recorder->info().setSampleTime(500);
+    chain.generator->outputConnection()->setMaxFrames(3000);  // a source may set the block size
+    VMKError error;
+    ASSERT_TRUE(chain.stream->initialize(&error)) << error.localizedDescription().toStdString();
+    EXPECT_EQ(chain.stream->head(), chain.recorder.get());
+    EXPECT_EQ(chain.recorder->inputConnection()->numberOfChannels(), 2u);
+    EXPECT_EQ(chain.recorder->inputConnection()->sampleRate(), 48000.0);
+    EXPECT_EQ(chain.recorder->inputConnection()->maxFrames(), 3000);
+    ASSERT_TRUE(chain.stream->start(&error));
+    EXPECT_FALSE(chain.stream->isRunning());
+
+    ASSERT_EQ(chain.generator->pulls.size(), 4u);
+    EXPECT_EQ(chain.generator->pulls[0].location, 500);
+    EXPECT_EQ(chain.generator->pulls[3].location, 9500);
+    EXPECT_EQ(chain.generator->pulls[3].length, 1000);
+    ASSERT_EQ(chain.recorder->recorded.size(), 2u);
+    ASSERT_EQ(chain.recorder->recorded[1].size(), 10000u);
+    for (int64_t i = 0; i < 10000; ++i)
+        ASSERT_EQ(chain.recorder->recorded[1][size_t(i)], TestGenerator::ramp(500 + i, 1)) << i;
+
+    EXPECT_TRUE(chain.stream->stop(&error));
+    EXPECT_TRUE(chain.stream->uninitialize(&error));
+    // Negotiated fields go back to undecided; what the builder set stays.
+    EXPECT_EQ(chain.recorder->inputConnection()->numberOfChannels(), 0u);
+    EXPECT_EQ(chain.generator->outputConnection()->maxFrames(), 3000);
+}
+
+TEST(VMKAudioStream, TheHeadSetsTheBlockSizeWhenNobodyElseDoes) {
+    Chain chain(1, 44100.0);
+    chain.recorder->setFrameCount(VMKAudioStream::kDefaultMaxFrames + 1);
+    ASSERT_TRUE(chain.stream->initialize());
+    EXPECT_EQ(chain.generator->outputConnection()->maxFrames(), VMKAudioStream::kDefaultMaxFrames);
+    ASSERT_TRUE(chain.stream->start());
+    ASSERT_EQ(chain.generator->pulls.size(), 2u);
+    EXPECT_EQ(chain.generator->pulls[1].length, 1);
+    // A second run after uninitialize negotiates again.
+    ASSERT_TRUE(chain.stream->uninitialize());
+    chain.recorder->info().setSampleTime(0);
+    ASSERT_TRUE(chain.stream->initialize());
+    ASSERT_TRUE(chain.stream->start());
+    EXPECT_EQ(chain.generator->pulls.size(), 4u);
+}
+
+TEST(VMKAudioStream, AFailedPullEndsTheRunWithTheSourcesError) {
+    Chain chain(1, 44100.0);
+    chain.recorder->setFrameCount(20000);
+    chain.generator->failAtFrame = 5000;
+    ASSERT_TRUE(chain.stream->initialize());
+    VMKError error;
+    EXPECT_FALSE(chain.stream->start(&error));
+    EXPECT_EQ(error.code(), 42);
+    EXPECT_EQ(chain.generator->pulls.size(), 2u);
+    EXPECT_FALSE(chain.stream->isRunning());
+}
+
+TEST(VMKAudioStream, RefusesGraphsThatCantRun) {
+    {
+        Chain chain(1, 44100.0);
+        VMKError error;
+        EXPECT_FALSE(chain.stream->start(&error));
+        EXPECT_EQ(error.code(), VMKEngineErrorState);
+    }
+    {  // an unconnected input bus
+        Chain chain(1, 44100.0);
+        chain.stream->disconnectInputBus(chain.middle->inputBus());
+        VMKError error;
+        EXPECT_FALSE(chain.stream->initialize(&error));
+        EXPECT_EQ(error.code(), VMKEngineErrorGraph);
+        EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("\"middle\""))) << qPrintable(error.localizedDescription());
+        EXPECT_FALSE(chain.stream->isInitialized());
+    }
+    {  // two processors with a free output
+        Chain chain(1, 44100.0);
+        auto spare = std::make_shared<TestGenerator>(1, 44100.0, &TestGenerator::ramp);
+        chain.stream->addProcessorsObject(spare);
+        VMKError error;
+        EXPECT_FALSE(chain.stream->initialize(&error));
+        EXPECT_EQ(error.code(), VMKEngineErrorGraph);
+    }
+    {  // a loop beside the head
+        Chain chain(1, 44100.0);
+        auto a = std::make_shared<VMKAudioProcessor>();
+        auto b = std::make_shared<VMKAudioProcessor>();
+        chain.stream->addProcessorsObject(a);
+        chain.stream->addProcessorsObject(b);
+        chain.stream->connectProcessor(a.get(), b.get());
+        chain.stream->connectProcessor(b.get(), a.get());
+        VMKError error;
+        EXPECT_FALSE(chain.stream->initialize(&error));
+        EXPECT_EQ(error.code(), VMKEngineErrorGraph);
+    }
+    {  // a source whose rate disagrees with what the builder set downstream
+        Chain chain(2, 44100.0);
+        chain.middle->outputConnection()->setSampleRate(48000.0);
+        VMKError error;
+        EXPECT_FALSE(chain.stream->initialize(&error));
+        EXPECT_EQ(error.code(), VMKEngineErrorFormat);
+        // Nothing stays initialized and the connections are as they were.
+        EXPECT_FALSE(chain.middle->isInitialized());
+        EXPECT_EQ(chain.middle->outputConnection()->sampleRate(), 48000.0);
+        EXPECT_EQ(chain.generator->outputConnection()->sampleRate(), 0.0);
+    }
+    {  // a channel count nobody decides
+        Chain chain(0, 44100.0);
+        VMKError error;
+        EXPECT_FALSE(chain.stream->initialize(&error));
+        EXPECT_EQ(error.code(), VMKEngineErrorFormat);
+    }
+}
+
+TEST(VMKAudioStream, BuildsProcessorsAndConnectionsFromADescription) {
+    VMKAudioStream::registerEngineClasses();
+    const QVariantMap description{
+        {QStringLiteral("processors"),
+         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
+                                  {QStringLiteral("identifier"), QStringLiteral("a")}},
+                      QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
+                                  {QStringLiteral("identifier"), QStringLiteral("b")}},
+                      QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKHeadAudioProcessor")},
+                                  {QStringLiteral("identifier"), QStringLiteral("head")},
+                                  {QStringLiteral("parameters"),
+                                   QVariantMap{{QStringLiteral("frameCount"), 100}}}}}},
+        {QStringLiteral("chain"), QStringList{QStringLiteral("a"), QStringLiteral("b")}},
+        {QStringLiteral("connections"),
+         QVariantList{QVariantMap{{QStringLiteral("source"), QStringLiteral("b")},
+                                  {QStringLiteral("destination"), QStringLiteral("head")},
+                                  {QStringLiteral("sampleRate"), 96000.0},
+                                  {QStringLiteral("numberOfChannels"), 3}}}}};
+    VMKError error;
+    auto stream = VMKAudioStream::initWithDescription(description, &error);
+    ASSERT_TRUE(stream) << qPrintable(error.localizedDescription());
+    ASSERT_EQ(stream->processors().size(), 3u);
+    auto head = std::dynamic_pointer_cast<VMKHeadAudioProcessor>(stream->processorWithIdentifier(QStringLiteral("head")));
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->frameCount(), 100);
+    EXPECT_EQ(head->stream(), stream);
+    EXPECT_EQ(head->inputConnection()->sampleRate(), 96000.0);
+    EXPECT_EQ(head->inputConnection()->numberOfChannels(), 3u);
+    auto a = stream->processorWithIdentifier(QStringLiteral("a"));
+    EXPECT_EQ(a->outputConnection()->outputBus(), stream->processorWithIdentifier(QStringLiteral("b"))->inputBus());
+    EXPECT_FALSE(stream->processorWithIdentifier(QStringLiteral("c")));
+    EXPECT_EQ(stream->connections().size(), 2u);
+
+    // "a" has nothing feeding it, so the described graph can't run until more is added.
+    EXPECT_FALSE(stream->initialize(&error));
+    auto source = std::make_shared<TestGenerator>(3, 96000.0, &TestGenerator::ramp);
+    stream->addProcessorsObject(source);
+    stream->connectProcessor(source.get(), a.get());
+    ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+    EXPECT_TRUE(stream->start(&error));
+    EXPECT_EQ(source->pulls.size(), 1u);
+
+    // Removing a processor disconnects it and drops the connections left loose.
+    stream->uninitialize();
+    stream->removeProcessorsObject(a);
+    EXPECT_FALSE(a->stream());
+    EXPECT_FALSE(source->outputConnection());
+    EXPECT_EQ(stream->connections().size(), 1u);
+}
+
+TEST(VMKAudioStream, RefusesDescriptionsItCantBuild) {
+    VMKError error;
+    const QVariantMap unknownClass{
+        {QStringLiteral("processors"),
+         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("NoSuchProcessor")}}}}};
+    EXPECT_FALSE(VMKAudioStream::initWithDescription(unknownClass, &error));
+    EXPECT_EQ(error.code(), VMKEngineErrorDescription);
+    EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("NoSuchProcessor")));
+
+    const QVariantMap notAProcessor{
+        {QStringLiteral("processors"),
+         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioStream")}}}}};
+    EXPECT_FALSE(VMKAudioStream::initWithDescription(notAProcessor, &error));
+
+    const QVariantMap badLink{
+        {QStringLiteral("processors"),
+         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
+                                  {QStringLiteral("identifier"), QStringLiteral("a")}}}},
+        {QStringLiteral("chain"), QStringList{QStringLiteral("a"), QStringLiteral("z")}}};
+    error = VMKError();
+    EXPECT_FALSE(VMKAudioStream::initWithDescription(badLink, &error));
+    EXPECT_EQ(error.code(), VMKEngineErrorDescription);
+
+    const QVariantMap tooManyBuses{
+        {QStringLiteral("processors"),
+         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
+                                  {QStringLiteral("numberOfInputBuses"), 2}}}}};
+    error = VMKError();
+    EXPECT_FALSE(VMKAudioStream::initWithDescription(tooManyBuses, &error));
+    EXPECT_EQ(error.code(), VMKEngineErrorInvalidArgument);
+}
