@@ -177,3 +177,23 @@ bool VMKAudioChunkFile::replaceChunks(const QString& path, const std::vector<QBy
         return fail(file.errorString());
     return true;
 }
+
+bool VMKAudioChunkFile::patchChunk(const QString& path, const char* id, qint64 offset, const QByteArray& bytes) {
+    const VMKAudioChunkFile chunkFile = chunkFileWithPath(path);
+    const Chunk* c = chunkFile.chunk(id);
+    if (!c || offset < 0 || offset + bytes.size() > c->size)
+        return false;
+    QFile file(path);
+    return file.open(QIODevice::ReadWrite) && file.seek(c->offset + offset) && file.write(bytes) == bytes.size();
+}
+
+bool VMKAudioChunkFile::patchChunkSize(const QString& path, const char* id, quint32 size) {
+    const VMKAudioChunkFile chunkFile = chunkFileWithPath(path);
+    const Chunk* c = chunkFile.chunk(id);
+    if (!c || chunkFile.m_container == Container::CAF)
+        return false;
+    const quint32 field = chunkFile.isBigEndian() ? qToBigEndian(size) : qToLittleEndian(size);
+    QFile file(path);
+    return file.open(QIODevice::ReadWrite) && file.seek(c->headerOffset + 4) &&
+           file.write(reinterpret_cast<const char*>(&field), 4) == 4;
+}

@@ -45,6 +45,11 @@ public:
     static bool replaceChunks(const QString& path, const std::vector<QByteArray>& removeIDs,
                               const std::vector<std::pair<QByteArray, QByteArray>>& append, VMKError* error);
 
+    // Overwrites bytes inside the first chunk of `id`, at `offset` from its
+    // data, or (with `header` true) its size field; false when it isn't there.
+    static bool patchChunk(const QString& path, const char* id, qint64 offset, const QByteArray& bytes);
+    static bool patchChunkSize(const QString& path, const char* id, quint32 size);
+
 private:
     QString m_path;
     Container m_container = Container::None;

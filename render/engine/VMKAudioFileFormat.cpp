@@ -8,6 +8,12 @@ bool VMKAudioFileFormat::hasEncoding(quint32 code) const {
     return std::find(encodings.begin(), encodings.end(), code) != encodings.end();
 }
 
+VMKAudioFileFormat::Library VMKAudioFileFormat::writeLibraryForEncoding(quint32 encoding) const {
+    if (kind == Kind::CAF && encoding == ALAC)
+        return Library::FFmpeg;
+    return writeLibrary;
+}
+
 const std::vector<VMKAudioFileFormat>& VMKAudioFileFormat::formats() {
     using L = Library;
     static const std::vector<VMKAudioFileFormat> table = {

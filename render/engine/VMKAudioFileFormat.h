@@ -25,16 +25,16 @@ constexpr quint32 AAC = fourCharCode("aac ");
 constexpr quint32 ALAC = fourCharCode("alac");
 } // namespace VMKAudioEncoding
 
-// Error codes of the file layer (domain VMKError).
+// Error codes of the file layer (domain VMKError; the graph uses 1 to 99).
 enum VMKAudioFileErrorCode : int {
-    VMKAudioFileErrorNotFound = 1,        // no file at the location, or a folder
-    VMKAudioFileErrorUnknownFormat = 2,   // the content is no audio format we read
-    VMKAudioFileErrorDamaged = 3,         // a known format whose content is broken or truncated
-    VMKAudioFileErrorRead = 4,            // reading samples failed
-    VMKAudioFileErrorUnsupported = 5,     // a format, encoding or depth that can't be written
-    VMKAudioFileErrorWrite = 6,           // writing or encoding failed
-    VMKAudioFileErrorCancelled = 7,       // the job was cancelled
-    VMKAudioFileErrorTags = 8,            // reading or writing metadata or labels failed
+    VMKAudioFileErrorNotFound = 101,        // no file at the location, or a folder
+    VMKAudioFileErrorUnknownFormat = 102,   // the content is no audio format we read
+    VMKAudioFileErrorDamaged = 103,         // a known format whose content is broken or truncated
+    VMKAudioFileErrorRead = 104,            // reading samples failed
+    VMKAudioFileErrorUnsupported = 105,     // a format, encoding or depth that can't be written
+    VMKAudioFileErrorWrite = 106,           // writing or encoding failed
+    VMKAudioFileErrorCancelled = 107,       // the job was cancelled
+    VMKAudioFileErrorTags = 108,            // reading or writing metadata or labels failed
 };
 
 // One container format the engine reads and writes: its display name, the
@@ -58,6 +58,9 @@ public:
     bool holdsLabels;
 
     QString extension() const { return extensions.value(0); }
+    // The library that writes `encoding` here (Apple Lossless in Core Audio
+    // files goes to FFmpeg, whose encoder is sound where libsndfile's isn't).
+    Library writeLibraryForEncoding(quint32 encoding) const;
     bool hasEncoding(quint32 code) const;
 
     static const std::vector<VMKAudioFileFormat>& formats();

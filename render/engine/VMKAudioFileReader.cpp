@@ -1,5 +1,8 @@
 #include "render/engine/VMKAudioFileReader.h"
 
+#include "render/engine/VMKAudioFileLabels.h"
+#include "render/engine/VMKAudioFileTags.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -16,6 +19,7 @@ std::shared_ptr<VMKAudioFileReader> VMKAudioFileReader::initWithURL(const URL& u
 
 QVariantMap VMKAudioFileReader::metadata() const {
     if (!m_hasMetadata) {
+        m_metadata = VMKAudioFileTags::metadataOfFile(m_url.path(), *facts().format);
         m_hasMetadata = true;
     }
     return m_metadata;
@@ -23,9 +27,19 @@ QVariantMap VMKAudioFileReader::metadata() const {
 
 std::vector<std::shared_ptr<VMKAudioLabel>> VMKAudioFileReader::labels() const {
     if (!m_hasLabels) {
+        if (facts().format->holdsLabels)
+            m_labels = VMKAudioFileLabels::labelsOfFile(m_url.path(), sampleRate());
         m_hasLabels = true;
     }
     return m_labels;
+}
+
+bool VMKAudioFileReader::getAudio(VMKAudioBufferList& bufferList, qint64 fromFrame, VMKError* error) {
+    if (m_bufferPointers.size() < bufferList.numberOfChannels())
+        m_bufferPointers.resize(bufferList.numberOfChannels());
+    for (uint32_t c = 0; c < bufferList.numberOfChannels(); ++c)
+        m_bufferPointers[c] = bufferList.channel(c);
+    return readFrames(m_bufferPointers.data(), int(bufferList.numberOfChannels()), bufferList.frames(), fromFrame, error);
 }
 
 bool VMKAudioFileReader::readFrames(float* const* channels, int channelCount, qint64 frames, qint64 fromFrame,

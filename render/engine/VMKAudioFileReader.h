@@ -2,6 +2,7 @@
 
 #include "core/URL.h"
 #include "core/VMKError.h"
+#include "render/engine/VMKAudioBufferList.h"
 #include "render/engine/VMKAudioFileDecoder.h"
 
 #include <QtCore/QVariantMap>
@@ -30,6 +31,9 @@ public:
     // The file's markers, regions and loops, read on first use.
     std::vector<std::shared_ptr<VMKAudioLabel>> labels() const;
 
+    // Fills the valid frames of `bufferList` from `fromFrame` on.
+    bool getAudio(VMKAudioBufferList& bufferList, qint64 fromFrame, VMKError* error = nullptr);
+
     // Fills `frames` frames of `channelCount` channels from `fromFrame` on.
     // Channels the file lacks are zeroed; channels the caller lacks are
     // skipped.
@@ -40,6 +44,7 @@ private:
     std::unique_ptr<VMKAudioFileDecoder> m_decoder;
     std::vector<std::vector<float>> m_spare;  // for file channels the caller doesn't take
     std::vector<float*> m_pointers;
+    std::vector<float*> m_bufferPointers;
     mutable bool m_hasMetadata = false;
     mutable QVariantMap m_metadata;
     mutable bool m_hasLabels = false;

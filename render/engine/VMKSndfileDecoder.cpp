@@ -133,8 +133,10 @@ std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL
     facts.sampleRate = info.samplerate;
     describeSubtype(subtype, major, &facts);
     if (facts.encoding == VMKAudioEncoding::IMA4 || facts.encoding == VMKAudioEncoding::ALAC) {
+        // Only a count within the last block is believed (some writers state
+        // other things there).
         const qint64 exact = statedFrames(url.path(), format.kind);
-        if (exact >= 0 && exact < facts.frames)
+        if (exact >= 0 && exact < facts.frames && exact > facts.frames - 8192)
             facts.frames = exact;
     }
     if (format.kind == Kind::MP3)

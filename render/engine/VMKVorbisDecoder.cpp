@@ -1,5 +1,7 @@
 #include "render/engine/VMKVorbisDecoder.h"
 
+#include "render/engine/VMKVorbisEncoder.h"
+
 #include <QtCore/QFile>
 
 #include <vorbis/vorbisfile.h>
@@ -70,8 +72,9 @@ qint64 VMKVorbisDecoder::read(float* const* channels, qint64 frames, VMKError* e
         }
         if (got == 0)
             break;
+        const int* order = VMKVorbisEncoder::vorbisChannelOrder(m_facts.numberOfChannels);
         for (int c = 0; c < m_facts.numberOfChannels; ++c)
-            std::memcpy(channels[c] + done, pcm[c], size_t(got) * sizeof(float));
+            std::memcpy(channels[order ? order[c] : c] + done, pcm[c], size_t(got) * sizeof(float));
         done += got;
         m_position += got;
     }
