@@ -8,6 +8,8 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QtEndian>
 
+#include <cmath>
+
 #include <taglib/aifffile.h>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/flacfile.h>
@@ -281,7 +283,13 @@ QVariantMap VMKAudioFileTags::metadataOfFile(const QString& path, const VMKAudio
         TagLib::MP4::File file(name.constData(), false);
         if (!file.isValid() || !file.tag())
             break;
-        addProperties(file.tag()->properties(), QStringLiteral("itunes"), &metadata);
+        TagLib::PropertyMap map = file.tag()->properties();
+        for (const auto& [atom, value] : file.tag()->itemMap())
+            if (atom.startsWith("----:com.apple.iTunes:"))
+                map.replace(atom.substr(22).upper(), value.toStringList());
+        if (!map.contains("TEMPO") && map.contains("BPM"))
+            map.insert("TEMPO", map["BPM"]);
+        addProperties(map, QStringLiteral("itunes"), &metadata);
         if (file.tag()->contains("covr")) {
             const auto covers = file.tag()->item("covr").toCoverArtList();
             if (!covers.isEmpty())
@@ -361,7 +369,16 @@ bool VMKAudioFileTags::writeMetadata(const QString& path, const VMKAudioFileForm
         TagLib::MP4::File file(name.constData(), false);
         if (!file.isValid() || !file.tag())
             break;
-        file.tag()->setProperties(propertiesFor(metadata, QStringLiteral("itunes"), &image));
+        // Fields without an atom of their own go into freeform atoms; the
+        // tempo also goes into the integer tempo atom players show.
+        TagLib::PropertyMap map = propertiesFor(metadata, QStringLiteral("itunes"), &image);
+        const auto tempo = map.find("TEMPO");
+        if (tempo != map.end() && !tempo->second.isEmpty())
+            map.insert("BPM", TagLib::StringList(TagLib::String::number(int(std::lround(
+                                  QString::fromUtf8(tempo->second.front().toCString(true)).toDouble())))));
+        const TagLib::PropertyMap unsupported = file.tag()->setProperties(map);
+        for (const auto& [key, values] : unsupported)
+            file.tag()->setItem("----:com.apple.iTunes:" + key, TagLib::MP4::Item(values));
         if (!image.isEmpty()) {
             TagLib::MP4::CoverArtList covers;
             covers.append(TagLib::MP4::CoverArt(image.startsWith("\x89PNG") ? TagLib::MP4::CoverArt::PNG

@@ -41,7 +41,12 @@ const std::vector<VMKAudioMetadataItem>& VMKAudioMetadata::items() {
             item("encodedBy", "text", "ENCODEDBY", false, "encoding application"),
             item("ISRC", "text", "ISRC"),
             item("lyrics", "text", "LYRICS"),
-            item("tempo", "real", "BPM", false, "tempo"),
+            [] {
+                // MP4 keeps the tempo as an integer: the exact one goes beside it.
+                auto tempo = item("tempo", "real", "BPM", false, "tempo");
+                tempo.formats.insert(QStringLiteral("itunes"), QStringLiteral("TEMPO"));
+                return tempo;
+            }(),
             item("musicalKey", "text", "INITIALKEY", false, "key signature"),
             item("musicalScale", "text", "MUSICALSCALE"),
             item("beats", "integer", "BEATS"),
