@@ -1,7 +1,13 @@
 #include "render/engine/VMKAudioStream.h"
 
 #include "render/engine/VMKEngineError.h"
+#include "render/engine/VMKAudioAutomation.h"
+#include "render/engine/VMKFaderAudioProcessor.h"
 #include "render/engine/VMKHeadAudioProcessor.h"
+#include "render/engine/VMKMinMaxWaveform.h"
+#include "render/engine/VMKMixerAudioProcessor.h"
+#include "render/engine/VMKRouterAudioProcessor.h"
+#include "render/engine/VMKValueMap.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -436,6 +442,13 @@ void VMKAudioStream::registerEngineClasses() {
         VMKAudioStream::staticClassInfo();
         VMKAudioProcessor::staticClassInfo();
         VMKHeadAudioProcessor::staticClassInfo();
+        VMKMixerAudioProcessor::staticClassInfo();
+        VMKRouterAudioProcessor::staticClassInfo();
+        VMKFaderAudioProcessor::staticClassInfo();
+        VMKAudioAutomation::staticClassInfo();
+        VMKValueMap::staticClassInfo();
+        VMKWaveform::staticClassInfo();
+        VMKMinMaxWaveform::staticClassInfo();
         return true;
     }();
     (void)registered;

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 namespace {
 struct Chain {
     std::shared_ptr<VMKAudioStream> stream = std::make_shared<VMKAudioStream>();
@@ -219,4 +222,108 @@ TEST(VMKAudioStream, RefusesDescriptionsItCantBuild) {
     error = VMKError();
     EXPECT_FALSE(VMKAudioStream::initWithDescription(tooManyBuses, &error));
     EXPECT_EQ(error.code(), VMKEngineErrorInvalidArgument);
+}
+
+namespace {
+// A head that starts "a device" and returns at once, as a playback head does.
+class DeviceHead : public VMKHeadAudioProcessor {
+public:
+    bool runsToCompletion() const override { return false; }
+    bool start(VMKError*) override {
+        started = true;
+        return true;
+    }
+    bool stop(VMKError*) override {
+        stopped = true;
+        return true;
+    }
+    bool started = false, stopped = false;
+};
+
+class CountingSource : public VMKAudioProcessor {
+public:
+    CountingSource() { setNumberOfInputBuses(0); }
+    bool proposeOutputFormat(VMKAudioConnection& output, VMKError* error) override {
+        return proposeNumberOfChannels(output, 1, error) && proposeSampleRate(output, 8000.0, error);
+    }
+    bool render(VMKAudioBufferList& destination, VMKAudioBus&, const VMKAudioStreamRenderInfo&) override {
+        destination.clear();
+        pulls.fetch_add(1);
+        return true;
+    }
+    std::atomic<int> pulls{0};
+};
+} // namespace
+
+TEST(VMKAudioStream, ADeviceHeadRunsUntilStopped) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto source = std::make_shared<CountingSource>();
+    auto head = std::make_shared<DeviceHead>();
+    stream->addProcessorsObject(source);
+    stream->addProcessorsObject(head);
+    stream->connectProcessor(source.get(), head.get());
+    ASSERT_TRUE(stream->initialize());
+    ASSERT_TRUE(stream->start());
+    EXPECT_TRUE(head->started);
+    EXPECT_TRUE(stream->isRunning());
+    ASSERT_TRUE(stream->stop());
+    EXPECT_TRUE(head->stopped);
+    EXPECT_FALSE(stream->isRunning());
+    EXPECT_TRUE(stream->uninitialize());
+    EXPECT_FALSE(head->isInitialized());
+}
+
+TEST(VMKAudioStream, StopFromAnotherThreadEndsARunToCompletion) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto source = std::make_shared<CountingSource>();
+    auto head = std::make_shared<VMKHeadAudioProcessor>();
+    stream->addProcessorsObject(source);
+    stream->addProcessorsObject(head);
+    stream->connectProcessor(source.get(), head.get())->setMaxFrames(64);
+    head->setFrameCount(int64_t(1) << 50);
+    ASSERT_TRUE(stream->initialize());
+    std::atomic<bool> finished{false};
+    bool result = false;
+    std::thread runner([&] {
+        result = stream->start();
+        finished = true;
+    });
+    while (source->pulls.load() < 10)
+        std::this_thread::yield();
+    EXPECT_TRUE(stream->isRunning());
+    stream->stop();
+    runner.join();
+    EXPECT_TRUE(finished);
+    EXPECT_TRUE(result);
+    EXPECT_FALSE(stream->isRunning());
+    EXPECT_LT(head->info().sampleTime(), int64_t(1) << 50);
+}
+
+TEST(VMKAudioStream, ABusHasOneConnectionAndAConnectionOneBusAtEachEnd) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto a = std::make_shared<VMKAudioProcessor>();
+    auto b = std::make_shared<VMKAudioProcessor>();
+    auto c = std::make_shared<VMKAudioProcessor>();
+    stream->addProcessorsObject(a);
+    stream->addProcessorsObject(b);
+    stream->addProcessorsObject(c);
+    auto connection = stream->connectProcessor(a.get(), b.get());
+    EXPECT_EQ(connection->inputBus(), a->outputBus());
+    EXPECT_EQ(connection->outputBus(), b->inputBus());
+    EXPECT_EQ(b->inputConnection(), connection.get());
+    stream->connectInputBus(c->inputBus(), connection);  // c takes the downstream end over
+    EXPECT_FALSE(b->inputConnection());
+    EXPECT_EQ(connection->outputBus(), c->inputBus());
+    stream->disconnectOutputBus(a->outputBus());
+    EXPECT_FALSE(connection->inputBus());
+    EXPECT_FALSE(a->outputConnection());
+    stream->removeConnectionsObject(connection);
+    EXPECT_FALSE(c->inputConnection());
+    EXPECT_TRUE(stream->connections().empty());
+    // Connections outlive nothing they point to: a processor that goes away lets go of its end.
+    auto d = std::make_shared<VMKAudioProcessor>();
+    auto loose = std::make_shared<VMKAudioConnection>();
+    stream->connectOutputBus(d->outputBus(), loose);
+    d.reset();
+    EXPECT_FALSE(loose->inputBus());
 }
