@@ -226,9 +226,14 @@ bool VMKAudioFileWriterAudioProcessor::start(VMKError* error) {
     info().setErrorSlot(nullptr);
     ok = ok && encoder->finish(error);
     encoder.reset();
-    ok = ok && VMKAudioFileTags::writeMetadata(m_temporaryURL.path(), *settings.format, m_metadata, error);
-    ok = ok && VMKAudioFileLabels::writeLabels(m_temporaryURL.path(), *settings.format, settings.sampleRate, m_labels,
-                                               error);
+    // A WAVE file past 4 GB is an RF64 file, which holds neither tags nor labels here.
+    const bool isRF64 = [this] {
+        QFile file(m_temporaryURL.path());
+        return file.open(QIODevice::ReadOnly) && file.read(4) == "RF64";
+    }();
+    ok = ok && (isRF64 || VMKAudioFileTags::writeMetadata(m_temporaryURL.path(), *settings.format, m_metadata, error));
+    ok = ok && (isRF64 || VMKAudioFileLabels::writeLabels(m_temporaryURL.path(), *settings.format,
+                                                          settings.sampleRate, m_labels, error));
     if (!ok) {
         discard();
         return false;

@@ -13,7 +13,7 @@ using Kind = VMKAudioFileFormat::Kind;
 
 int majorFormat(Kind kind) {
     switch (kind) {
-    case Kind::WAVE: return SF_FORMAT_WAV;
+    case Kind::WAVE: return SF_FORMAT_RF64;  // written as plain WAVE unless it grows past 4 GB
     case Kind::AIFF: return SF_FORMAT_AIFF;
     case Kind::AU: return SF_FORMAT_AU;
     case Kind::Wave64: return SF_FORMAT_W64;
@@ -58,6 +58,10 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
     info.samplerate = int(m_settings.sampleRate);
     info.channels = m_settings.numberOfChannels;
     info.format = majorFormat(m_settings.format->kind) | subtypeFormat(m_settings);
+    // ADPCM blocks have no place in RF64: such files stay plain WAVE.
+    const bool large = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64;
+    if (large && m_settings.encoding == VMKAudioEncoding::IMA4)
+        info.format = SF_FORMAT_WAV | subtypeFormat(m_settings);
     if (!sf_format_check(&info)) {
         VMKError::set(outError, error(VMKAudioFileErrorUnsupported,
                                       QStringLiteral("a %1 can't hold %2 channels of this encoding at %3 bits")
@@ -71,6 +75,8 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_strerror(nullptr))));
         return false;
     }
+    if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64)
+        sf_command(m_file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     using namespace VMKAudioEncoding;
     m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
     return true;
