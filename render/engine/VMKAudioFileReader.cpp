@@ -72,8 +72,12 @@ bool VMKAudioFileReader::readFrames(float* const* channels, int channelCount, qi
         for (int c = 0; c < fileChannels; ++c)
             m_pointers[size_t(c)] = c < channelCount ? channels[c] + lead : m_spare[size_t(c - channelCount)].data();
         got = m_decoder->read(m_pointers.data(), available, error);
-        if (got < 0)
+        if (got < 0) {
+            // Damaged data: what was asked for is silence, and the error says why.
+            for (int c = 0; c < channelCount; ++c)
+                std::memset(channels[c], 0, size_t(frames) * sizeof(float));
             return false;
+        }
     }
     const qint64 tail = frames - lead - got;
     if (tail > 0)

@@ -36,7 +36,8 @@ public:
 
     // Fills `frames` frames of `channelCount` channels from `fromFrame` on.
     // Channels the file lacks are zeroed; channels the caller lacks are
-    // skipped.
+    // skipped. When the file's data is damaged the frames are silence and
+    // the answer is false with the reason.
     bool readFrames(float* const* channels, int channelCount, qint64 frames, qint64 fromFrame, VMKError* error = nullptr);
 
 private:

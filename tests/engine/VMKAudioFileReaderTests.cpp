@@ -246,6 +246,46 @@ TEST_F(BrokenFiles, TruncatedHeaders) {
     }
 }
 
+TEST_F(BrokenFiles, TruncatedCompressedFilesFailOrReadWhatIsThere) {
+    const TestAudio audio = makeSines(2, 44100, 44100, 0.5f, 16);
+    const QString source = folder.path("source.wav");
+    ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, source));
+    struct Case {
+        const char* name;
+        QString program;
+        QStringList arguments;
+    };
+    for (const auto& c : {Case{"cut.m4a", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "aac", "-movflags", "+faststart"}},
+                          Case{"cut.ogg", "oggenc", {"-Q", source, "-o"}}, Case{"cut.mp3", "lame", {"--quiet", source}},
+                          Case{"cut.flac", "flac", {"-s", "-f", source, "-o"}}}) {
+        SCOPED_TRACE(c.name);
+        const QString full = folder.path(QStringLiteral("full_") + c.name);
+        ASSERT_EQ(runTool(c.program, c.arguments + QStringList{full}), 0);
+        QFile file(full);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        for (qsizetype keep : {qsizetype(20), qsizetype(200), bytes.size() / 2}) {
+            writeBytes(folder.path(c.name), bytes.left(keep));
+            VMKError error;
+            auto reader = VMKAudioFileReader::initWithURL(folder.url(c.name), &error);
+            if (!reader) {
+                EXPECT_TRUE(error.isError());
+                EXPECT_FALSE(error.reason().isEmpty());
+                continue;
+            }
+            // What opens reads to its end without hanging: what is there, silence
+            // past the end, or silence and an error where the data breaks off.
+            EXPECT_LE(reader->frames(), 44100u);
+            std::vector<float> left(50000, 1.0f), right(50000, 1.0f);
+            float* channels[2] = {left.data(), right.data()};
+            if (!reader->readFrames(channels, 2, 50000, 0, &error)) {
+                EXPECT_EQ(error.code(), VMKAudioFileErrorRead);
+            }
+            EXPECT_EQ(left[49999], 0.0f);
+        }
+    }
+}
+
 TEST_F(BrokenFiles, TruncatedDataReadsWhatIsThere) {
     const TestAudio audio = makeSines(1, 10000, 44100, 0.5f, 16);
     const QString full = folder.path("full.wav");
