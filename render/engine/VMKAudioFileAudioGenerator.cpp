@@ -1,5 +1,7 @@
 #include "render/engine/VMKAudioFileAudioGenerator.h"
 
+#include <algorithm>
+
 const ClassInfo& VMKAudioFileAudioGenerator::staticClassInfo() {
     using G = VMKAudioFileAudioGenerator;
     static const ClassInfo& info =
@@ -22,7 +24,13 @@ bool VMKAudioFileAudioGenerator::proposeOutputFormat(VMKAudioConnection& output,
            proposeSampleRate(output, m_audioFile->sampleRate(), error);
 }
 
+void VMKAudioFileAudioGenerator::prepareForPlaybackFromLocation(double location) {
+    m_playbackLocation = location;
+    m_fadeInDone.store(m_antiClickOnStart ? 0 : kAntiClickFrames, std::memory_order_release);
+}
+
 bool VMKAudioFileAudioGenerator::initializeForRender(VMKError* error) {
+    m_fadeInDone.store(m_antiClickOnStart ? 0 : kAntiClickFrames, std::memory_order_release);
     if (!m_audioFile) {
         VMKError::set(error, formatError(QStringLiteral("%1 has no audio file").arg(displayName())));
         return false;
@@ -37,6 +45,16 @@ bool VMKAudioFileAudioGenerator::render(VMKAudioBufferList& destination, VMKAudi
         info.reportError(error);
         destination.clear();
         return false;
+    }
+    const int64_t done = m_fadeInDone.load(std::memory_order_acquire);
+    if (done < kAntiClickFrames) {
+        const int64_t n = std::min(destination.frames(), kAntiClickFrames - done);
+        for (uint32_t c = 0; c < destination.numberOfChannels(); ++c) {
+            float* samples = destination.channel(c);
+            for (int64_t i = 0; i < n; ++i)
+                samples[i] *= float(done + i) / float(kAntiClickFrames);
+        }
+        m_fadeInDone.store(done + n, std::memory_order_release);
     }
     return true;
 }

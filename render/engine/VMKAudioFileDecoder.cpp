@@ -8,6 +8,7 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QtEndian>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -32,15 +33,25 @@ qint64 id3v2Size(const QByteArray& head) {
 } // namespace
 
 bool VMKAudioFileDecoder::isMPEGAudioStart(const QByteArray& head) {
-    MPEGFrameHeader first;
-    if (!MPEGFrameHeader::parse(head, 0, &first))
-        return false;
-    // A second frame right behind the first tells real audio from chance bytes.
-    if (head.size() < first.length + 4)
-        return head.size() < 4096;  // a file too short to hold two frames
-    MPEGFrameHeader second;
-    return MPEGFrameHeader::parse(head, first.length, &second) && second.sampleRate == first.sampleRate &&
-           second.version == first.version;
+    // Some files have a little junk before the first frame: look at the first
+    // kilobytes. A second frame right behind the first tells real audio from
+    // chance bytes.
+    const qsizetype last = std::min<qsizetype>(head.size() - 4, 4096);
+    for (qsizetype offset = 0; offset <= last; ++offset) {
+        MPEGFrameHeader first;
+        if (!MPEGFrameHeader::parse(head, offset, &first))
+            continue;
+        if (head.size() < offset + first.length + 4) {
+            if (offset == 0 && head.size() < 4096)
+                return true;  // a file too short to hold two frames
+            continue;
+        }
+        MPEGFrameHeader second;
+        if (MPEGFrameHeader::parse(head, offset + first.length, &second) && second.sampleRate == first.sampleRate &&
+            second.version == first.version)
+            return true;
+    }
+    return false;
 }
 
 bool VMKAudioFileDecoder::MPEGFrameHeader::parse(const QByteArray& data, qsizetype offset, MPEGFrameHeader* header) {

@@ -302,6 +302,19 @@ TEST_F(BrokenFiles, TruncatedDataReadsWhatIsThere) {
     EXPECT_EQ(maximumDifference(audio, read), 0.0f);
 }
 
+TEST_F(BrokenFiles, MPEGAudioBehindJunkIsFound) {
+    const TestAudio audio = makeSines(1, 22050, 44100, 0.5f, 16);
+    ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, folder.path("in.wav")));
+    ASSERT_EQ(runTool("lame", {"--quiet", "-b", "128", folder.path("in.wav"), folder.path("clean.mp3")}), 0);
+    QFile clean(folder.path("clean.mp3"));
+    ASSERT_TRUE(clean.open(QIODevice::ReadOnly));
+    writeBytes(folder.path("junk.mp3"), QByteArray(333, '\0') + clean.readAll());
+    VMKError error;
+    auto info = VMKAudioFileInfo::initWithURL(folder.url("junk.mp3"), &error);
+    ASSERT_TRUE(info) << error.localizedDescription().toStdString();
+    EXPECT_EQ(info->format(), "MP3 Audio File");
+}
+
 TEST_F(BrokenFiles, FLACRenamedIsReadAsFLAC) {
     const TestAudio audio = makeSines(2, 5000, 48000, 0.5f, 16);
     ASSERT_TRUE(soxWrite(audio, 48000, {"-t", "flac", "-b", "16"}, folder.path("really.wav")));

@@ -319,6 +319,43 @@ TEST(VMKAudioFileWriterAudioProcessor, ResultHooksAndGeneratorChain) {
     EXPECT_EQ(maximumDifference(audio, read, 100), 0.0f);
 }
 
+TEST(VMKAudioFileAudioGenerator, PullsFileFramesWithAnOptionalFadeIn) {
+    TestFolder folder;
+    TestAudio audio(1, std::vector<float>(2000, 0.5f));
+    ASSERT_TRUE(soxWrite(audio, 48000, {"-e", "floating-point", "-b", "32"}, folder.path("in.wav")));
+    auto reader = VMKAudioFileReader::initWithURL(folder.url("in.wav"));
+    ASSERT_TRUE(reader);
+    for (bool antiClick : {false, true}) {
+        auto stream = std::make_shared<VMKAudioStream>();
+        auto generator = std::make_shared<VMKAudioFileAudioGenerator>();
+        generator->setAudioFile(reader);
+        generator->setAntiClickOnStart(antiClick);
+        auto recorder = std::make_shared<TestRecorder>();
+        recorder->setFrameCount(2500);
+        stream->addProcessorsObject(generator);
+        stream->addProcessorsObject(recorder);
+        auto connection = stream->connectProcessor(generator.get(), recorder.get());
+        connection->setMaxFrames(100);
+        VMKError error;
+        ASSERT_TRUE(stream->initialize(&error) && stream->start(&error)) << error.localizedDescription().toStdString();
+        const auto& out = recorder->recorded.at(0);
+        ASSERT_EQ(out.size(), 2500u);
+        if (antiClick) {
+            EXPECT_EQ(out[0], 0.0f);
+            EXPECT_FLOAT_EQ(out[128], 0.25f);
+            for (size_t i = 1; i < 256; ++i)
+                EXPECT_GT(out[i], out[i - 1]);
+        } else {
+            EXPECT_EQ(out[0], 0.5f);
+        }
+        EXPECT_EQ(out[256], 0.5f);
+        EXPECT_EQ(out[1999], 0.5f);
+        EXPECT_EQ(out[2000], 0.0f);  // past the end of the file
+        stream->stop();
+        stream->uninitialize();
+    }
+}
+
 TEST(VMKAudioFileWriterAudioProcessor, BaseResultLocationReplacesAnOldFile) {
     TestFolder folder;
     const TestAudio audio = makeSines(1, 500, 44100, 0.5f, 16);
