@@ -91,7 +91,7 @@ bool VMKAudioFileEncoder::resolveSettings(VMKAudioFileEncoderSettings& s, VMKErr
     }
     if (format.kind == Kind::OggVorbis && s.numberOfChannels > 8)
         return fail(QStringLiteral("an Ogg Vorbis Audio File holds at most 8 channels"));
-    if (format.kind == Kind::M4A && s.encoding == AAC && (s.numberOfChannels > 8 || s.sampleRate > 96000))
+    if (s.encoding == AAC && (s.numberOfChannels > 8 || s.sampleRate > 96000))
         return fail(QStringLiteral("AAC holds at most 8 channels at up to 96000 Hz"));
     if (format.kind == Kind::FLAC && (s.numberOfChannels > 8 || s.sampleRate > 655350))
         return fail(QStringLiteral("a FLAC Audio File holds at most 8 channels"));

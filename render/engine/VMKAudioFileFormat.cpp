@@ -9,7 +9,7 @@ bool VMKAudioFileFormat::hasEncoding(quint32 code) const {
 }
 
 VMKAudioFileFormat::Library VMKAudioFileFormat::writeLibraryForEncoding(quint32 encoding) const {
-    if (kind == Kind::CAF && encoding == ALAC)
+    if (kind == Kind::CAF && (encoding == ALAC || encoding == AAC))
         return Library::FFmpeg;
     return writeLibrary;
 }
@@ -26,7 +26,7 @@ const std::vector<VMKAudioFileFormat>& VMKAudioFileFormat::formats() {
          L::Sndfile, L::Sndfile, QString(), false, false},
         {Kind::Wave64, QStringLiteral("Wave64 File"), {QStringLiteral("w64")}, {PCM, uLaw, aLaw, IMA4},
          L::Sndfile, L::Sndfile, QString(), false, false},
-        {Kind::CAF, QStringLiteral("CAF File"), {QStringLiteral("caf")}, {PCM, uLaw, aLaw, ALAC}, L::Sndfile,
+        {Kind::CAF, QStringLiteral("CAF File"), {QStringLiteral("caf")}, {PCM, uLaw, aLaw, ALAC, AAC}, L::Sndfile,
          L::Sndfile, QStringLiteral("coreaudio"), false, true},
         {Kind::FLAC, QStringLiteral("FLAC Audio File"), {QStringLiteral("flac")}, {VMKAudioEncoding::FLAC},
          L::Sndfile, L::LibFLAC, QStringLiteral("vorbis"), false, false},

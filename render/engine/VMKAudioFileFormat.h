@@ -58,8 +58,8 @@ public:
     bool holdsLabels;
 
     QString extension() const { return extensions.value(0); }
-    // The library that writes `encoding` here (Apple Lossless in Core Audio
-    // files goes to FFmpeg, whose encoder is sound where libsndfile's isn't).
+    // The library that writes `encoding` here (Apple Lossless and AAC in Core
+    // Audio files go to FFmpeg's encoders).
     Library writeLibraryForEncoding(quint32 encoding) const;
     bool hasEncoding(quint32 code) const;
 

@@ -1,6 +1,9 @@
 #include "render/engine/VMKFFmpegDecoder.h"
 
+#include "render/engine/VMKAudioChunkFile.h"
+
 #include <QtCore/QFile>
+#include <QtCore/QtEndian>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -141,9 +144,26 @@ std::unique_ptr<VMKAudioFileDecoder> VMKFFmpegDecoder::decoderWithURL(const URL&
         facts.encoding = 0;
         break;
     }
+    // A Core Audio packet table states the encoder's priming and the frames
+    // that count; FFmpeg delivers them all, so the priming is skipped here.
+    bool hasStatedLength = false;
+    if (format.kind == VMKAudioFileFormat::Kind::CAF) {
+        const VMKAudioChunkFile chunks = VMKAudioChunkFile::chunkFileWithPath(url.path());
+        if (const auto* pakt = chunks.chunk("pakt"); pakt && pakt->size >= 24) {
+            const QByteArray table = chunks.readChunk(*pakt, 24);
+            const qint64 valid = qFromBigEndian<qint64>(table.constData() + 8);
+            const qint32 priming = qFromBigEndian<qint32>(table.constData() + 16);
+            if (priming >= 0 && priming < (1 << 20) && valid > 0 && (facts.frames == 0 || valid + priming <= facts.frames)) {
+                decoder->m_skip = priming;
+                facts.frames = valid;
+                hasStatedLength = priming > 0;
+            }
+        }
+    }
     // Lossless packets tell their own length, and the container's count may
     // be that of whole packets: decode the last ones to learn the real end.
-    if (parameters->codec_id == AV_CODEC_ID_ALAC || format.kind == VMKAudioFileFormat::Kind::CAF) {
+    if (!hasStatedLength &&
+        (parameters->codec_id == AV_CODEC_ID_ALAC || format.kind == VMKAudioFileFormat::Kind::CAF)) {
         VMKError endError;
         if (decoder->restartAt(std::max<qint64>(0, facts.frames - 65536), 0, &endError)) {
             qint64 end = -1;
@@ -168,7 +188,7 @@ bool VMKFFmpegDecoder::decodeNext(VMKError* outError) {
             qint64 position = m_nextPosition;
             if (m_frame->pts != AV_NOPTS_VALUE) {
                 const AVStream* stream = m_format->streams[m_stream];
-                position = av_rescale_q(m_frame->pts, stream->time_base, AVRational{1, int(m_facts.sampleRate)});
+                position = av_rescale_q(m_frame->pts, stream->time_base, AVRational{1, int(m_facts.sampleRate)}) - m_skip;
             }
             m_framePosition = position;
             m_frameSamples = samples;
@@ -209,7 +229,7 @@ bool VMKFFmpegDecoder::decodeNext(VMKError* outError) {
 
 bool VMKFFmpegDecoder::restartAt(qint64 frame, qint64 preroll, VMKError* outError) {
     const AVStream* stream = m_format->streams[m_stream];
-    const qint64 target = std::max<qint64>(0, frame - preroll);
+    const qint64 target = std::max<qint64>(0, frame + m_skip - preroll);  // in the stream's frames
     const int64_t timestamp = av_rescale_q(target, AVRational{1, int(m_facts.sampleRate)}, stream->time_base);
     int result = av_seek_frame(m_format, m_stream, target == 0 ? INT64_MIN : timestamp, AVSEEK_FLAG_BACKWARD);
     if (result < 0 && target == 0)
@@ -222,7 +242,7 @@ bool VMKFFmpegDecoder::restartAt(qint64 frame, qint64 preroll, VMKError* outErro
     m_endOfFile = false;
     m_frameSamples = 0;
     m_frameOffset = 0;
-    m_nextPosition = target;
+    m_nextPosition = target - m_skip;
     return true;
 }
 

@@ -40,4 +40,5 @@ private:
     qint64 m_frameSamples = 0;   // samples in m_frame (0: none)
     qint64 m_nextPosition = 0;   // where the next decoded frame starts when it has no time stamp
     bool m_endOfFile = false;
+    qint64 m_skip = 0;  // priming frames the container states and FFmpeg delivers
 };

@@ -14,6 +14,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace {
 QString ffmpegError(int code) {
@@ -22,6 +23,110 @@ QString ffmpegError(int code) {
     return QString::fromUtf8(text);
 }
 } // namespace
+
+namespace {
+
+void putBig32(QByteArray& out, quint32 v) {
+    char b[4];
+    qToBigEndian(v, b);
+    out.append(b, 4);
+}
+void putBig64(QByteArray& out, quint64 v) {
+    char b[8];
+    qToBigEndian(v, b);
+    out.append(b, 8);
+}
+// An MPEG-4 descriptor: tag, length (one byte: ours are short), body.
+QByteArray descriptor(quint8 tag, const QByteArray& body) {
+    QByteArray out(1, char(tag));
+    out.append(char(0x80)).append(char(0x80)).append(char(0x80)).append(char(body.size() & 0x7f));
+    return out + body;
+}
+QByteArray cafChunk(const char* id, const QByteArray& body) {
+    QByteArray out(id, 4);
+    putBig64(out, quint64(body.size()));
+    return out + body;
+}
+
+} // namespace
+
+bool VMKFFmpegEncoder::openCAF(VMKError* outError) {
+    m_file.setFileName(m_path);
+    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return fail(outError, VMKAudioFileErrorWrite, m_file.errorString());
+    QByteArray header("caff\x00\x01\x00\x00", 8);
+    // The stream description: AAC LC, 1024 frames a packet.
+    QByteArray desc;
+    quint64 rateBits;
+    const double rate = m_settings.sampleRate;
+    std::memcpy(&rateBits, &rate, 8);
+    putBig64(desc, rateBits);
+    desc.append("aac ", 4);
+    putBig32(desc, 2);  // MPEG-4 object type: AAC LC
+    putBig32(desc, 0);
+    putBig32(desc, quint32(m_frameSize));
+    putBig32(desc, quint32(m_settings.numberOfChannels));
+    putBig32(desc, 0);
+    // The magic cookie: an elementary stream descriptor holding the decoder's config.
+    const QByteArray config(reinterpret_cast<const char*>(m_codec->extradata), m_codec->extradata_size);
+    QByteArray decoderConfig;
+    decoderConfig.append(char(0x40)).append(char(0x15)).append(3, '\0');
+    putBig32(decoderConfig, quint32(m_codec->bit_rate));
+    putBig32(decoderConfig, quint32(m_codec->bit_rate));
+    decoderConfig += descriptor(0x05, config);
+    QByteArray es("\x00\x00\x00", 3);
+    es += descriptor(0x04, decoderConfig) + descriptor(0x06, QByteArray("\x02", 1));
+    const QByteArray cookie = QByteArray(4, '\0') + descriptor(0x03, es);
+    // Audio data of a length stated at the end; the packet table follows it.
+    QByteArray data("data", 4);
+    putBig64(data, ~quint64(0));
+    putBig32(data, 0);  // edit count
+    const QByteArray start = header + cafChunk("desc", desc) + cafChunk("kuki", cookie) + data;
+    m_dataSizeOffset = start.size() - 12;
+    m_dataBytes = 4;
+    if (m_file.write(start) != start.size())
+        return fail(outError, VMKAudioFileErrorWrite, m_file.errorString());
+    m_headerWritten = true;
+    return true;
+}
+
+bool VMKFFmpegEncoder::writeCAFPacket(VMKError* outError) {
+    if (m_file.write(reinterpret_cast<const char*>(m_packet->data), m_packet->size) != m_packet->size)
+        return fail(outError, VMKAudioFileErrorWrite, m_file.errorString());
+    m_packetSizes.push_back(quint32(m_packet->size));
+    m_dataBytes += m_packet->size;
+    return true;
+}
+
+bool VMKFFmpegEncoder::finishCAF(VMKError* outError) {
+    // The packet table: counts, priming and remainder, then each packet's
+    // size as a variable-length number.
+    const qint64 packets = qint64(m_packetSizes.size());
+    const qint64 priming = m_codec->initial_padding;
+    QByteArray pakt;
+    putBig64(pakt, quint64(packets));
+    putBig64(pakt, quint64(m_nextPTS));
+    putBig32(pakt, quint32(priming));
+    putBig32(pakt, quint32(std::max<qint64>(0, packets * m_frameSize - priming - m_nextPTS)));
+    for (quint32 size : m_packetSizes) {
+        char bytes[5];
+        int n = 0;
+        do {
+            bytes[n++] = char(size & 0x7f);
+            size >>= 7;
+        } while (size);
+        for (int i = n - 1; i >= 0; --i)
+            pakt.append(char(bytes[i] | (i > 0 ? 0x80 : 0)));
+    }
+    QByteArray size;
+    putBig64(size, quint64(m_dataBytes));
+    const QByteArray tail = cafChunk("pakt", pakt);
+    const bool ok = m_file.write(tail) == tail.size() && m_file.seek(m_dataSizeOffset) && m_file.write(size) == 8;
+    m_file.close();
+    if (!ok)
+        return fail(outError, VMKAudioFileErrorWrite, m_file.errorString());
+    return true;
+}
 
 VMKFFmpegEncoder::~VMKFFmpegEncoder() {
     if (m_format) {
@@ -44,9 +149,14 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     const bool alac = m_settings.encoding == VMKAudioEncoding::ALAC;
     const QByteArray path = QFile::encodeName(m_path);
     const bool caf = m_settings.format->kind == VMKAudioFileFormat::Kind::CAF;
-    int result = avformat_alloc_output_context2(&m_format, nullptr, caf ? "caf" : "ipod", path.constData());
-    if (result < 0 || !m_format)
-        return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
+    // FFmpeg muxes no AAC into Core Audio files: those packets go into our own.
+    m_ownCAF = caf && !alac;
+    int result = 0;
+    if (!m_ownCAF) {
+        result = avformat_alloc_output_context2(&m_format, nullptr, caf ? "caf" : "ipod", path.constData());
+        if (result < 0 || !m_format)
+            return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
+    }
     const AVCodec* codec = avcodec_find_encoder(alac ? AV_CODEC_ID_ALAC : AV_CODEC_ID_AAC);
     if (!codec)
         return fail(outError, VMKAudioFileErrorUnsupported, QStringLiteral("no encoder for this encoding"));
@@ -69,7 +179,7 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
             m_codec->global_quality = int(std::lround(FF_QP2LAMBDA * std::clamp(perChannel, 0.1, 2.0)));
         }
     }
-    if (m_format->oformat->flags & AVFMT_GLOBALHEADER)
+    if (m_ownCAF || (m_format->oformat->flags & AVFMT_GLOBALHEADER))
         m_codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if ((result = avcodec_open2(m_codec, codec, nullptr)) < 0)
         return fail(outError, VMKAudioFileErrorUnsupported,
@@ -77,11 +187,13 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
                         .arg(m_settings.numberOfChannels)
                         .arg(rate)
                         .arg(ffmpegError(result)));
-    m_stream = avformat_new_stream(m_format, nullptr);
-    if (!m_stream)
-        return fail(outError, VMKAudioFileErrorWrite, QStringLiteral("out of memory"));
-    m_stream->time_base = AVRational{1, rate};
-    avcodec_parameters_from_context(m_stream->codecpar, m_codec);
+    if (!m_ownCAF) {
+        m_stream = avformat_new_stream(m_format, nullptr);
+        if (!m_stream)
+            return fail(outError, VMKAudioFileErrorWrite, QStringLiteral("out of memory"));
+        m_stream->time_base = AVRational{1, rate};
+        avcodec_parameters_from_context(m_stream->codecpar, m_codec);
+    }
 
     m_frameSize = m_codec->frame_size > 0 ? m_codec->frame_size : 4096;
     m_frame = av_frame_alloc();
@@ -93,6 +205,8 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     if ((result = av_frame_get_buffer(m_frame, 0)) < 0)
         return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
 
+    if (m_ownCAF)
+        return openCAF(outError);
     if ((result = avio_open(&m_format->pb, path.constData(), AVIO_FLAG_WRITE)) < 0)
         return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
     AVDictionary* options = nullptr;
@@ -161,6 +275,13 @@ bool VMKFFmpegEncoder::drainPackets(VMKError* outError) {
             return true;
         if (result < 0)
             return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
+        if (m_ownCAF) {
+            const bool ok = writeCAFPacket(outError);
+            av_packet_unref(m_packet);
+            if (!ok)
+                return false;
+            continue;
+        }
         av_packet_rescale_ts(m_packet, m_codec->time_base, m_stream->time_base);
         m_packet->stream_index = m_stream->index;
         const int written = av_interleaved_write_frame(m_format, m_packet);
@@ -177,6 +298,8 @@ bool VMKFFmpegEncoder::finish(VMKError* outError) {
         return false;
     if (!sendFrame(true, outError))
         return false;
+    if (m_ownCAF)
+        return finishCAF(outError);
     int result = av_write_trailer(m_format);
     if (result < 0)
         return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));

@@ -167,6 +167,7 @@ INSTANTIATE_TEST_SUITE_P(
         WriteCase{"CAFFloat", "CAF File", PCM, 32, true, 0, 0},
         WriteCase{"CAFALAC16", "CAF File", ALAC, 16, false, 16, 0},
         WriteCase{"CAFALAC24", "CAF File", ALAC, 24, false, 24, 0},
+        WriteCase{"CAFAAC", "CAF File", AAC, 0, false, 0, 15, 44100, {1, 2, 6}, {}, 512000},
         WriteCase{"FLAC16", "FLAC Audio File", FLAC, 16, false, 16, 0},
         WriteCase{"FLAC24", "FLAC Audio File", FLAC, 24, false, 24, 0},
         WriteCase{"FLAC8", "FLAC Audio File", FLAC, 8, false, 8, 0, 48000},
@@ -197,7 +198,7 @@ TEST(VMKAudioFileWriterAudioProcessor, RefusesWhatAFormatCantHold) {
         const char* format;
         quint32 encoding;
     };
-    for (const auto& [format, encoding] : {Refusal{"MP4 File", 0}, Refusal{"CAF File", AAC},
+    for (const auto& [format, encoding] : {Refusal{"MP4 File", 0}, Refusal{"CAF File", MPEG3},
                                            Refusal{"VOX Audio File", uLaw}, Refusal{"AIFF File", IMA4},
                                            Refusal{"FLAC Audio File", PCM}}) {
         VMKError error;
