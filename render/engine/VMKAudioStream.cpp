@@ -316,10 +316,12 @@ bool VMKAudioStream::start(VMKError* error) {
                                                          .arg(m_head->displayName())));
         return false;
     }
-    m_running.store(true, std::memory_order_release);
+    if (isRunning())
+        return true;
+    setRunning(true);
     const bool ok = head->start(error);
     if (!ok || head->runsToCompletion())
-        m_running.store(false, std::memory_order_release);
+        setRunning(false);
     return ok;
 }
 
@@ -327,8 +329,16 @@ bool VMKAudioStream::stop(VMKError* error) {
     bool ok = true;
     if (auto* head = dynamic_cast<VMKHeadAudioProcessor*>(m_head))
         ok = head->stop(error);
-    m_running.store(false, std::memory_order_release);
+    setRunning(false);
     return ok;
+}
+
+void VMKAudioStream::setRunning(bool running) {
+    if (isRunning() == running)
+        return;
+    willChangeValueForKey(QStringLiteral("running"));
+    m_running.store(running, std::memory_order_release);
+    didChangeValueForKey(QStringLiteral("running"));
 }
 
 bool VMKAudioStream::uninitialize(VMKError* error) {

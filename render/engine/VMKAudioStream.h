@@ -95,6 +95,7 @@ public:
     bool stop(VMKError* error = nullptr);
     bool uninitialize(VMKError* error = nullptr);
     bool isInitialized() const { return m_initialized; }
+    // Observable as "running"; changes are announced on the thread of start / stop.
     bool isRunning() const { return m_running.load(std::memory_order_acquire); }
     // The head found by the last initialize (null when not initialized).
     VMKAudioProcessor* head() const { return m_head; }
@@ -110,6 +111,7 @@ private:
     bool orderProcessors(std::vector<VMKAudioProcessor*>& upstreamFirst, VMKError* error);
     bool negotiate(const std::vector<VMKAudioProcessor*>& upstreamFirst, VMKError* error);
     void uninitializeProcessors();
+    void setRunning(bool running);  // announces "running" on the calling thread
     void restoreFormats();
 
     std::vector<std::shared_ptr<VMKAudioProcessor>> m_processors;

@@ -262,13 +262,18 @@ TEST(VMKAudioStream, ADeviceHeadRunsUntilStopped) {
     stream->addProcessorsObject(source);
     stream->addProcessorsObject(head);
     stream->connectProcessor(source.get(), head.get());
+    std::vector<bool> seen;
+    auto observation = stream->observe(QStringLiteral("running"), KeyValueObservingOptionNew,
+                                       [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue.toBool()); });
     ASSERT_TRUE(stream->initialize());
     ASSERT_TRUE(stream->start());
+    EXPECT_TRUE(stream->start());  // already running: nothing more happens
     EXPECT_TRUE(head->started);
     EXPECT_TRUE(stream->isRunning());
     ASSERT_TRUE(stream->stop());
     EXPECT_TRUE(head->stopped);
     EXPECT_FALSE(stream->isRunning());
+    EXPECT_EQ(seen, (std::vector<bool>{true, false}));
     EXPECT_TRUE(stream->uninitialize());
     EXPECT_FALSE(head->isInitialized());
 }
