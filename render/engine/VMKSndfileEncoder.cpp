@@ -1,0 +1,140 @@
+#include "render/engine/VMKSndfileEncoder.h"
+
+#include "render/engine/VMKAudioChunkFile.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QtEndian>
+
+#include <sndfile.h>
+
+namespace {
+
+using Kind = VMKAudioFileFormat::Kind;
+
+int majorFormat(Kind kind) {
+    switch (kind) {
+    case Kind::WAVE: return SF_FORMAT_RF64;  // written as plain WAVE unless it grows past 4 GB
+    case Kind::AIFF: return SF_FORMAT_AIFF;
+    case Kind::AU: return SF_FORMAT_AU;
+    case Kind::Wave64: return SF_FORMAT_W64;
+    case Kind::CAF: return SF_FORMAT_CAF;
+    case Kind::VOX: return SF_FORMAT_RAW;
+    default: return 0;
+    }
+}
+
+int subtypeFormat(const VMKAudioFileEncoderSettings& s) {
+    using namespace VMKAudioEncoding;
+    switch (s.encoding) {
+    case uLaw: return SF_FORMAT_ULAW;
+    case aLaw: return SF_FORMAT_ALAW;
+    case IMA4: return SF_FORMAT_IMA_ADPCM;
+    case ALAC:
+        return s.bitDepth == 16 ? SF_FORMAT_ALAC_16 : s.bitDepth == 20 ? SF_FORMAT_ALAC_20
+                                                  : s.bitDepth == 24 ? SF_FORMAT_ALAC_24
+                                                                     : SF_FORMAT_ALAC_32;
+    default:
+        break;
+    }
+    if (s.isFloatingPoint)
+        return s.bitDepth == 64 ? SF_FORMAT_DOUBLE : SF_FORMAT_FLOAT;
+    switch (s.bitDepth) {
+    case 8: return (s.format->kind == Kind::WAVE || s.format->kind == Kind::Wave64) ? SF_FORMAT_PCM_U8 : SF_FORMAT_PCM_S8;
+    case 16: return SF_FORMAT_PCM_16;
+    case 24: return SF_FORMAT_PCM_24;
+    default: return SF_FORMAT_PCM_32;
+    }
+}
+
+} // namespace
+
+VMKSndfileEncoder::~VMKSndfileEncoder() {
+    if (m_file)
+        sf_close(m_file);
+}
+
+bool VMKSndfileEncoder::open(VMKError* outError) {
+    SF_INFO info{};
+    info.samplerate = int(m_settings.sampleRate);
+    info.channels = m_settings.numberOfChannels;
+    info.format = majorFormat(m_settings.format->kind) | subtypeFormat(m_settings);
+    // ADPCM blocks have no place in RF64: such files stay plain WAVE.
+    const bool large = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64;
+    if (large && m_settings.encoding == VMKAudioEncoding::IMA4)
+        info.format = SF_FORMAT_WAV | subtypeFormat(m_settings);
+    if (!sf_format_check(&info)) {
+        VMKError::set(outError, error(VMKAudioFileErrorUnsupported,
+                                      QStringLiteral("a %1 can't hold %2 channels of this encoding at %3 bits")
+                                          .arg(m_settings.format->name)
+                                          .arg(m_settings.numberOfChannels)
+                                          .arg(m_settings.bitDepth)));
+        return false;
+    }
+    m_file = sf_open(QFile::encodeName(m_path).constData(), SFM_WRITE, &info);
+    if (!m_file) {
+        VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_strerror(nullptr))));
+        return false;
+    }
+    if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64)
+        sf_command(m_file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+    using namespace VMKAudioEncoding;
+    m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
+    return true;
+}
+
+bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKError* outError) {
+    const int count = m_settings.numberOfChannels;
+    const size_t needed = size_t(frames) * size_t(count);
+    sf_count_t written;
+    if (m_writesIntegers) {
+        if (m_integers.size() < needed)
+            m_integers.resize(needed);
+        interleaveIntegers(channels, count, frames, m_settings.bitDepth, m_integers.data());
+        written = sf_writef_int(m_file, m_integers.data(), frames);
+    } else {
+        if (m_floats.size() < needed)
+            m_floats.resize(needed);
+        interleaveFloats(channels, count, frames, m_floats.data());
+        written = sf_writef_float(m_file, m_floats.data(), frames);
+    }
+    m_frames += written;
+    if (written != frames) {
+        VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_strerror(m_file))));
+        return false;
+    }
+    return true;
+}
+
+bool VMKSndfileEncoder::finish(VMKError* outError) {
+    if (!m_file)
+        return true;
+    const int result = sf_close(m_file);
+    m_file = nullptr;
+    if (result != 0) {
+        VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_error_number(result))));
+        return false;
+    }
+    correctLength();
+    return true;
+}
+
+void VMKSndfileEncoder::correctLength() const {
+    // libsndfile counts the pad byte of an odd-sized AIFF sound chunk as a
+    // frame, and states the frames of multichannel ADPCM WAVE files wrongly:
+    // state the frames written.
+    const auto kind = m_settings.format->kind;
+    if (kind == Kind::AIFF) {
+        const int bytesPerFrame = m_settings.numberOfChannels * (m_settings.bitDepth / 8);
+        const qint64 bytes = m_frames * bytesPerFrame;
+        if (m_settings.encoding != VMKAudioEncoding::PCM || !(bytes & 1))
+            return;
+        QByteArray frames(4, '\0');
+        qToBigEndian<quint32>(quint32(m_frames), frames.data());
+        VMKAudioChunkFile::patchChunk(m_path, "COMM", 2, frames);
+        VMKAudioChunkFile::patchChunkSize(m_path, "SSND", quint32(8 + bytes));
+    } else if (kind == Kind::WAVE && m_settings.encoding == VMKAudioEncoding::IMA4) {
+        QByteArray frames(4, '\0');
+        qToLittleEndian<quint32>(quint32(m_frames), frames.data());
+        VMKAudioChunkFile::patchChunk(m_path, "fact", 0, frames);
+    }
+}
