@@ -1,6 +1,7 @@
 #include "cli/CommandLine.h"
 
 #include "cli/DefaultsCommand.h"
+#include "cli/InfoCommand.h"
 #include "cli/LogCommand.h"
 #include "cli/Output.h"
 #include "cli/WorkflowCommand.h"
@@ -30,7 +31,7 @@ QString helpText() {
                "\n"
                "commands:\n")
                .arg(QStringLiteral(ONDREL_VERSION)) +
-           DefaultsCommand::help() + LogCommand::help() + WorkflowCommand::help() +
+           DefaultsCommand::help() + InfoCommand::help() + LogCommand::help() + WorkflowCommand::help() +
            QStringLiteral(
                "\n"
                "exit status: 0 done; 1 done, but some item failed; 2 wrong usage;\n"
@@ -92,6 +93,8 @@ int CommandLine::run(int argc, char** argv) {
     int status;
     if (command == QLatin1String("defaults")) {
         status = DefaultsCommand::run(arguments);
+    } else if (command == QLatin1String("info")) {
+        status = InfoCommand::run(arguments);
     } else if (command == QLatin1String("log")) {
         status = LogCommand::run(arguments);
     } else if (command == QLatin1String("workflow")) {

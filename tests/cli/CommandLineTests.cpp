@@ -169,3 +169,72 @@ TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("workflow")}).exitCode, 2);
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show"), QStringLiteral("x")}).exitCode, 2);
 }
+
+namespace {
+
+bool runTool(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    return process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+} // namespace
+
+TEST(CommandLine, InfoReadsFilesWrittenByOtherTools) {
+    TemporaryHome home;
+    const QString wav = home.filePath(QStringLiteral("tone.wav"));
+    ASSERT_TRUE(runTool(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"),
+                                                QStringLiteral("-b"), QStringLiteral("24"), QStringLiteral("-c"),
+                                                QStringLiteral("2"), wav, QStringLiteral("synth"), QStringLiteral("2.5"),
+                                                QStringLiteral("sine"), QStringLiteral("440")}));
+    const QString flac = home.filePath(QStringLiteral("tone.flac"));
+    ASSERT_TRUE(runTool(QStringLiteral("flac"), {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("-o"), flac,
+                                                 QStringLiteral("--tag=TITLE=Flac Title"), wav}));
+    const QString mp3 = home.filePath(QStringLiteral("tone.mp3"));
+    ASSERT_TRUE(runTool(QStringLiteral("lame"), {QStringLiteral("--quiet"), QStringLiteral("-b"), QStringLiteral("192"),
+                                                 QStringLiteral("--tt"), QStringLiteral("Lame Title"), wav, mp3}));
+    const QString ogg = home.filePath(QStringLiteral("tone.ogg"));
+    ASSERT_TRUE(runTool(QStringLiteral("oggenc"), {QStringLiteral("-Q"), QStringLiteral("-t"), QStringLiteral("Ogg Title"),
+                                                   QStringLiteral("-o"), ogg, wav}));
+    const QString m4a = home.filePath(QStringLiteral("tone.m4a"));
+    ASSERT_TRUE(runTool(QStringLiteral("ffmpeg"), {QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-i"),
+                                                   wav, QStringLiteral("-c:a"), QStringLiteral("alac"), m4a}));
+
+    const CommandResult result = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("info"), wav, flac, mp3, ogg, m4a});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QJsonArray files = QJsonDocument::fromJson(result.out.toUtf8()).array();
+    ASSERT_EQ(files.size(), 5);
+
+    struct Expected {
+        const char* format;
+        const char* encoding;
+        int bitDepth;
+        const char* title;
+    };
+    const Expected expected[] = {{"WAVE File", "PCM", 24, nullptr},
+                                 {"FLAC Audio File", "FLAC", 24, "Flac Title"},
+                                 {"MP3 Audio File", "MPEG 3", 0, "Lame Title"},
+                                 {"Ogg Vorbis Audio File", "Vorbis", 0, "Ogg Title"},
+                                 {"M4A Audio File", "Apple Lossless", 24, nullptr}};
+    for (int i = 0; i < 5; ++i) {
+        const QJsonObject file = files[i].toObject();
+        SCOPED_TRACE(file.value(QStringLiteral("path")).toString().toStdString());
+        EXPECT_EQ(file.value(QStringLiteral("format")).toString(), QLatin1String(expected[i].format));
+        EXPECT_EQ(file.value(QStringLiteral("encoding")).toString(), QString::fromUtf8(expected[i].encoding));
+        EXPECT_EQ(file.value(QStringLiteral("channels")).toInt(), 2);
+        EXPECT_EQ(file.value(QStringLiteral("sampleRate")).toDouble(), 48000.0);
+        EXPECT_EQ(file.value(QStringLiteral("bitDepth")).toInt(), expected[i].bitDepth);
+        // Lossless files and the decoders that know their padding give the exact length.
+        EXPECT_NEAR(file.value(QStringLiteral("frames")).toDouble(), 120000.0, i == 2 || i == 3 ? 1200.0 : 0.0);
+        if (expected[i].title) {
+            EXPECT_EQ(file.value(QStringLiteral("metadata")).toObject().value(QStringLiteral("title")).toString(),
+                      QLatin1String(expected[i].title));
+        }
+    }
+
+    const CommandResult missing = runOndrel(home.path(), {QStringLiteral("info"), wav, home.filePath(QStringLiteral("none.wav"))});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.out.contains(QStringLiteral("WAVE File")));
+    EXPECT_TRUE(missing.err.contains(QStringLiteral("none.wav")));
+    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("info"), home.path()}).exitCode, 3);
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QtCore/QStringList>
+
+// `ondrel info FILE...`: what the engine knows of audio files: format,
+// encoding, channels, rate, bit depth, frames, length, bit rate, metadata
+// and labels.
+class InfoCommand {
+public:
+    static int run(const QStringList& arguments);
+    static QString help();
+};
