@@ -97,6 +97,10 @@ BENCHMARK_CAPTURE(Encode, MP3, "MP3 Audio File", 0)->Unit(benchmark::kMillisecon
 BENCHMARK_CAPTURE(Encode, Vorbis, "Ogg Vorbis Audio File", 0)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Encode, AAC, "M4A Audio File", 0)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Decode, Wave24, "WAVE File", 24)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Decode, AIFF24, "AIFF File", 24)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Decode, AU16, "AU File", 16)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Decode, Wave64_24, "Wave64 File", 24)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Decode, CAF24, "CAF File", 24)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Decode, FLAC16, "FLAC Audio File", 16)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Decode, MP3, "MP3 Audio File", 0)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Decode, Vorbis, "Ogg Vorbis Audio File", 0)->Unit(benchmark::kMillisecond);
