@@ -162,8 +162,9 @@ void ApplicationDelegate::registerDefaults() {
 
 void ApplicationDelegate::applicationWillFinishLaunching() {
     const auto source = installed(&Components::processControllers);
-    if (!source || m_audioProcessController)
+    if (!source || m_launched)
         return;
+    m_launched = true;
     // Asking for them is what makes both controllers, audio first.
     m_audioProcessController = source->audioProcessController();
     if (m_audioProcessController)

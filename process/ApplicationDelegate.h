@@ -89,4 +89,5 @@ private:
 
     ObjectPtr m_audioProcessController;
     ObjectPtr m_fileProcessController;
+    bool m_launched = false;
 };
