@@ -8,6 +8,9 @@
 #include "core/ApplicationNotifications.h"
 #include "core/NotificationCenter.h"
 #include "core/URL.h"
+#include "process/ApplicationDelegate.h"
+#include "process/EventLoopApplication.h"
+#include "process/QuitWhenDoneTerminationPrompt.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -88,6 +91,11 @@ int CommandLine::run(int argc, char** argv) {
         Output::error(error.localizedDescription());
         return Output::CannotOpen;
     }
+
+    // Nobody is there to answer a quit during work: it waits for the work,
+    // then ends the event loop of a command that runs one.
+    ApplicationDelegate::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
+    ApplicationDelegate::setApplication(std::make_shared<EventLoopApplication>());
 
     const QString command = arguments.takeFirst();
     int status;

@@ -1,6 +1,7 @@
 #include "core/CoreClasses.h"
 
 #include "core/BooleanPredicate.h"
+#include "core/Color.h"
 #include "core/ComparisonPredicate.h"
 #include "core/CompoundPredicate.h"
 #include "core/Expression.h"
@@ -13,6 +14,7 @@ void registerCoreClasses() {
     std::call_once(once, [] {
         Predicate::staticClassInfo();
         BooleanPredicate::staticClassInfo();
+        Color::staticClassInfo();
         ComparisonPredicate::staticClassInfo();
         CompoundPredicate::staticClassInfo();
         Expression::staticClassInfo();

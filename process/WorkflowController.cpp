@@ -139,6 +139,11 @@ void WorkflowController::setAudioProcessCommandGroupExecutor(
     runComponents().executor = std::move(executor);
 }
 
+std::shared_ptr<AudioProcessCommandGroupExecutor> WorkflowController::audioProcessCommandGroupExecutor() {
+    std::lock_guard lock(runComponents().mutex);
+    return runComponents().executor;
+}
+
 WorkflowController::WorkflowController() = default;
 
 WorkflowController::~WorkflowController() {

@@ -43,6 +43,9 @@ public:
     static void setFileEntitySource(std::shared_ptr<FileEntitySource> source);
     static void setAudioProcessCommandGroupFactory(std::shared_ptr<AudioProcessCommandGroupFactory> factory);
     static void setAudioProcessCommandGroupExecutor(std::shared_ptr<AudioProcessCommandGroupExecutor> executor);
+    // The installed executor (null when none): commands built outside a run
+    // hand their groups to it too.
+    static std::shared_ptr<AudioProcessCommandGroupExecutor> audioProcessCommandGroupExecutor();
 
     WorkflowController();
     ~WorkflowController() override;

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "process/TerminableApplication.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+class ApplicationDelegate;
+
+// The application object of a program without windows: quitting ends the
+// main event loop (QCoreApplication::exec returns), after the
+// delegate has agreed. When the delegate answers that termination comes
+// later, the loop ends at its reply.
+class EventLoopApplication : public TerminableApplication {
+public:
+    // endEventLoop runs on the main thread when termination goes ahead; by
+    // default it is QCoreApplication::exit(0).
+    explicit EventLoopApplication(std::function<void()> endEventLoop = {});
+
+    // Asks the delegate and ends the loop now, later or not at all. Call on
+    // the main thread.
+    void terminate(const std::shared_ptr<ApplicationDelegate>& delegate);
+    bool isTerminationPending() const { return m_pending.load(); }
+
+    void replyToApplicationShouldTerminate(bool shouldTerminate) override;
+
+private:
+    // Tells the delegate, then ends the loop, on the main thread.
+    void finishTermination();
+
+    std::function<void()> m_endEventLoop;
+    std::mutex m_mutex;
+    std::weak_ptr<ApplicationDelegate> m_delegate;
+    std::atomic<bool> m_pending{false};
+};

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "core/Variant.h"
+
+// Runs file process commands (adding files to the catalog and the like): the
+// file process controller. The commands are objects made by class name
+// ("AddFilesFileProcessCommand" ...). Called on the main thread.
+class FileProcessCommandExecutor {
+public:
+    virtual ~FileProcessCommandExecutor() = default;
+    virtual void executeFileProcessCommand(const ObjectPtr& command) = 0;
+};
