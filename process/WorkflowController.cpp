@@ -14,6 +14,7 @@
 #include "process/AudioProcessCommandGroupExecutor.h"
 #include "process/AudioProcessCommandGroupFactory.h"
 #include "process/FileEntitySource.h"
+#include "process/RecordableRunner.h"
 #include "process/SaveAction.h"
 
 #include <algorithm>
@@ -56,6 +57,7 @@ struct RunComponents {
     std::shared_ptr<FileEntitySource> fileEntitySource;
     std::shared_ptr<AudioProcessCommandGroupFactory> factory;
     std::shared_ptr<AudioProcessCommandGroupExecutor> executor;
+    std::shared_ptr<RecordableRunner> recordableRunner;
 };
 
 RunComponents& runComponents() {
@@ -131,6 +133,11 @@ void WorkflowController::setFileEntitySource(std::shared_ptr<FileEntitySource> s
 void WorkflowController::setAudioProcessCommandGroupFactory(std::shared_ptr<AudioProcessCommandGroupFactory> factory) {
     std::lock_guard lock(runComponents().mutex);
     runComponents().factory = std::move(factory);
+}
+
+void WorkflowController::setRecordableRunner(std::shared_ptr<RecordableRunner> runner) {
+    std::lock_guard lock(runComponents().mutex);
+    runComponents().recordableRunner = std::move(runner);
 }
 
 void WorkflowController::setAudioProcessCommandGroupExecutor(
@@ -369,10 +376,12 @@ void WorkflowController::run(bool rehearse) {
 void WorkflowController::compile(bool rehearse) {
     std::shared_ptr<FileEntitySource> source;
     std::shared_ptr<AudioProcessCommandGroupFactory> factory;
+    std::shared_ptr<RecordableRunner> recordableRunner;
     {
         std::lock_guard lock(runComponents().mutex);
         source = runComponents().fileEntitySource;
         factory = runComponents().factory;
+        recordableRunner = runComponents().recordableRunner;
     }
     auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
     if (!factory) {
@@ -415,6 +424,15 @@ void WorkflowController::compile(bool rehearse) {
             if (workflow[j]->isEnabled() && !isSaveAction(workflow[j]))
                 taking.push_back(workflow[j]);
         addGroup(taking, save);
+    }
+
+    if (recordableRunner && UserDefaults::standardUserDefaults()->boolForKey(QStringLiteral("appleScriptRecordingEnabled"))) {
+        VMKError error;
+        if (!recordableRunner->runAudioProcessCommandGroupsAsScript(groups, &error))
+            log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_runFailed"))
+                                          .arg(error.localizedDescription()));
+        dispatchMain([self] { self->setPreparing(false); });
+        return;
     }
 
     dispatchMain([groups = std::move(groups)] {

@@ -13,6 +13,7 @@
 class Action;
 class AudioProcessCommandGroupExecutor;
 class AudioProcessCommandGroupFactory;
+class RecordableRunner;
 class FileEntitySource;
 class SaveAction;
 class Timer;
@@ -43,6 +44,10 @@ public:
     static void setFileEntitySource(std::shared_ptr<FileEntitySource> source);
     static void setAudioProcessCommandGroupFactory(std::shared_ptr<AudioProcessCommandGroupFactory> factory);
     static void setAudioProcessCommandGroupExecutor(std::shared_ptr<AudioProcessCommandGroupExecutor> executor);
+    // With the default "appleScriptRecordingEnabled" on, runs go through this
+    // runner's script text instead of straight to the executor. Without a
+    // runner (no scripting available) they go straight to the executor.
+    static void setRecordableRunner(std::shared_ptr<RecordableRunner> runner);
     // The installed executor (null when none): commands built outside a run
     // hand their groups to it too.
     static std::shared_ptr<AudioProcessCommandGroupExecutor> audioProcessCommandGroupExecutor();

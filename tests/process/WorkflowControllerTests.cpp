@@ -12,6 +12,7 @@
 #include "process/AudioProcessCommandGroupExecutor.h"
 #include "process/AudioProcessCommandGroupFactory.h"
 #include "process/FileEntitySource.h"
+#include "process/RecordableRunner.h"
 #include "process/SaveAction.h"
 #include "process/TestFileEntity.h"
 #include "process/WorkflowController.h"
@@ -558,6 +559,47 @@ TEST_F(WorkflowControllerTest, RunWithoutACompilerIsLogged) {
     const auto errors = loggedMessages(LogController::Error);
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_EQ(errors[0], VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noCompiler")));
+}
+
+} // namespace
+
+namespace {
+
+class RecordingRunner : public RecordableRunner {
+public:
+    bool runAudioProcessCommandGroupsAsScript(const std::vector<std::shared_ptr<AudioProcessCommandGroup>>& groups,
+                                              VMKError* error) override {
+        for (const auto& group : groups)
+            names << group->name().value_or(QString());
+        if (fail)
+            VMKError::set(error, VMKError::errorWithCode(7, QStringLiteral("Running the script"), QStringLiteral("stopped")));
+        return !fail;
+    }
+    QStringList names;
+    bool fail = false;
+};
+
+TEST_F(WorkflowControllerTest, RecordingSendsTheRunThroughScriptTextAndLogsItsFailure) {
+    auto runner = std::make_shared<RecordingRunner>();
+    WorkflowController::setRecordableRunner(runner);
+    auto controller = WorkflowController::sharedInstance();
+    controller->insertActionsAtIndexes({gainAction("A"), saveAction("S1")}, IndexSet{0, 1});
+
+    // Off by default: straight to the executor.
+    EXPECT_EQ(runAndCollect(), (QStringList{"A", "A"}));
+    EXPECT_TRUE(runner->names.isEmpty());
+
+    UserDefaults::standardUserDefaults()->setBoolForKey(true, QStringLiteral("appleScriptRecordingEnabled"));
+    EXPECT_TRUE(runAndCollect().isEmpty()) << "a recorded run reaches the executor only through its script";
+    EXPECT_EQ(runner->names, (QStringList{"A", "A"}));
+    EXPECT_TRUE(loggedMessages(LogController::Error).empty());
+
+    runner->fail = true;
+    runAndCollect();
+    const auto errors = loggedMessages(LogController::Error);
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_TRUE(errors[0].contains(QStringLiteral("stopped")));
+    WorkflowController::setRecordableRunner(nullptr);
 }
 
 } // namespace
