@@ -97,6 +97,10 @@ int CommandLine::run(int argc, char** argv) {
     ApplicationDelegate::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
     ApplicationDelegate::setApplication(std::make_shared<EventLoopApplication>());
 
+    // The same start as the desktop program's, without windows.
+    auto delegate = std::make_shared<ApplicationDelegate>();
+    delegate->applicationWillFinishLaunching();
+
     const QString command = arguments.takeFirst();
     int status;
     if (command == QLatin1String("defaults")) {
@@ -113,7 +117,12 @@ int CommandLine::run(int argc, char** argv) {
     } else {
         return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
     }
-    // As the desktop program does when it quits: controllers write what they hold.
+    // Quit as the desktop program does: the delegate writes the current
+    // workflow and, with work still running, waits for it to end; then the
+    // controllers write what they hold.
+    if (delegate->applicationShouldTerminate() == ApplicationDelegate::TerminateLater)
+        QCoreApplication::exec();
+    delegate->applicationWillTerminate();
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
     return status;
 }

@@ -2,6 +2,7 @@
 #include "support/TestSupport.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
@@ -237,4 +238,18 @@ TEST(CommandLine, InfoReadsFilesWrittenByOtherTools) {
     EXPECT_TRUE(missing.out.contains(QStringLiteral("WAVE File")));
     EXPECT_TRUE(missing.err.contains(QStringLiteral("none.wav")));
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("info"), home.path()}).exitCode, 3);
+}
+
+TEST(CommandLine, StartsAndQuitsLikeTheDesktopProgram) {
+    TemporaryHome home;
+    // Registered defaults of the application are there without being stored.
+    const CommandResult format = runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("read"), QStringLiteral("timeFormat")});
+    EXPECT_EQ(format.exitCode, 0) << format.err.toStdString();
+    EXPECT_EQ(format.out.trimmed(), QStringLiteral("13"));
+    const CommandResult all = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("defaults"), QStringLiteral("read")});
+    EXPECT_FALSE(QJsonDocument::fromJson(all.out.toUtf8()).object().contains(QStringLiteral("timeFormat")))
+        << "registered values are not stored";
+    // The output folder is made at start, and quitting writes the current workflow.
+    EXPECT_TRUE(QFileInfo(home.filePath(QStringLiteral("Music/Ondrel"))).isDir());
+    EXPECT_TRUE(QFileInfo::exists(home.filePath(QStringLiteral("Workflow.plist"))));
 }
