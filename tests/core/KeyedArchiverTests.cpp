@@ -129,7 +129,8 @@ TEST(KeyedArchiver, ObjectsNestInListsAndDictionaries) {
     c->payload = QVariantList{Variant::fromObject(makeItem("in payload", 4)), 5};
     const QVariantMap root{
         {"list", QVariantList{Variant::fromObject(a), "plain", QVariantList{Variant::fromObject(b)}}},
-        {"byName", QVariantMap{{"c", Variant::fromObject(c)}}}, {"number", 2.5},
+        {"byName", QVariantMap{{"c", Variant::fromObject(c)}}},
+        {"number", 2.5},
     };
     const QVariantMap back = roundTrip(root).toMap();
     const QVariantList list = back.value("list").toList();
@@ -154,7 +155,10 @@ TEST(KeyedArchiver, ObjectsNestInListsAndDictionaries) {
 
 TEST(KeyedArchiver, DictionariesWithDollarKeysStayDictionaries) {
     const QVariantMap tricky{
-        {"$class", "ArchiveTestItem"}, {"$$class", "two"}, {"$", 1}, {"name", "not an object"},
+        {"$class", "ArchiveTestItem"},
+        {"$$class", "two"},
+        {"$", 1},
+        {"name", "not an object"},
     };
     const QVariant back = roundTrip(QVariantList{tricky, QVariantMap{{"inner", tricky}}});
     ASSERT_TRUE(Variant::isList(back));
@@ -193,7 +197,8 @@ TEST(KeyedArchiver, UnarchivableTreesAreRefused) {
     };
     const std::vector<Case> cases{
         {QVariantMap{{"p", Variant::fromObject(plain)}}, "class ArchiveTestPlain"},
-        {QVariantList{1, Variant::null()}, "null marker"}, {QVariant(), "no root"},
+        {QVariantList{1, Variant::null()}, "null marker"},
+        {QVariant(), "no root"},
         {Variant::fromObject(looped), "contains itself"},
         {QVariantMap{{"u", QVariant::fromValue(QSize(1, 2))}}, "QSize"},
     };
@@ -209,43 +214,34 @@ TEST(KeyedArchiver, UnarchivableTreesAreRefused) {
 TEST(KeyedArchiver, BadArchivesAreRefusedWithClearErrors) {
     ArchiveTestPlain::staticClassInfo();
     ArchiveTestItem::staticClassInfo();
-    const auto archiveOf = [](const QVariant& root) {
-        return PropertyList::dataWithPropertyList(QVariantMap{
-            {"$archiver", "OndrelKeyedArchiver"}, {"$version", 1}, {"$top", QVariantMap{{"root", root}}},
-        });
+    const auto archive = [](const QVariant& top, int version = 1) {
+        return PropertyList::dataWithPropertyList(
+            QVariantMap{{"$archiver", "OndrelKeyedArchiver"}, {"$version", version}, {"$top", top}});
     };
     const QVariantMap unknown{{"$class", "NoSuchClassAnywhere"}};
-    EXPECT_TRUE(unarchiveError(archiveOf(QVariantList{1, unknown})).reason().contains("NoSuchClassAnywhere"));
-
-    // An unknown class deep inside an object fails the whole read.
-    QVariantMap outer{{"$class", "ArchiveTestItem"}, {"child", unknown}};
-    EXPECT_TRUE(unarchiveError(archiveOf(outer)).reason().contains("unknown class"));
-
-    const QVariantMap notArchivable{{"$class", "ArchiveTestPlain"}};
-    EXPECT_TRUE(unarchiveError(archiveOf(notArchivable)).reason().contains("not archivable"));
-
-    EXPECT_TRUE(unarchiveError(PropertyList::dataWithPropertyList(QVariantMap{{"a", 1}}))
-                    .reason()
-                    .contains("not a keyed archive"));
-    EXPECT_TRUE(
-        unarchiveError(PropertyList::dataWithPropertyList(QVariantMap{
-                           {"$archiver", "OndrelKeyedArchiver"}, {"$version", 2}, {"$top", QVariantMap{{"root", 1}}}}))
-            .reason()
-            .contains("newer"));
-    EXPECT_TRUE(unarchiveError(PropertyList::dataWithPropertyList(QVariantMap{
-                                   {"$archiver", "OndrelKeyedArchiver"}, {"$version", 1}, {"$top", QVariantMap{}}}))
-                    .reason()
-                    .contains("no root"));
-
-    const VMKError garbage = unarchiveError(QByteArray("\x00\x01garbage", 9));
-    EXPECT_TRUE(garbage.reason().contains("line")) << garbage.reason().toStdString();
-    EXPECT_EQ(garbage.action(), "Reading the keyed archive");
-    unarchiveError(QByteArray());
+    const std::pair<QByteArray, const char*> cases[] = {
+        {archive(QVariantMap{{"root", QVariantList{1, unknown}}}), "NoSuchClassAnywhere"},
+        // An unknown class deep inside an object fails the whole read.
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestItem"}, {"child", unknown}}}}),
+         "unknown class"},
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestPlain"}}}}), "not archivable"},
+        {PropertyList::dataWithPropertyList(QVariantMap{{"a", 1}}), "not a keyed archive"},
+        {archive(QVariantMap{{"root", 1}}, 2), "newer"},
+        {archive(QVariantMap{}), "no root"},
+        {QByteArray("\x00\x01garbage", 9), "line"},
+        {QByteArray(), ""},
+    };
+    for (const auto& [data, reasonPart] : cases) {
+        const VMKError error = unarchiveError(data);
+        EXPECT_TRUE(error.reason().contains(QLatin1String(reasonPart))) << error.reason().toStdString();
+        EXPECT_EQ(error.action(), "Reading the keyed archive");
+    }
 }
 
 TEST(KeyedArchiver, DecodersAnswerDefaultsForMissingOrMistypedKeys) {
     const QByteArray data = PropertyList::dataWithPropertyList(QVariantMap{
-        {"$archiver", "OndrelKeyedArchiver"}, {"$version", 1},
+        {"$archiver", "OndrelKeyedArchiver"},
+        {"$version", 1},
         {"$top", QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestItem"}, {"name", 12}, {"count", "many"}}}}},
     });
     ArchiveTestItem::staticClassInfo();
