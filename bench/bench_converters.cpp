@@ -1,16 +1,14 @@
 // Speed of the sample-rate converters: ten seconds of stereo at 48 kHz
 // converted to 44.1 kHz through the pull graph, for each converter, reported
-// as times realtime ("x_realtime"), beside `sox in.wav -r 44100 out.wav rate -v`
+// as times realtime ("xRealtime"), beside `sox in.wav -r 44100 out.wav rate -v`
 // timed on the same file in the same run (that one includes starting the
 // process and reading and writing the files).
+#include "bench/BenchSupport.h"
 #include "render/engine/APLConverterAudioProcessor.h"
 #include "render/engine/GHZConverterAudioProcessor.h"
-#include "render/engine/VMKAudioStream.h"
-#include "render/engine/VMKHeadAudioProcessor.h"
 
 #include <QtCore/QTemporaryDir>
 
-#include <benchmark/benchmark.h>
 #include <sndfile.h>
 
 #include <algorithm>
@@ -89,28 +87,13 @@ void convertThroughGraph(benchmark::State& state, const std::function<std::share
         state.SkipWithError("sox could not make the test file");
         return;
     }
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<MemorySource>(file.channels);
     auto converter = make();
-    auto head = std::make_shared<VMKHeadAudioProcessor>();
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(converter);
-    stream->addProcessorsObject(head);
-    stream->connectProcessor(source.get(), converter.get());
-    stream->connectProcessor(converter.get(), head.get())->setSampleRate(kOutRate);
     converter->setInSampleRate(kInRate);
-    head->setFrameCount(
-        VMKConverterAudioProcessor::outputFrameCount(int64_t(file.channels[0].size()), kInRate, kOutRate));
-    for (auto _ : state) {
-        VMKError error;
-        head->info().setSampleTime(0);
-        if (!stream->initialize(&error) || !stream->start(&error)) {
-            state.SkipWithError(qPrintable(error.localizedDescription()));
-            return;
-        }
-        stream->uninitialize();
-    }
-    state.counters["x_realtime"] = benchmark::Counter(kSeconds * double(state.iterations()), benchmark::Counter::kIsRate);
+    const auto frames = int64_t(file.channels[0].size());
+    BenchChain chain({std::make_shared<MemorySource>(file.channels), converter},
+                     VMKConverterAudioProcessor::outputFrameCount(frames, kInRate, kOutRate));
+    chain.output->setSampleRate(kOutRate);
+    chain.pullEachIteration(state, kSeconds);
 }
 
 void ConverterAppleStandard(benchmark::State& state) {
@@ -156,7 +139,7 @@ void SoxRateVeryHigh(benchmark::State& state) {
             state.SkipWithError("sox failed");
             return;
         }
-    state.counters["x_realtime"] = benchmark::Counter(kSeconds * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["xRealtime"] = benchmark::Counter(kSeconds, benchmark::Counter::kIsIterationInvariantRate);
 }
 } // namespace
 

@@ -1,56 +1,18 @@
 // Speed of the pull graph: two stereo sources mixed, faded and pulled by a
 // head at 48 kHz, reported as times realtime, beside the same arithmetic in
 // plain loops without a graph.
-#include "render/engine/VMKAudioStream.h"
+#include "bench/BenchSupport.h"
 #include "render/engine/VMKFaderAudioProcessor.h"
-#include "render/engine/VMKHeadAudioProcessor.h"
 #include "render/engine/VMKMixerAudioProcessor.h"
-
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <vector>
 
 namespace {
 constexpr double kRate = 48000.0;
 constexpr int64_t kFrames = 48000 * 10;
 
-// A source reading a one-second sine table: little work of its own.
-class TableSource : public VMKAudioProcessor {
-public:
-    explicit TableSource(double frequency) : m_table(size_t(kRate)) {
-        setNumberOfInputBuses(0);
-        for (size_t i = 0; i < m_table.size(); ++i)
-            m_table[i] = float(0.5 * std::sin(2.0 * M_PI * frequency * double(i) / kRate));
-    }
-    bool proposeOutputFormat(VMKAudioConnection& output, VMKError* error) override {
-        return proposeNumberOfChannels(output, 2, error) && proposeSampleRate(output, kRate, error);
-    }
-    bool render(VMKAudioBufferList& destination, VMKAudioBus&, const VMKAudioStreamRenderInfo& info) override {
-        fill(destination.channel(0), info.sampleTime(), destination.frames());
-        for (uint32_t c = 1; c < destination.numberOfChannels(); ++c)
-            std::copy_n(destination.channel(0), destination.frames(), destination.channel(c));
-        return true;
-    }
-    void fill(float* out, int64_t start, int64_t frames) const {
-        const auto size = int64_t(m_table.size());
-        int64_t position = start % size;
-        for (int64_t i = 0; i < frames;) {
-            const int64_t run = std::min(frames - i, size - position);
-            std::copy_n(m_table.data() + position, run, out + i);
-            i += run;
-            position = 0;
-        }
-    }
-
-private:
-    std::vector<float> m_table;
-};
-
 void GraphMixFadeHead(benchmark::State& state) {
     auto stream = std::make_shared<VMKAudioStream>();
-    auto a = std::make_shared<TableSource>(440.0);
-    auto b = std::make_shared<TableSource>(660.0);
+    auto a = makeTableSource(kRate, {{0.5, 440.0}});
+    auto b = makeTableSource(kRate, {{0.5, 660.0}});
     auto mixer = std::make_shared<VMKMixerAudioProcessor>();
     auto fader = std::make_shared<VMKFaderAudioProcessor>();
     auto head = std::make_shared<VMKHeadAudioProcessor>();
@@ -86,7 +48,7 @@ BENCHMARK(GraphMixFadeHead)->Args({256, 0})->Args({4096, 0})->Args({256, 1})->Ar
 // The reference: the same sources, sum and fixed gain in plain loops.
 void PlainLoops(benchmark::State& state) {
     const int64_t block = state.range(0);
-    TableSource a(440.0), b(660.0);
+    const BenchTableSource a(kRate, {{0.5, 440.0}}), b(kRate, {{0.5, 660.0}});
     const auto size = static_cast<size_t>(block);
     std::vector<float> left(size), right(size), other(size);
     const float gain = std::pow(10.0f, -3.0f / 20.0f);

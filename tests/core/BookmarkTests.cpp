@@ -64,10 +64,10 @@ protected:
     }
 };
 
-}  // namespace
+} // namespace
 
 TEST_F(BookmarkTest, FreshWhenNothingChanged) {
-    const URL file = makeFile(QStringLiteral("Take.L.wav"));
+    const URL file = makeFile("Take.L.wav");
     const QByteArray data = bookmark(file);
     const auto [url, isStale] = resolve(data);
     EXPECT_EQ(url, file);
@@ -85,84 +85,76 @@ TEST_F(BookmarkTest, FreshWhenNothingChanged) {
 }
 
 TEST_F(BookmarkTest, RenamedFileIsFoundAndStale) {
-    const URL file = makeFile(QStringLiteral("session/Take.L.wav"));
-    makeFile(QStringLiteral("session/Other.wav"));
+    const URL file = makeFile("session/Take.L.wav");
+    makeFile("session/Other.wav");
     const QByteArray data = bookmark(file);
-    const URL renamed = at(QStringLiteral("session/Keeper.L.wav"));
+    const URL renamed = at("session/Keeper.L.wav");
     move(file, renamed);
     EXPECT_EQ(resolve(data), std::make_pair(renamed, true));
 }
 
 TEST_F(BookmarkTest, FileInMovedFolderIsFoundAndStale) {
-    const URL file = makeFile(QStringLiteral("projects/a/b/Take.wav"));
+    const URL file = makeFile("projects/a/b/Take.wav");
     const QByteArray data = bookmark(file);
     // The old folder's parent is gone too: the search starts above it.
-    move(at(QStringLiteral("projects/a")), at(QStringLiteral("archive/2024/a")));
-    const URL moved = at(QStringLiteral("archive/2024/a/b/Take.wav"));
+    move(at("projects/a"), at("archive/2024/a"));
+    const URL moved = at("archive/2024/a/b/Take.wav");
     ASSERT_TRUE(moved.existsAsFile());
     EXPECT_EQ(resolve(data), std::make_pair(moved, true));
 }
 
 TEST_F(BookmarkTest, MovedFolderIsFoundAndStale) {
-    const URL folder = at(QStringLiteral("library/Drums"));
+    const URL folder = at("library/Drums");
     ASSERT_TRUE(folder.createDirectory());
-    makeFile(QStringLiteral("library/Drums/Kick.wav"));
+    makeFile("library/Drums/Kick.wav");
     const QByteArray data = bookmark(folder);
     EXPECT_EQ(resolve(data), std::make_pair(folder, false));
 
-    const URL renamed = at(QStringLiteral("library/Percussion"));
+    const URL renamed = at("library/Percussion");
     move(folder, renamed);
     EXPECT_EQ(resolve(data), std::make_pair(renamed, true));
 }
 
 TEST_F(BookmarkTest, ReplacedFileResolvesToThePathAndIsStale) {
-    const URL file = makeFile(QStringLiteral("Take.wav"), "old contents");
+    const URL file = makeFile("Take.wav", "old contents");
     const QByteArray data = bookmark(file);
     // Written beside while the old one still exists, so the inode differs.
-    const URL replacement = makeFile(QStringLiteral(".Take.wav.tmp"), "new contents");
+    const URL replacement = makeFile(".Take.wav.tmp", "new contents");
     move(replacement, file);
     EXPECT_EQ(resolve(data), std::make_pair(file, true));
 }
 
-TEST_F(BookmarkTest, DeletedFileFails) {
-    const URL file = makeFile(QStringLiteral("session/Take.wav"));
-    makeFile(QStringLiteral("session/Neighbour.wav"));
+TEST_F(BookmarkTest, ItemsThatCannotBeFoundFail) {
+    const URL file = makeFile("session/Take.wav");
+    makeFile("session/Neighbour.wav");
     const QByteArray data = bookmark(file);
     ASSERT_TRUE(file.deleteItem());
-
     bool isStale = true;
     VMKError error;
     EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(data, &isStale, &error).isEmpty());
     EXPECT_FALSE(isStale);
-    EXPECT_EQ(error.action(), QStringLiteral("Resolving bookmark data"));
+    EXPECT_EQ(error.action(), "Resolving bookmark data");
     EXPECT_EQ(error.code(), ENOENT);
     EXPECT_TRUE(error.reason().contains(file.path()));
-}
 
-TEST_F(BookmarkTest, DeletedFolderFails) {
-    const URL file = makeFile(QStringLiteral("gone/deeper/Take.wav"));
-    const QByteArray data = bookmark(file);
-    ASSERT_TRUE(at(QStringLiteral("gone")).deleteItem());
-    VMKError error;
-    EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(data, nullptr, &error).isEmpty());
-    EXPECT_EQ(error.action(), QStringLiteral("Resolving bookmark data"));
-}
-
-TEST_F(BookmarkTest, FileMovedFarAwayIsNotSearchedFor) {
-    const URL file = makeFile(QStringLiteral("a/Take.wav"));
-    const QByteArray data = bookmark(file);
-    move(file, at(QStringLiteral("b/1/2/3/4/5/6/Take.wav")));
-    VMKError error;
-    EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(data, nullptr, &error).isEmpty());
-    EXPECT_EQ(error.action(), QStringLiteral("Resolving bookmark data"));
+    // A deleted folder, and a file moved too far away to be searched for.
+    const URL inFolder = makeFile("gone/deeper/Take.wav"), farAway = makeFile("a/Take.wav");
+    const QByteArray inFolderData = bookmark(inFolder), farAwayData = bookmark(farAway);
+    ASSERT_TRUE(at("gone").deleteItem());
+    move(farAway, at("b/1/2/3/4/5/6/Take.wav"));
+    for (const QByteArray& lost : {inFolderData, farAwayData}) {
+        error = VMKError();
+        EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(lost, nullptr, &error).isEmpty());
+        EXPECT_EQ(error.action(), "Resolving bookmark data");
+    }
 }
 
 TEST_F(BookmarkTest, AReusedInodeNeedsTheOldNameOrTheOldContents) {
     // Data that points at the inode of an existing file from another path,
     // as a deleted item whose inode number was given to a new file would.
-    const URL stranger = makeFile(QStringLiteral("session/Stranger.wav"), "twelve bytes");
+    const URL stranger = makeFile("session/Stranger.wav", "twelve bytes");
     const QByteArray data = bookmark(stranger);
-    const QString lostPath = dir.filePath(QStringLiteral("session/Lost.wav"));
+    const QString lostPath = dir.filePath("session/Lost.wav");
 
     // Same size and modification time: a rename, so it is found.
     EXPECT_EQ(resolve(edited(data, {{"path", lostPath}})), std::make_pair(stranger, true));
@@ -173,7 +165,7 @@ TEST_F(BookmarkTest, AReusedInodeNeedsTheOldNameOrTheOldContents) {
     VMKError error;
     EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(edited(data, {{"path", lostPath}, {"size", 99}}), nullptr, &error)
                     .isEmpty());
-    EXPECT_EQ(error.action(), QStringLiteral("Resolving bookmark data"));
+    EXPECT_EQ(error.action(), "Resolving bookmark data");
     // A folder is not taken for a file.
     EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(edited(data, {{"path", lostPath}, {"directory", true}}), nullptr)
                     .isEmpty());
@@ -181,7 +173,7 @@ TEST_F(BookmarkTest, AReusedInodeNeedsTheOldNameOrTheOldContents) {
 
 TEST_F(BookmarkTest, MissingItemHasNoBookmark) {
     VMKError error;
-    EXPECT_TRUE(Bookmark::bookmarkData(at(QStringLiteral("missing.wav")), 0, &error).isEmpty());
+    EXPECT_TRUE(Bookmark::bookmarkData(at("missing.wav"), 0, &error).isEmpty());
     EXPECT_EQ(error.code(), ENOENT);
     EXPECT_FALSE(error.action().isEmpty());
     error = VMKError();
@@ -190,7 +182,7 @@ TEST_F(BookmarkTest, MissingItemHasNoBookmark) {
 }
 
 TEST_F(BookmarkTest, GarbageIsRejected) {
-    const URL file = makeFile(QStringLiteral("Take.wav"));
+    const URL file = makeFile("Take.wav");
     const QByteArray good = bookmark(file);
     QByteArray truncated = good.left(good.size() / 2);
     QByteArray noise(4096, '\0');
@@ -204,16 +196,16 @@ TEST_F(BookmarkTest, GarbageIsRejected) {
         truncated,
         PropertyList::dataWithPropertyList(QVariantList{1, 2, 3}),
         PropertyList::dataWithPropertyList(QVariantMap{{"path", file.path()}}),
-        edited(good, {{"path", QStringLiteral("relative/Take.wav")}}),
+        edited(good, {{"path", "relative/Take.wav"}}),
         edited(good, {{"path", 42}}),
-        edited(good, {{"inode", QStringLiteral("many")}}),
+        edited(good, {{"inode", "many"}}),
     };
     for (const QByteArray& data : garbage) {
         bool isStale = true;
         VMKError error;
         EXPECT_TRUE(Bookmark::URLByResolvingBookmarkData(data, &isStale, &error).isEmpty());
         EXPECT_FALSE(isStale);
-        EXPECT_EQ(error.action(), QStringLiteral("Resolving bookmark data"));
+        EXPECT_EQ(error.action(), "Resolving bookmark data");
         EXPECT_FALSE(error.localizedDescription().isEmpty());
     }
     EXPECT_EQ(resolve(good), std::make_pair(file, false));

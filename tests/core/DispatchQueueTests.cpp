@@ -48,16 +48,15 @@ TEST(DispatchQueueMain, AsyncAfterWaitsAtLeastTheDelay) {
     std::atomic<qint64> firedAt{-1};
     DispatchQueue::main().asyncAfter(0.15, [&] { firedAt = clock.elapsed(); });
     std::atomic<bool> fromWorker{false};
-    DispatchQueue::global().async([&] {
-        DispatchQueue::main().asyncAfter(0.05, [&] { fromWorker = isMainThread(); });
-    });
+    DispatchQueue::global().async(
+        [&] { DispatchQueue::main().asyncAfter(0.05, [&] { fromWorker = isMainThread(); }); });
     ASSERT_TRUE(spinUntil([&] { return firedAt >= 0 && fromWorker; }));
     EXPECT_GE(firedAt.load(), 140);
 }
 
 TEST(DispatchQueueSerial, KeepsOrderUnderLoadAndRunsOneBlockAtATime) {
-    auto queue = DispatchQueue::createSerial(QStringLiteral("test.serial"));
-    EXPECT_EQ(queue->label(), QStringLiteral("test.serial"));
+    auto queue = DispatchQueue::createSerial("test.serial");
+    EXPECT_EQ(queue->label(), "test.serial");
     std::mutex mutex;
     std::vector<int> order;
     std::atomic<int> inside{0};
@@ -94,7 +93,7 @@ TEST(DispatchQueueSerial, KeepsOrderUnderLoadAndRunsOneBlockAtATime) {
 }
 
 TEST(DispatchQueueSerial, SyncWaitsBehindEarlierBlocksAndRunsInlineOnItsOwnQueue) {
-    auto queue = DispatchQueue::createSerial(QStringLiteral("test.sync"));
+    auto queue = DispatchQueue::createSerial("test.sync");
     std::vector<int> order;
     std::atomic<bool> release{false};
     queue->async([&] {
@@ -110,7 +109,7 @@ TEST(DispatchQueueSerial, SyncWaitsBehindEarlierBlocksAndRunsInlineOnItsOwnQueue
     EXPECT_EQ(order, (std::vector<int>{1, 2}));
 
     // sync from a block already on the queue, nested through another queue.
-    auto other = DispatchQueue::createSerial(QStringLiteral("test.other"));
+    auto other = DispatchQueue::createSerial("test.other");
     std::atomic<bool> nestedRan{false};
     std::atomic<bool> wasCurrent{false};
     queue->async([&] {
@@ -129,7 +128,7 @@ TEST(DispatchQueueSerial, SyncWaitsBehindEarlierBlocksAndRunsInlineOnItsOwnQueue
 TEST(DispatchQueueSerial, BlocksStillRunAfterTheQueueIsReleased) {
     std::atomic<int> ran{0};
     {
-        auto queue = DispatchQueue::createSerial(QStringLiteral("test.released"));
+        auto queue = DispatchQueue::createSerial("test.released");
         for (int i = 0; i < 10; ++i)
             queue->async([&] { ++ran; });
         queue->asyncAfter(0.05, [&] { ++ran; });
@@ -181,7 +180,7 @@ TEST(DispatchQueueGlobal, AsyncAfterHandsTheBlockToItsQueue) {
     clock.start();
     std::atomic<qint64> firedAt{-1};
     std::atomic<bool> onQueue{false};
-    auto serial = DispatchQueue::createSerial(QStringLiteral("test.after"));
+    auto serial = DispatchQueue::createSerial("test.after");
     std::vector<int> order;
     std::atomic<int> count{0};
     // Later deadlines scheduled first still run after earlier ones.

@@ -25,25 +25,25 @@ public:
 
     bool isArchivable() const override { return true; }
     void encodeWithCoder(KeyedArchiver& coder) const override {
-        coder.encodeString(name, QStringLiteral("name"));
-        coder.encodeInt64(count, QStringLiteral("count"));
-        coder.encodeDouble(gain, QStringLiteral("gain"));
-        coder.encodeBool(enabled, QStringLiteral("enabled"));
-        coder.encodeData(blob, QStringLiteral("blob"));
-        coder.encodeObject(payload, QStringLiteral("payload"));
-        coder.encodeObject(toVariant(child), QStringLiteral("child"));
-        coder.encodeString(QStringLiteral("dollar"), QStringLiteral("$class"));
+        coder.encodeString(name, "name");
+        coder.encodeInt64(count, "count");
+        coder.encodeDouble(gain, "gain");
+        coder.encodeBool(enabled, "enabled");
+        coder.encodeData(blob, "blob");
+        coder.encodeObject(payload, "payload");
+        coder.encodeObject(toVariant(child), "child");
+        coder.encodeString("dollar", "$class");
     }
     void initWithCoder(const KeyedUnarchiver& coder) override {
-        name = coder.decodeStringForKey(QStringLiteral("name"));
-        count = coder.decodeInt64ForKey(QStringLiteral("count"));
-        gain = coder.decodeDoubleForKey(QStringLiteral("gain"));
-        enabled = coder.decodeBoolForKey(QStringLiteral("enabled"));
-        blob = coder.decodeDataForKey(QStringLiteral("blob"));
-        payload = coder.decodeObjectForKey(QStringLiteral("payload"));
-        child = Variant::object<ArchiveTestItem>(coder.decodeObjectForKey(QStringLiteral("child")));
-        ownDollarKey = coder.decodeStringForKey(QStringLiteral("$class"));
-        hadChildKey = coder.containsValueForKey(QStringLiteral("child"));
+        name = coder.decodeStringForKey("name");
+        count = coder.decodeInt64ForKey("count");
+        gain = coder.decodeDoubleForKey("gain");
+        enabled = coder.decodeBoolForKey("enabled");
+        blob = coder.decodeDataForKey("blob");
+        payload = coder.decodeObjectForKey("payload");
+        child = Variant::object<ArchiveTestItem>(coder.decodeObjectForKey("child"));
+        ownDollarKey = coder.decodeStringForKey("$class");
+        hadChildKey = coder.containsValueForKey("child");
     }
 
     QString ownDollarKey;
@@ -51,7 +51,7 @@ public:
 };
 
 const ClassInfo& ArchiveTestItem::staticClassInfo() {
-    static const ClassInfo& info = ClassInfo::define<ArchiveTestItem, Object>(QStringLiteral("ArchiveTestItem"));
+    static const ClassInfo& info = ClassInfo::define<ArchiveTestItem, Object>("ArchiveTestItem");
     return info;
 }
 
@@ -61,7 +61,7 @@ class ArchiveTestPlain : public Object {
 };
 
 const ClassInfo& ArchiveTestPlain::staticClassInfo() {
-    static const ClassInfo& info = ClassInfo::define<ArchiveTestPlain, Object>(QStringLiteral("ArchiveTestPlain"));
+    static const ClassInfo& info = ClassInfo::define<ArchiveTestPlain, Object>("ArchiveTestPlain");
     return info;
 }
 
@@ -94,7 +94,7 @@ void expectSameItem(const QVariant& value, const ArchiveTestItem& original) {
     EXPECT_EQ(item->gain, original.gain);
     EXPECT_EQ(item->enabled, original.enabled);
     EXPECT_EQ(item->blob, original.blob);
-    EXPECT_EQ(item->ownDollarKey, QStringLiteral("dollar"));
+    EXPECT_EQ(item->ownDollarKey, "dollar");
     EXPECT_EQ(item->hadChildKey, bool(original.child));
     EXPECT_EQ(bool(item->child), bool(original.child));
     if (item->child && original.child)
@@ -111,10 +111,10 @@ VMKError unarchiveError(const QByteArray& data) {
 } // namespace
 
 TEST(KeyedArchiver, ObjectRoundTripsWithEveryKind) {
-    auto item = makeItem(QStringLiteral("Grüße <&>"), std::numeric_limits<qint64>::min());
-    item->payload = QVariantMap{{QStringLiteral("when"), QDateTime(QDate(2001, 1, 1), QTime(0, 0, 0, 1), Qt::UTC)}};
-    item->child = makeItem(QStringLiteral("inner"), 7);
-    item->child->child = makeItem(QStringLiteral("innermost"), 9);
+    auto item = makeItem("Grüße <&>", std::numeric_limits<qint64>::min());
+    item->payload = QVariantMap{{"when", QDateTime(QDate(2001, 1, 1), QTime(0, 0, 0, 1), Qt::UTC)}};
+    item->child = makeItem("inner", 7);
+    item->child->child = makeItem("innermost", 9);
 
     const QVariant back = roundTrip(Variant::fromObject(item));
     expectSameItem(back, *item);
@@ -123,29 +123,28 @@ TEST(KeyedArchiver, ObjectRoundTripsWithEveryKind) {
 }
 
 TEST(KeyedArchiver, ObjectsNestInListsAndDictionaries) {
-    const auto a = makeItem(QStringLiteral("a"), 1);
-    const auto b = makeItem(QStringLiteral("b"), 2);
-    const auto c = makeItem(QStringLiteral("c"), 3);
-    c->payload = QVariantList{Variant::fromObject(makeItem(QStringLiteral("in payload"), 4)), 5};
+    const auto a = makeItem("a", 1);
+    const auto b = makeItem("b", 2);
+    const auto c = makeItem("c", 3);
+    c->payload = QVariantList{Variant::fromObject(makeItem("in payload", 4)), 5};
     const QVariantMap root{
-        {QStringLiteral("list"), QVariantList{Variant::fromObject(a), QStringLiteral("plain"),
-                                              QVariantList{Variant::fromObject(b)}}},
-        {QStringLiteral("byName"), QVariantMap{{QStringLiteral("c"), Variant::fromObject(c)}}},
-        {QStringLiteral("number"), 2.5},
+        {"list", QVariantList{Variant::fromObject(a), "plain", QVariantList{Variant::fromObject(b)}}},
+        {"byName", QVariantMap{{"c", Variant::fromObject(c)}}},
+        {"number", 2.5},
     };
     const QVariantMap back = roundTrip(root).toMap();
-    const QVariantList list = back.value(QStringLiteral("list")).toList();
+    const QVariantList list = back.value("list").toList();
     ASSERT_EQ(list.size(), 3);
     expectSameItem(list[0], *a);
-    EXPECT_EQ(list[1].toString(), QStringLiteral("plain"));
+    EXPECT_EQ(list[1].toString(), "plain");
     expectSameItem(list[2].toList().value(0), *b);
-    const QVariant backC = back.value(QStringLiteral("byName")).toMap().value(QStringLiteral("c"));
+    const QVariant backC = back.value("byName").toMap().value("c");
     expectSameItem(backC, *c);
     const QVariantList payload = Variant::object<ArchiveTestItem>(backC)->payload.toList();
     ASSERT_EQ(payload.size(), 2);
-    EXPECT_EQ(Variant::object<ArchiveTestItem>(payload[0])->name, QStringLiteral("in payload"));
+    EXPECT_EQ(Variant::object<ArchiveTestItem>(payload[0])->name, "in payload");
     EXPECT_EQ(payload[1].toLongLong(), 5);
-    EXPECT_EQ(back.value(QStringLiteral("number")).toDouble(), 2.5);
+    EXPECT_EQ(back.value("number").toDouble(), 2.5);
 
     // The same object reached twice comes back as two equal objects.
     const QVariantList twice = roundTrip(QVariantList{Variant::fromObject(a), Variant::fromObject(a)}).toList();
@@ -156,41 +155,40 @@ TEST(KeyedArchiver, ObjectsNestInListsAndDictionaries) {
 
 TEST(KeyedArchiver, DictionariesWithDollarKeysStayDictionaries) {
     const QVariantMap tricky{
-        {QStringLiteral("$class"), QStringLiteral("ArchiveTestItem")},
-        {QStringLiteral("$$class"), QStringLiteral("two")},
-        {QStringLiteral("$"), 1},
-        {QStringLiteral("name"), QStringLiteral("not an object")},
+        {"$class", "ArchiveTestItem"},
+        {"$$class", "two"},
+        {"$", 1},
+        {"name", "not an object"},
     };
-    const QVariant back = roundTrip(QVariantList{tricky, QVariantMap{{QStringLiteral("inner"), tricky}}});
+    const QVariant back = roundTrip(QVariantList{tricky, QVariantMap{{"inner", tricky}}});
     ASSERT_TRUE(Variant::isList(back));
     const QVariantList list = back.toList();
     EXPECT_EQ(list[0].typeId(), QMetaType::QVariantMap);
     EXPECT_TRUE(Variant::equal(list[0], tricky)) << Variant::describe(list[0]).toStdString();
-    EXPECT_TRUE(Variant::equal(list[1].toMap().value(QStringLiteral("inner")), tricky));
+    EXPECT_TRUE(Variant::equal(list[1].toMap().value("inner"), tricky));
 
     // Scalars, empty containers and a bare string are roots too.
-    EXPECT_EQ(roundTrip(QStringLiteral("$class")).toString(), QStringLiteral("$class"));
+    EXPECT_EQ(roundTrip("$class").toString(), "$class");
     EXPECT_EQ(roundTrip(QVariantMap{}).typeId(), QMetaType::QVariantMap);
     EXPECT_EQ(roundTrip(QVariantList{}).typeId(), QMetaType::QVariantList);
 }
 
 TEST(KeyedArchiver, ArchiveHasTheDocumentedShape) {
-    const QByteArray data = KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(makeItem(QStringLiteral("x"), 1)));
+    const QByteArray data = KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(makeItem("x", 1)));
     const QVariantMap document = PropertyList::propertyListWithData(data).toMap();
-    EXPECT_EQ(document.value(QStringLiteral("$archiver")).toString(), QStringLiteral("OndrelKeyedArchiver"));
-    EXPECT_EQ(document.value(QStringLiteral("$version")).toLongLong(), 1);
-    const QVariantMap root =
-        document.value(QStringLiteral("$top")).toMap().value(QStringLiteral("root")).toMap();
-    EXPECT_EQ(root.value(QStringLiteral("$class")).toString(), QStringLiteral("ArchiveTestItem"));
-    EXPECT_EQ(root.value(QStringLiteral("name")).toString(), QStringLiteral("x"));
-    EXPECT_EQ(root.value(QStringLiteral("$$class")).toString(), QStringLiteral("dollar"));
-    EXPECT_FALSE(root.contains(QStringLiteral("child")));  // absent values are no keys
+    EXPECT_EQ(document.value("$archiver").toString(), "OndrelKeyedArchiver");
+    EXPECT_EQ(document.value("$version").toLongLong(), 1);
+    const QVariantMap root = document.value("$top").toMap().value("root").toMap();
+    EXPECT_EQ(root.value("$class").toString(), "ArchiveTestItem");
+    EXPECT_EQ(root.value("name").toString(), "x");
+    EXPECT_EQ(root.value("$$class").toString(), "dollar");
+    EXPECT_FALSE(root.contains("child"));  // absent values are no keys
 }
 
 TEST(KeyedArchiver, UnarchivableTreesAreRefused) {
     const auto plain = std::make_shared<ArchiveTestPlain>();
-    const auto looped = makeItem(QStringLiteral("loop"), 1);
-    looped->child = makeItem(QStringLiteral("middle"), 2);
+    const auto looped = makeItem("loop", 1);
+    looped->child = makeItem("middle", 2);
     looped->child->payload = Variant::fromObject(looped);
 
     struct Case {
@@ -198,11 +196,11 @@ TEST(KeyedArchiver, UnarchivableTreesAreRefused) {
         const char* reasonPart;
     };
     const std::vector<Case> cases{
-        {QVariantMap{{QStringLiteral("p"), Variant::fromObject(plain)}}, "class ArchiveTestPlain"},
+        {QVariantMap{{"p", Variant::fromObject(plain)}}, "class ArchiveTestPlain"},
         {QVariantList{1, Variant::null()}, "null marker"},
         {QVariant(), "no root"},
         {Variant::fromObject(looped), "contains itself"},
-        {QVariantMap{{QStringLiteral("u"), QVariant::fromValue(QSize(1, 2))}}, "QSize"},
+        {QVariantMap{{"u", QVariant::fromValue(QSize(1, 2))}}, "QSize"},
     };
     for (const Case& c : cases) {
         VMKError error;
@@ -216,54 +214,35 @@ TEST(KeyedArchiver, UnarchivableTreesAreRefused) {
 TEST(KeyedArchiver, BadArchivesAreRefusedWithClearErrors) {
     ArchiveTestPlain::staticClassInfo();
     ArchiveTestItem::staticClassInfo();
-    const auto archiveOf = [](const QVariant& root) {
-        return PropertyList::dataWithPropertyList(QVariantMap{
-            {QStringLiteral("$archiver"), QStringLiteral("OndrelKeyedArchiver")},
-            {QStringLiteral("$version"), 1},
-            {QStringLiteral("$top"), QVariantMap{{QStringLiteral("root"), root}}},
-        });
+    const auto archive = [](const QVariant& top, int version = 1) {
+        return PropertyList::dataWithPropertyList(
+            QVariantMap{{"$archiver", "OndrelKeyedArchiver"}, {"$version", version}, {"$top", top}});
     };
-    const QVariantMap unknown{{QStringLiteral("$class"), QStringLiteral("NoSuchClassAnywhere")}};
-    EXPECT_TRUE(unarchiveError(archiveOf(QVariantList{1, unknown})).reason().contains(QStringLiteral("NoSuchClassAnywhere")));
-
-    // An unknown class deep inside an object fails the whole read.
-    QVariantMap outer{{QStringLiteral("$class"), QStringLiteral("ArchiveTestItem")},
-                      {QStringLiteral("child"), unknown}};
-    EXPECT_TRUE(unarchiveError(archiveOf(outer)).reason().contains(QStringLiteral("unknown class")));
-
-    const QVariantMap notArchivable{{QStringLiteral("$class"), QStringLiteral("ArchiveTestPlain")}};
-    EXPECT_TRUE(unarchiveError(archiveOf(notArchivable)).reason().contains(QStringLiteral("not archivable")));
-
-    EXPECT_TRUE(unarchiveError(PropertyList::dataWithPropertyList(QVariantMap{{QStringLiteral("a"), 1}}))
-                    .reason()
-                    .contains(QStringLiteral("not a keyed archive")));
-    EXPECT_TRUE(unarchiveError(PropertyList::dataWithPropertyList(QVariantMap{
-                                   {QStringLiteral("$archiver"), QStringLiteral("OndrelKeyedArchiver")},
-                                   {QStringLiteral("$version"), 2},
-                                   {QStringLiteral("$top"), QVariantMap{{QStringLiteral("root"), 1}}}}))
-                    .reason()
-                    .contains(QStringLiteral("newer")));
-    EXPECT_TRUE(unarchiveError(PropertyList::dataWithPropertyList(QVariantMap{
-                                   {QStringLiteral("$archiver"), QStringLiteral("OndrelKeyedArchiver")},
-                                   {QStringLiteral("$version"), 1},
-                                   {QStringLiteral("$top"), QVariantMap{}}}))
-                    .reason()
-                    .contains(QStringLiteral("no root")));
-
-    const VMKError garbage = unarchiveError(QByteArray("\x00\x01garbage", 9));
-    EXPECT_TRUE(garbage.reason().contains(QStringLiteral("line"))) << garbage.reason().toStdString();
-    EXPECT_EQ(garbage.action(), QStringLiteral("Reading the keyed archive"));
-    unarchiveError(QByteArray());
+    const QVariantMap unknown{{"$class", "NoSuchClassAnywhere"}};
+    const std::pair<QByteArray, const char*> cases[] = {
+        {archive(QVariantMap{{"root", QVariantList{1, unknown}}}), "NoSuchClassAnywhere"},
+        // An unknown class deep inside an object fails the whole read.
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestItem"}, {"child", unknown}}}}),
+         "unknown class"},
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestPlain"}}}}), "not archivable"},
+        {PropertyList::dataWithPropertyList(QVariantMap{{"a", 1}}), "not a keyed archive"},
+        {archive(QVariantMap{{"root", 1}}, 2), "newer"},
+        {archive(QVariantMap{}), "no root"},
+        {QByteArray("\x00\x01garbage", 9), "line"},
+        {QByteArray(), ""},
+    };
+    for (const auto& [data, reasonPart] : cases) {
+        const VMKError error = unarchiveError(data);
+        EXPECT_TRUE(error.reason().contains(QLatin1String(reasonPart))) << error.reason().toStdString();
+        EXPECT_EQ(error.action(), "Reading the keyed archive");
+    }
 }
 
 TEST(KeyedArchiver, DecodersAnswerDefaultsForMissingOrMistypedKeys) {
     const QByteArray data = PropertyList::dataWithPropertyList(QVariantMap{
-        {QStringLiteral("$archiver"), QStringLiteral("OndrelKeyedArchiver")},
-        {QStringLiteral("$version"), 1},
-        {QStringLiteral("$top"),
-         QVariantMap{{QStringLiteral("root"), QVariantMap{{QStringLiteral("$class"), QStringLiteral("ArchiveTestItem")},
-                                                          {QStringLiteral("name"), 12},
-                                                          {QStringLiteral("count"), QStringLiteral("many")}}}}},
+        {"$archiver", "OndrelKeyedArchiver"},
+        {"$version", 1},
+        {"$top", QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestItem"}, {"name", 12}, {"count", "many"}}}}},
     });
     ArchiveTestItem::staticClassInfo();
     const auto item = Variant::object<ArchiveTestItem>(KeyedUnarchiver::unarchiveObjectWithData(data));

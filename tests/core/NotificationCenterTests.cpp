@@ -18,9 +18,8 @@ TEST(NotificationCenter, DeliversByNameAndObjectInOrderOfRegistration) {
     int senderA = 0;
     int senderB = 0;
     std::vector<QString> heard;
-    center.addObserver("Changed", &senderA, [&](const Notification& n) {
-        heard.push_back("A:" + n.userInfo().value("value").toString());
-    });
+    center.addObserver("Changed", &senderA,
+                       [&](const Notification& n) { heard.push_back("A:" + n.userInfo().value("value").toString()); });
     center.addObserver("Changed", nullptr, [&](const Notification& n) {
         heard.push_back(QString("any:") + (n.object() == &senderA ? "a" : "b"));
     });

@@ -12,7 +12,7 @@ class Take : public Object {
     ONDREL_OBJECT(Take, Object)
 public:
     QString name() const { return m_name; }
-    void setName(const QString& name) { setAndNotify(QStringLiteral("name"), m_name, name); }
+    void setName(const QString& name) { setAndNotify("name", m_name, name); }
 
 private:
     QString m_name;
@@ -22,24 +22,20 @@ class Track : public Object {
     ONDREL_OBJECT(Track, Object)
 public:
     QString name() const { return m_name; }
-    void setName(const QString& name) { setAndNotify(QStringLiteral("name"), m_name, name); }
+    void setName(const QString& name) { setAndNotify("name", m_name, name); }
     double gain() const { return m_gain; }
-    void setGain(double gain) { setAndNotify(QStringLiteral("gain"), m_gain, gain); }
+    void setGain(double gain) { setAndNotify("gain", m_gain, gain); }
     std::optional<int> channels() const { return m_channels; }
-    void setChannels(std::optional<int> channels) { setAndNotify(QStringLiteral("channels"), m_channels, channels); }
+    void setChannels(std::optional<int> channels) { setAndNotify("channels", m_channels, channels); }
     std::shared_ptr<Take> take() const { return m_take; }
-    void setTake(std::shared_ptr<Take> take) { setAndNotify(QStringLiteral("take"), m_take, std::move(take)); }
+    void setTake(std::shared_ptr<Take> take) { setAndNotify("take", m_take, std::move(take)); }
     std::shared_ptr<Track> next() const { return m_next; }
-    void setNext(std::shared_ptr<Track> next) { setAndNotify(QStringLiteral("next"), m_next, std::move(next)); }
+    void setNext(std::shared_ptr<Track> next) { setAndNotify("next", m_next, std::move(next)); }
 
     std::vector<QString> labels() const { return m_labels; }
-    void insertObjectInLabelsAtIndex(const QString& label, qsizetype index) {
-        insertAndNotify(QStringLiteral("labels"), m_labels, label, index);
-    }
-    void removeObjectFromLabelsAtIndex(qsizetype index) { removeAndNotify(QStringLiteral("labels"), m_labels, index); }
-    void replaceObjectInLabelsAtIndex(qsizetype index, const QString& label) {
-        replaceAndNotify(QStringLiteral("labels"), m_labels, index, label);
-    }
+    void insertObjectInLabelsAtIndex(const QString& label, qsizetype i) { insertAndNotify("labels", m_labels, label, i); }
+    void removeObjectFromLabelsAtIndex(qsizetype index) { removeAndNotify("labels", m_labels, index); }
+    void replaceObjectInLabelsAtIndex(qsizetype i, const QString& label) { replaceAndNotify("labels", m_labels, i, label); }
 
     QVariantMap extra;
     QVariant valueForUndefinedKey(const QString& key) const override { return extra.value(key); }
@@ -56,18 +52,18 @@ private:
 
 const ClassInfo& Take::staticClassInfo() {
     static const ClassInfo& info =
-        ClassInfo::define<Take, Object>(QStringLiteral("Take")).property(QStringLiteral("name"), &Take::name, &Take::setName);
+        ClassInfo::define<Take, Object>("Take").property("name", &Take::name, &Take::setName);
     return info;
 }
 
 const ClassInfo& Track::staticClassInfo() {
-    static const ClassInfo& info = ClassInfo::define<Track, Object>(QStringLiteral("Track"))
-                                       .property(QStringLiteral("name"), &Track::name, &Track::setName)
-                                       .property(QStringLiteral("gain"), &Track::gain, &Track::setGain)
-                                       .property(QStringLiteral("channels"), &Track::channels, &Track::setChannels)
-                                       .property(QStringLiteral("take"), &Track::take, &Track::setTake)
-                                       .property(QStringLiteral("next"), &Track::next, &Track::setNext)
-                                       .property(QStringLiteral("labels"), &Track::labels);
+    static const ClassInfo& info = ClassInfo::define<Track, Object>("Track")
+                                       .property("name", &Track::name, &Track::setName)
+                                       .property("gain", &Track::gain, &Track::setGain)
+                                       .property("channels", &Track::channels, &Track::setChannels)
+                                       .property("take", &Track::take, &Track::setTake)
+                                       .property("next", &Track::next, &Track::setNext)
+                                       .property("labels", &Track::labels);
     return info;
 }
 
@@ -91,41 +87,41 @@ constexpr int kNewOld = KeyValueObservingOptionNew | KeyValueObservingOptionOld;
 
 TEST(ObjectKeyValueCoding, PropertiesUndefinedKeysAndOptionals) {
     auto track = std::make_shared<Track>();
-    track->setValueForKey(QStringLiteral("Drums"), QStringLiteral("name"));
-    track->setValueForKey(-6.5, QStringLiteral("gain"));
-    EXPECT_EQ(track->name(), QStringLiteral("Drums"));
-    EXPECT_DOUBLE_EQ(track->valueForKey(QStringLiteral("gain")).toDouble(), -6.5);
-    EXPECT_EQ(track->valueForKey(QStringLiteral("className")).toString(), QStringLiteral("Track"));
+    track->setValueForKey("Drums", "name");
+    track->setValueForKey(-6.5, "gain");
+    EXPECT_EQ(track->name(), "Drums");
+    EXPECT_DOUBLE_EQ(track->valueForKey("gain").toDouble(), -6.5);
+    EXPECT_EQ(track->valueForKey("className").toString(), "Track");
 
     // An absent optional is absent, not 0; 0 is a value.
-    EXPECT_FALSE(track->valueForKey(QStringLiteral("channels")).isValid());
-    track->setValueForKey(0, QStringLiteral("channels"));
+    EXPECT_FALSE(track->valueForKey("channels").isValid());
+    track->setValueForKey(0, "channels");
     ASSERT_TRUE(track->channels().has_value());
     EXPECT_EQ(*track->channels(), 0);
-    track->setValueForKey(QVariant(), QStringLiteral("channels"));
+    track->setValueForKey(QVariant(), "channels");
     EXPECT_FALSE(track->channels().has_value());
 
     // Unknown keys go to the undefined-key hooks, and read-only keys ignore sets.
-    track->setValueForKey(QStringLiteral("x"), QStringLiteral("artist"));
-    EXPECT_EQ(track->valueForKey(QStringLiteral("artist")).toString(), QStringLiteral("x"));
-    track->setValueForKey(QVariantList{QStringLiteral("a")}, QStringLiteral("labels"));
+    track->setValueForKey("x", "artist");
+    EXPECT_EQ(track->valueForKey("artist").toString(), "x");
+    track->setValueForKey(QVariantList{"a"}, "labels");
     EXPECT_TRUE(track->labels().empty());
 
     // A plain object ignores unknown keys silently.
     auto take = std::make_shared<Take>();
-    take->setValueForKey(1, QStringLiteral("nothing"));
-    EXPECT_FALSE(take->valueForKey(QStringLiteral("nothing")).isValid());
+    take->setValueForKey(1, "nothing");
+    EXPECT_FALSE(take->valueForKey("nothing").isValid());
 }
 
 TEST(ObjectKeyValueCoding, KeyPathsAndAggregates) {
     auto track = std::make_shared<Track>();
     auto take = std::make_shared<Take>();
-    take->setName(QStringLiteral("T1"));
+    take->setName("T1");
     track->setTake(take);
-    EXPECT_EQ(track->valueForKeyPath(QStringLiteral("take.name")).toString(), QStringLiteral("T1"));
-    track->setValueForKeyPath(QStringLiteral("T2"), QStringLiteral("take.name"));
-    EXPECT_EQ(take->name(), QStringLiteral("T2"));
-    EXPECT_FALSE(track->valueForKeyPath(QStringLiteral("next.take.name")).isValid());
+    EXPECT_EQ(track->valueForKeyPath("take.name").toString(), "T1");
+    track->setValueForKeyPath("T2", "take.name");
+    EXPECT_EQ(take->name(), "T2");
+    EXPECT_FALSE(track->valueForKeyPath("next.take.name").isValid());
 
     QVariantList tracks;
     for (double gain : {-3.0, 2.5, -12.0}) {
@@ -133,14 +129,14 @@ TEST(ObjectKeyValueCoding, KeyPathsAndAggregates) {
         t->setGain(gain);
         tracks << toVariant(t);
     }
-    tracks << QVariantMap{{QStringLiteral("gain"), 1.0}};
-    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, QStringLiteral("@max.gain")).toDouble(), 2.5);
-    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, QStringLiteral("@min.gain")).toDouble(), -12.0);
-    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, QStringLiteral("@sum.gain")).toDouble(), -11.5);
-    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, QStringLiteral("@avg.gain")).toDouble(), -11.5 / 4);
-    EXPECT_EQ(Object::valueForKeyPath(tracks, QStringLiteral("@count")).toInt(), 4);
-    EXPECT_FALSE(Object::valueForKeyPath(QVariantList(), QStringLiteral("@max.gain")).isValid());
-    const QVariantList gains = Object::valueForKey(QVariant(tracks), QStringLiteral("gain")).toList();
+    tracks << QVariantMap{{"gain", 1.0}};
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@max.gain").toDouble(), 2.5);
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@min.gain").toDouble(), -12.0);
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@sum.gain").toDouble(), -11.5);
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@avg.gain").toDouble(), -11.5 / 4);
+    EXPECT_EQ(Object::valueForKeyPath(tracks, "@count").toInt(), 4);
+    EXPECT_FALSE(Object::valueForKeyPath(QVariantList(), "@max.gain").isValid());
+    const QVariantList gains = Object::valueForKey(QVariant(tracks), "gain").toList();
     ASSERT_EQ(gains.size(), 4);
     EXPECT_DOUBLE_EQ(gains[3].toDouble(), 1.0);
 }
@@ -149,19 +145,19 @@ TEST(ObjectObservation, SettingReportsOldAndNewWithContext) {
     auto track = std::make_shared<Track>();
     Recorder recorder;
     int context = 0;
-    track->addObserver(&recorder, QStringLiteral("gain"), kNewOld, &context);
+    track->addObserver(&recorder, "gain", kNewOld, &context);
     track->setGain(3.0);
-    track->setName(QStringLiteral("not observed"));
+    track->setName("not observed");
     ASSERT_EQ(recorder.calls.size(), 1u);
     const auto& call = recorder.calls[0];
-    EXPECT_EQ(call.keyPath, QStringLiteral("gain"));
+    EXPECT_EQ(call.keyPath, "gain");
     EXPECT_EQ(call.object, track.get());
     EXPECT_EQ(call.context, &context);
     EXPECT_EQ(call.change.kind, KeyValueChange::Setting);
     EXPECT_DOUBLE_EQ(call.change.oldValue.toDouble(), 0.0);
     EXPECT_DOUBLE_EQ(call.change.newValue.toDouble(), 3.0);
 
-    track->removeObserver(&recorder, QStringLiteral("gain"), &context);
+    track->removeObserver(&recorder, "gain", &context);
     track->setGain(4.0);
     EXPECT_EQ(recorder.calls.size(), 1u);
 }
@@ -170,7 +166,7 @@ TEST(ObjectObservation, PriorAndInitialOptions) {
     auto track = std::make_shared<Track>();
     track->setGain(1.0);
     Recorder recorder;
-    track->addObserver(&recorder, QStringLiteral("gain"),
+    track->addObserver(&recorder, "gain",
                        KeyValueObservingOptionInitial | KeyValueObservingOptionPrior | kNewOld);
     ASSERT_EQ(recorder.calls.size(), 1u);  // initial
     EXPECT_DOUBLE_EQ(recorder.calls[0].change.newValue.toDouble(), 1.0);
@@ -180,61 +176,56 @@ TEST(ObjectObservation, PriorAndInitialOptions) {
     EXPECT_DOUBLE_EQ(recorder.calls[1].change.oldValue.toDouble(), 1.0);
     EXPECT_FALSE(recorder.calls[2].change.isPrior);
     EXPECT_DOUBLE_EQ(recorder.calls[2].change.newValue.toDouble(), 2.0);
-    track->removeObserver(&recorder, QStringLiteral("gain"));
+    track->removeObserver(&recorder, "gain");
 }
 
 TEST(ObjectObservation, KeyPathFollowsReplacedIntermediateObjects) {
-    auto head = std::make_shared<Track>();
-    auto middle = std::make_shared<Track>();
-    auto firstTake = std::make_shared<Take>();
-    firstTake->setName(QStringLiteral("one"));
+    auto makeTake = [](const char* name) {
+        auto take = std::make_shared<Take>();
+        take->setName(name);
+        return take;
+    };
+    auto head = std::make_shared<Track>(), middle = std::make_shared<Track>();
+    auto firstTake = makeTake("one");
     middle->setTake(firstTake);
     head->setNext(middle);
-
     Recorder recorder;
-    head->addObserver(&recorder, QStringLiteral("next.take.name"), kNewOld);
+    head->addObserver(&recorder, "next.take.name", kNewOld);
+    // The number of calls so far, and the old and new value of the last one.
+    auto expectCalls = [&](size_t count, const char* oldName, const char* newName) {
+        ASSERT_EQ(recorder.calls.size(), count);
+        EXPECT_EQ(recorder.calls.back().change.oldValue.toString(), oldName);
+        EXPECT_EQ(recorder.calls.back().change.newValue.toString(), newName);
+    };
 
-    firstTake->setName(QStringLiteral("uno"));  // the leaf changes
-    ASSERT_EQ(recorder.calls.size(), 1u);
-    EXPECT_EQ(recorder.calls[0].keyPath, QStringLiteral("next.take.name"));
+    firstTake->setName("uno");  // the leaf changes
+    expectCalls(1, "one", "uno");
+    EXPECT_EQ(recorder.calls[0].keyPath, "next.take.name");
     EXPECT_EQ(recorder.calls[0].object, head.get());
-    EXPECT_EQ(recorder.calls[0].change.oldValue.toString(), QStringLiteral("one"));
-    EXPECT_EQ(recorder.calls[0].change.newValue.toString(), QStringLiteral("uno"));
 
     // Replace the last intermediate: reported, and the old take is no longer watched.
-    auto secondTake = std::make_shared<Take>();
-    secondTake->setName(QStringLiteral("two"));
+    auto secondTake = makeTake("two");
     middle->setTake(secondTake);
-    ASSERT_EQ(recorder.calls.size(), 2u);
-    EXPECT_EQ(recorder.calls[1].change.oldValue.toString(), QStringLiteral("uno"));
-    EXPECT_EQ(recorder.calls[1].change.newValue.toString(), QStringLiteral("two"));
-    firstTake->setName(QStringLiteral("ignored"));
-    EXPECT_EQ(recorder.calls.size(), 2u);
-    secondTake->setName(QStringLiteral("dos"));
-    EXPECT_EQ(recorder.calls.size(), 3u);
+    expectCalls(2, "uno", "two");
+    firstTake->setName("ignored");
+    secondTake->setName("dos");
+    expectCalls(3, "two", "dos");
 
     // Replace the first intermediate with a new chain, then with nothing.
     auto otherMiddle = std::make_shared<Track>();
-    auto thirdTake = std::make_shared<Take>();
-    thirdTake->setName(QStringLiteral("three"));
+    auto thirdTake = makeTake("three");
     otherMiddle->setTake(thirdTake);
     head->setNext(otherMiddle);
-    ASSERT_EQ(recorder.calls.size(), 4u);
-    EXPECT_EQ(recorder.calls[3].change.oldValue.toString(), QStringLiteral("dos"));
-    EXPECT_EQ(recorder.calls[3].change.newValue.toString(), QStringLiteral("three"));
-    secondTake->setName(QStringLiteral("ignored too"));
+    expectCalls(4, "dos", "three");
+    secondTake->setName("ignored too");
     middle->setTake(nullptr);
-    EXPECT_EQ(recorder.calls.size(), 4u);
-    thirdTake->setName(QStringLiteral("tres"));
-    EXPECT_EQ(recorder.calls.size(), 5u);
-
+    thirdTake->setName("tres");
+    expectCalls(5, "three", "tres");
     head->setNext(nullptr);
-    ASSERT_EQ(recorder.calls.size(), 6u);
-    EXPECT_FALSE(recorder.calls[5].change.newValue.isValid());
-    thirdTake->setName(QStringLiteral("gone"));
-    EXPECT_EQ(recorder.calls.size(), 6u);
-
-    head->removeObserver(&recorder, QStringLiteral("next.take.name"));
+    expectCalls(6, "tres", "");
+    EXPECT_FALSE(recorder.calls.back().change.newValue.isValid());
+    thirdTake->setName("gone");
+    head->removeObserver(&recorder, "next.take.name");
     head->setNext(otherMiddle);
     EXPECT_EQ(recorder.calls.size(), 6u);
 }
@@ -242,53 +233,54 @@ TEST(ObjectObservation, KeyPathFollowsReplacedIntermediateObjects) {
 TEST(ObjectObservation, CollectionChangesCarryKindIndexesAndElements) {
     auto track = std::make_shared<Track>();
     Recorder recorder;
-    track->addObserver(&recorder, QStringLiteral("labels"), kNewOld);
-
-    track->insertObjectInLabelsAtIndex(QStringLiteral("a"), 0);
-    track->insertObjectInLabelsAtIndex(QStringLiteral("c"), 1);
-    track->insertObjectInLabelsAtIndex(QStringLiteral("b"), 1);
-    track->replaceObjectInLabelsAtIndex(2, QStringLiteral("C"));
+    track->addObserver(&recorder, "labels", kNewOld);
+    track->insertObjectInLabelsAtIndex("a", 0);
+    track->insertObjectInLabelsAtIndex("c", 1);
+    track->insertObjectInLabelsAtIndex("b", 1);
+    track->replaceObjectInLabelsAtIndex(2, "C");
     track->removeObjectFromLabelsAtIndex(0);
+    EXPECT_EQ(track->labels(), (std::vector<QString>{"b", "C"}));
+    track->removeObserver(&recorder, "labels");
 
-    ASSERT_EQ(recorder.calls.size(), 5u);
-    const auto& insert = recorder.calls[2].change;
-    EXPECT_EQ(insert.kind, KeyValueChange::Insertion);
-    EXPECT_EQ(insert.indexes, IndexSet(1));
-    EXPECT_EQ(insert.newValue.toList(), QVariantList{QStringLiteral("b")});
-    EXPECT_FALSE(insert.oldValue.isValid());
-
-    const auto& replace = recorder.calls[3].change;
-    EXPECT_EQ(replace.kind, KeyValueChange::Replacement);
-    EXPECT_EQ(replace.indexes, IndexSet(2));
-    EXPECT_EQ(replace.oldValue.toList(), QVariantList{QStringLiteral("c")});
-    EXPECT_EQ(replace.newValue.toList(), QVariantList{QStringLiteral("C")});
-
-    const auto& remove = recorder.calls[4].change;
-    EXPECT_EQ(remove.kind, KeyValueChange::Removal);
-    EXPECT_EQ(remove.indexes, IndexSet(0));
-    EXPECT_EQ(remove.oldValue.toList(), QVariantList{QStringLiteral("a")});
-    EXPECT_FALSE(remove.newValue.isValid());
-
-    EXPECT_EQ(track->labels(), (std::vector<QString>{QStringLiteral("b"), QStringLiteral("C")}));
-    track->removeObserver(&recorder, QStringLiteral("labels"));
+    struct Expected {
+        KeyValueChange kind;
+        qsizetype index;
+        QVariant oldValue, newValue;  // lists of one element, or nothing
+    };
+    const Expected expected[] = {
+        {KeyValueChange::Insertion, 0, {}, QVariantList{"a"}},
+        {KeyValueChange::Insertion, 1, {}, QVariantList{"c"}},
+        {KeyValueChange::Insertion, 1, {}, QVariantList{"b"}},
+        {KeyValueChange::Replacement, 2, QVariantList{"c"}, QVariantList{"C"}},
+        {KeyValueChange::Removal, 0, QVariantList{"a"}, {}},
+    };
+    ASSERT_EQ(recorder.calls.size(), std::size(expected));
+    for (size_t i = 0; i < std::size(expected); ++i) {
+        SCOPED_TRACE(i);
+        const KeyValueChangeInfo& change = recorder.calls[i].change;
+        EXPECT_EQ(change.kind, expected[i].kind);
+        EXPECT_EQ(change.indexes, IndexSet(expected[i].index));
+        EXPECT_EQ(change.oldValue, expected[i].oldValue);
+        EXPECT_EQ(change.newValue, expected[i].newValue);
+    }
 }
 
 TEST(ObjectObservation, NestedChangesAndObserversThatChangeWhatTheyObserve) {
     auto track = std::make_shared<Track>();
     std::vector<QString> seen;
-    auto nameHandle = track->observe(QStringLiteral("name"), KeyValueObservingOptionNew,
+    auto nameHandle = track->observe("name", KeyValueObservingOptionNew,
                                      [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue.toString()); });
     // Reacting to gain by setting the name nests one change inside another.
-    auto gainHandle = track->observe(QStringLiteral("gain"), 0, [&](const KeyValueChangeInfo&) {
-        track->setName(QStringLiteral("gain is %1").arg(track->gain()));
+    auto gainHandle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) {
+        track->setName(QString("gain is %1").arg(track->gain()));
     });
     track->setGain(2.0);
     track->setGain(3.0);
-    EXPECT_EQ(seen, (std::vector<QString>{QStringLiteral("gain is 2"), QStringLiteral("gain is 3")}));
+    EXPECT_EQ(seen, (std::vector<QString>{"gain is 2", "gain is 3"}));
 
     // A dropped handle stops the observation.
     nameHandle.reset();
-    track->setName(QStringLiteral("quiet"));
+    track->setName("quiet");
     EXPECT_EQ(seen.size(), 2u);
 }
 
@@ -322,11 +314,11 @@ TEST(ObjectObservation, ObserversAddedAndRemovedWhileAnotherThreadChangesTheKey)
     int totalCalls = 0;
     for (int round = 0; round < 300; ++round) {
         auto observer = std::make_unique<Counting>();
-        track->addObserver(observer.get(), QStringLiteral("gain"), KeyValueObservingOptionNew);
+        track->addObserver(observer.get(), "gain", KeyValueObservingOptionNew);
         const long before = changes.load();
         while (changes.load() < before + 3)
             std::this_thread::yield();
-        track->removeObserver(observer.get(), QStringLiteral("gain"));
+        track->removeObserver(observer.get(), "gain");
         observer->removed = true;
         const long after = changes.load();
         while (changes.load() < after + 3)
@@ -344,7 +336,7 @@ TEST(ObjectObservation, ObserversAddedAndRemovedWhileAnotherThreadChangesTheKey)
 TEST(ObjectObservation, ObjectsObservedFromManyThreadsAtOnce) {
     auto track = std::make_shared<Track>();
     std::atomic<int> calls{0};
-    auto handle = track->observe(QStringLiteral("gain"), 0, [&](const KeyValueChangeInfo&) { calls.fetch_add(1); });
+    auto handle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) { calls.fetch_add(1); });
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t)
         threads.emplace_back([&] {
@@ -359,11 +351,11 @@ TEST(ObjectObservation, ObjectsObservedFromManyThreadsAtOnce) {
 TEST(ClassRegistry, FindsAndMakesClassesByName) {
     Track::staticClassInfo();
     Take::staticClassInfo();
-    ObjectPtr made = ClassRegistry::create(QStringLiteral("Track"));
+    ObjectPtr made = ClassRegistry::create("Track");
     ASSERT_TRUE(made);
-    EXPECT_EQ(made->className(), QStringLiteral("Track"));
-    EXPECT_TRUE(made->isKindOfClass(QStringLiteral("Object")));
-    EXPECT_FALSE(ClassRegistry::create(QStringLiteral("NoSuchClass")));
-    EXPECT_TRUE(ClassRegistry::subclassesOf(QStringLiteral("Object")).contains(QStringLiteral("Take")));
-    EXPECT_TRUE(Track::staticClassInfo().propertyKeys().contains(QStringLiteral("gain")));
+    EXPECT_EQ(made->className(), "Track");
+    EXPECT_TRUE(made->isKindOfClass("Object"));
+    EXPECT_FALSE(ClassRegistry::create("NoSuchClass"));
+    EXPECT_TRUE(ClassRegistry::subclassesOf("Object").contains("Take"));
+    EXPECT_TRUE(Track::staticClassInfo().propertyKeys().contains("gain"));
 }

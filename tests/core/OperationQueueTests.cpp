@@ -201,10 +201,11 @@ TEST(OperationQueue, CancelledOperationsNeverRunMainButFinishAndLeave) {
     for (int i = 0; i < 10; ++i) {
         auto op = BlockOperation::blockOperationWithBlock([&] { ++ran; });
         if (i % 2)
-            observations.push_back(op->observe("isExecuting", KeyValueObservingOptionNew, [&](const KeyValueChangeInfo& c) {
-                if (c.newValue.toBool())
-                    ++executingSeen;
-            }));
+            observations.push_back(
+                op->observe("isExecuting", KeyValueObservingOptionNew, [&](const KeyValueChangeInfo& c) {
+                    if (c.newValue.toBool())
+                        ++executingSeen;
+                }));
         operations.push_back(op);
     }
     // One more cancelled operation that waits on something that never runs:
@@ -328,8 +329,8 @@ TEST(Operation, ReadinessIsAnnouncedWhenTheLastDependencyFinishes) {
     op->addDependency(first);  // once only
     EXPECT_EQ(op->dependencies().size(), 2u);
     std::vector<bool> readiness;
-    auto observation =
-        op->observe("isReady", KeyValueObservingOptionNew, [&](const KeyValueChangeInfo& c) { readiness.push_back(c.newValue.toBool()); });
+    auto observation = op->observe("isReady", KeyValueObservingOptionNew,
+                                   [&](const KeyValueChangeInfo& c) { readiness.push_back(c.newValue.toBool()); });
     EXPECT_FALSE(op->isReady());
     first->start();
     EXPECT_FALSE(op->isReady());
@@ -409,11 +410,11 @@ TEST(OperationQueue, KeyValueCodingOfTheQueue) {
     auto queue = std::make_shared<OperationQueue>();
     EXPECT_EQ(queue->maxConcurrentOperationCount(), OperationQueue::DefaultMaxConcurrentOperationCount);
     queue->setValueForKey(8, "maxConcurrentOperationCount");
-    queue->setValueForKey(QStringLiteral("com.example.queue"), "name");
+    queue->setValueForKey("com.example.queue", "name");
     queue->setValueForKey(true, "isSuspended");
     EXPECT_EQ(queue->maxConcurrentOperationCount(), 8);
-    EXPECT_EQ(queue->name(), QStringLiteral("com.example.queue"));
+    EXPECT_EQ(queue->name(), "com.example.queue");
     EXPECT_TRUE(queue->isSuspended());
-    EXPECT_EQ(queue->className(), QStringLiteral("OperationQueue"));
+    EXPECT_EQ(queue->className(), "OperationQueue");
     EXPECT_TRUE(BlockOperation().isKindOfClass("Operation"));
 }

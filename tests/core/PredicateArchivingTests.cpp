@@ -9,7 +9,7 @@
 // Filters and sort orders are stored in the defaults as keyed archives.
 
 TEST(PredicateArchiving, TheDefaultFilterRoundTripsAndStillFilters) {
-    auto sampleRate = Predicate::predicateWithFormat(QStringLiteral("sampleRate == %@"), {48000});
+    auto sampleRate = Predicate::predicateWithFormat("sampleRate == %@", {48000});
     ASSERT_TRUE(sampleRate);
     auto filter = Predicate::andPredicateWithSubpredicates({sampleRate});
     VMKError error;
@@ -19,14 +19,14 @@ TEST(PredicateArchiving, TheDefaultFilterRoundTripsAndStillFilters) {
     const auto back = Variant::object<Predicate>(KeyedUnarchiver::unarchiveObjectWithData(data, &error));
     ASSERT_TRUE(back) << error.localizedDescription().toStdString();
     EXPECT_TRUE(back->isEqual(*filter));
-    EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{QStringLiteral("sampleRate"), 48000.0}}));
-    EXPECT_FALSE(back->evaluateWithObject(QVariantMap{{QStringLiteral("sampleRate"), 44100}}));
+    EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{"sampleRate", 48000.0}}));
+    EXPECT_FALSE(back->evaluateWithObject(QVariantMap{{"sampleRate", 44100}}));
 }
 
 TEST(PredicateArchiving, CompoundsWithTextsAndModifiersRoundTrip) {
-    const QString search = QStringLiteral("Kick \"Deep\" 'n' 100%");
+    const QString search = "Kick \"Deep\" 'n' 100%";
     auto predicate = Predicate::predicateWithFormat(
-        QStringLiteral("name CONTAINS[cd] %@ OR category CONTAINS[cd] %@ OR NOT (favorite == YES)"), {search, search});
+        "name CONTAINS[cd] %@ OR category CONTAINS[cd] %@ OR NOT (favorite == YES)", {search, search});
     ASSERT_TRUE(predicate);
     const QByteArray data = KeyedArchiver::archivedDataWithRootObject(QVariantList{toVariant(predicate)});
     const QVariantList list = KeyedUnarchiver::unarchiveObjectWithData(data).toList();
@@ -34,12 +34,11 @@ TEST(PredicateArchiving, CompoundsWithTextsAndModifiersRoundTrip) {
     const auto back = Variant::object<Predicate>(list.first());
     ASSERT_TRUE(back);
     EXPECT_EQ(back->predicateFormat(), predicate->predicateFormat());
-    EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{QStringLiteral("name"), QStringLiteral("a kick \"deep\" 'N' 100% b")},
-                                                     {QStringLiteral("favorite"), true}}));
+    EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{"name", "a kick \"deep\" 'N' 100% b"}, {"favorite", true}}));
 }
 
 TEST(PredicateArchiving, ABrokenArchivedFormatFailsTheRead) {
-    auto predicate = Predicate::predicateWithFormat(QStringLiteral("type == \"loop\""));
+    auto predicate = Predicate::predicateWithFormat("type == \"loop\"");
     QByteArray data = KeyedArchiver::archivedDataWithRootObject(toVariant(predicate));
     data.replace("type ==", "type == ==");
     VMKError error;
@@ -49,11 +48,9 @@ TEST(PredicateArchiving, ABrokenArchivedFormatFailsTheRead) {
 
 TEST(SortDescriptorArchiving, KeyDirectionAndSelectorRoundTrip) {
     const QVariantList descriptors{
-        toVariant(SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), false,
-                                                        QStringLiteral("localizedStandardCompare:"))),
-        toVariant(SortDescriptor::sortDescriptorWithKey(QStringLiteral("dateAdded"), true)),
-        toVariant(SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), true,
-                                                        QStringLiteral("caseInsensitiveCompare:")))};
+        toVariant(SortDescriptor::sortDescriptorWithKey("name", false, "localizedStandardCompare:")),
+        toVariant(SortDescriptor::sortDescriptorWithKey("dateAdded", true)),
+        toVariant(SortDescriptor::sortDescriptorWithKey("name", true, "caseInsensitiveCompare:"))};
     const QByteArray data = KeyedArchiver::archivedDataWithRootObject(descriptors);
     const QVariantList back = KeyedUnarchiver::unarchiveObjectWithData(data).toList();
     ASSERT_EQ(back.size(), 3);

@@ -51,46 +51,38 @@ QByteArray allBytes() {
 TEST(PropertyList, ScalarsKeepTheirKinds) {
     const QDateTime date(QDate(2023, 7, 14), QTime(9, 26, 53, 589), Qt::UTC);
     QVariantMap map{
-        {QStringLiteral("yes"), true},
-        {QStringLiteral("no"), false},
-        {QStringLiteral("int"), 42},
-        {QStringLiteral("negative"), QVariant::fromValue<qint64>(-9'000'000'000'000LL)},
-        {QStringLiteral("min"), QVariant::fromValue<qint64>(std::numeric_limits<qint64>::min())},
-        {QStringLiteral("max"), QVariant::fromValue<quint64>(std::numeric_limits<quint64>::max())},
-        {QStringLiteral("short"), QVariant::fromValue<short>(-7)},
-        {QStringLiteral("real"), 0.1},
-        {QStringLiteral("integralReal"), 3.0},
-        {QStringLiteral("tiny"), 5e-324},
-        {QStringLiteral("float"), QVariant::fromValue(1.5f)},
-        {QStringLiteral("date"), date},
-        {QStringLiteral("string"), QStringLiteral("text")},
+        {"yes", true}, {"no", false}, {"int", 42}, {"negative", QVariant::fromValue<qint64>(-9'000'000'000'000LL)},
+        {"min", QVariant::fromValue<qint64>(std::numeric_limits<qint64>::min())},
+        {"max", QVariant::fromValue<quint64>(std::numeric_limits<quint64>::max())},
+        {"short", QVariant::fromValue<short>(-7)}, {"real", 0.1}, {"integralReal", 3.0}, {"tiny", 5e-324},
+        {"float", QVariant::fromValue(1.5f)}, {"date", date}, {"string", "text"},
     };
     const QVariantMap back = roundTrip(map).toMap();
     ASSERT_EQ(back.size(), map.size());
 
-    EXPECT_EQ(back[QStringLiteral("yes")].typeId(), QMetaType::Bool);
-    EXPECT_TRUE(back[QStringLiteral("yes")].toBool());
-    EXPECT_EQ(back[QStringLiteral("no")].typeId(), QMetaType::Bool);
-    EXPECT_FALSE(back[QStringLiteral("no")].toBool());
+    EXPECT_EQ(back["yes"].typeId(), QMetaType::Bool);
+    EXPECT_TRUE(back["yes"].toBool());
+    EXPECT_EQ(back["no"].typeId(), QMetaType::Bool);
+    EXPECT_FALSE(back["no"].toBool());
 
-    EXPECT_EQ(back[QStringLiteral("int")].typeId(), QMetaType::LongLong);
-    EXPECT_EQ(back[QStringLiteral("int")].toLongLong(), 42);
-    EXPECT_EQ(back[QStringLiteral("negative")].toLongLong(), -9'000'000'000'000LL);
-    EXPECT_EQ(back[QStringLiteral("min")].toLongLong(), std::numeric_limits<qint64>::min());
-    EXPECT_EQ(back[QStringLiteral("max")].toULongLong(), std::numeric_limits<quint64>::max());
-    EXPECT_EQ(back[QStringLiteral("short")].toLongLong(), -7);
+    EXPECT_EQ(back["int"].typeId(), QMetaType::LongLong);
+    EXPECT_EQ(back["int"].toLongLong(), 42);
+    EXPECT_EQ(back["negative"].toLongLong(), -9'000'000'000'000LL);
+    EXPECT_EQ(back["min"].toLongLong(), std::numeric_limits<qint64>::min());
+    EXPECT_EQ(back["max"].toULongLong(), std::numeric_limits<quint64>::max());
+    EXPECT_EQ(back["short"].toLongLong(), -7);
 
-    EXPECT_EQ(back[QStringLiteral("real")].typeId(), QMetaType::Double);
-    EXPECT_EQ(back[QStringLiteral("real")].toDouble(), 0.1);
-    EXPECT_EQ(back[QStringLiteral("integralReal")].typeId(), QMetaType::Double);
-    EXPECT_EQ(back[QStringLiteral("integralReal")].toDouble(), 3.0);
-    EXPECT_EQ(back[QStringLiteral("tiny")].toDouble(), 5e-324);
-    EXPECT_EQ(back[QStringLiteral("float")].toDouble(), 1.5);
+    EXPECT_EQ(back["real"].typeId(), QMetaType::Double);
+    EXPECT_EQ(back["real"].toDouble(), 0.1);
+    EXPECT_EQ(back["integralReal"].typeId(), QMetaType::Double);
+    EXPECT_EQ(back["integralReal"].toDouble(), 3.0);
+    EXPECT_EQ(back["tiny"].toDouble(), 5e-324);
+    EXPECT_EQ(back["float"].toDouble(), 1.5);
 
-    const QDateTime backDate = back[QStringLiteral("date")].toDateTime();
+    const QDateTime backDate = back["date"].toDateTime();
     EXPECT_EQ(backDate.timeSpec(), Qt::UTC);
     EXPECT_EQ(backDate.toMSecsSinceEpoch(), date.toMSecsSinceEpoch());
-    EXPECT_EQ(back[QStringLiteral("string")].toString(), QStringLiteral("text"));
+    EXPECT_EQ(back["string"].toString(), "text");
 }
 
 TEST(PropertyList, DatesAreWrittenInUtcWithZ) {
@@ -135,12 +127,9 @@ TEST(PropertyList, DataKeepsEveryByteInWrappedLines) {
 }
 
 TEST(PropertyList, TextKeepsUnicodeAndXmlSpecialCharacters) {
-    const QString tricky = QStringLiteral("<a href=\"x\">&amp; 'q' ]]> Grüße 日本語 🎵\ttab\nline\r\nwindows\rcr  ");
+    const QString tricky = "<a href=\"x\">&amp; 'q' ]]> Grüße 日本語 🎵\ttab\nline\r\nwindows\rcr  ";
     QVariantMap map{
-        {tricky, tricky},
-        {QStringLiteral("&<>\"'"), QStringLiteral("")},
-        {QStringLiteral(""), QStringLiteral("   ")},
-        {QStringLiteral("🎵"), QStringLiteral("\n")},
+        {tricky, tricky}, {"&<>\"'", ""}, {"", "   "}, {"🎵", "\n"},
     };
     const QVariantMap back = roundTrip(map).toMap();
     EXPECT_TRUE(Variant::equal(back, map)) << Variant::describe(back).toStdString();
@@ -148,31 +137,28 @@ TEST(PropertyList, TextKeepsUnicodeAndXmlSpecialCharacters) {
 }
 
 TEST(PropertyList, NestedContainersRoundTrip) {
-    const QVariantMap inner{{QStringLiteral("name"), QStringLiteral("a")}, {QStringLiteral("gain"), -3.5}};
-    const QVariantList records{inner, QVariantMap{}, QVariantMap{{QStringLiteral("list"), QVariantList{}}},
-                               QVariantList{QVariantList{QVariantList{1, 2}}, QStringList{QStringLiteral("s")}}};
+    const QVariantMap inner{{"name", "a"}, {"gain", -3.5}};
+    const QVariantList records{inner, QVariantMap{}, QVariantMap{{"list", QVariantList{}}},
+                               QVariantList{QVariantList{QVariantList{1, 2}}, QStringList{"s"}}};
     QVariantHash hash;
-    hash.insert(QStringLiteral("h"), 1);
-    const QVariantMap root{{QStringLiteral("records"), records},
-                           {QStringLiteral("empty"), QVariantMap{}},
-                           {QStringLiteral("emptyList"), QVariantList{}},
-                           {QStringLiteral("hash"), hash}};
+    hash.insert("h", 1);
+    const QVariantMap root{
+        {"records", records}, {"empty", QVariantMap{}}, {"emptyList", QVariantList{}}, {"hash", hash}};
     const QVariant back = roundTrip(root);
     EXPECT_EQ(back.typeId(), QMetaType::QVariantMap);
     EXPECT_TRUE(Variant::equal(back, root)) << Variant::describe(back).toStdString();
-    const QVariantList backRecords = back.toMap().value(QStringLiteral("records")).toList();
+    const QVariantList backRecords = back.toMap().value("records").toList();
     ASSERT_EQ(backRecords.size(), 4);
     EXPECT_EQ(backRecords[1].typeId(), QMetaType::QVariantMap);
     EXPECT_EQ(backRecords[3].toList()[0].toList()[0].toList()[1].toLongLong(), 2);
 
     // A bare scalar root is a document too.
-    EXPECT_EQ(roundTrip(QStringLiteral("only")).toString(), QStringLiteral("only"));
+    EXPECT_EQ(roundTrip("only").toString(), "only");
     EXPECT_EQ(roundTrip(QVariantList{}).typeId(), QMetaType::QVariantList);
 }
 
 TEST(PropertyList, DocumentHasTheUsualShape) {
-    const QByteArray data = PropertyList::dataWithPropertyList(
-        QVariantMap{{QStringLiteral("b"), 1}, {QStringLiteral("a"), QVariantList{true}}});
+    const QByteArray data = PropertyList::dataWithPropertyList(QVariantMap{{"b", 1}, {"a", QVariantList{true}}});
     const QByteArray expected = document(
         "<dict>\n"
         "\t<key>a</key>\n"
@@ -192,25 +178,26 @@ TEST(PropertyList, ValuesWithoutAFormAreRefused) {
         QVariant(),
         Variant::null(),
         Variant::fromObject(thing),
-        QVariantMap{{QStringLiteral("deep"), QVariantList{1, Variant::null()}}},
-        QVariantMap{{QStringLiteral("absent"), QVariant()}},
-        QStringLiteral("bell \a"),
+        QVariantMap{{"deep", QVariantList{1, Variant::null()}}},
+        QVariantMap{{"absent", QVariant()}},
+        "bell \a",
         QString(QChar(0xD800)),
         QDateTime(),
     };
     for (const QVariant& value : bad) {
         VMKError error;
-        EXPECT_TRUE(PropertyList::dataWithPropertyList(value, &error).isNull()) << Variant::describe(value).toStdString();
+        EXPECT_TRUE(PropertyList::dataWithPropertyList(value, &error).isNull())
+            << Variant::describe(value).toStdString();
         EXPECT_TRUE(error.isError());
         EXPECT_EQ(error.code(), PropertyList::WriteInvalidError);
         EXPECT_FALSE(error.reason().isEmpty());
         EXPECT_FALSE(PropertyList::isPropertyList(value));
     }
     VMKError error;
-    PropertyList::dataWithPropertyList(QVariantMap{{QStringLiteral("deep"), QVariantList{1, Variant::null()}}}, &error);
-    EXPECT_TRUE(error.reason().contains(QStringLiteral("null marker"))) << error.reason().toStdString();
-    EXPECT_TRUE(error.reason().contains(QStringLiteral("deep/1"))) << error.reason().toStdString();
-    EXPECT_TRUE(PropertyList::isPropertyList(QVariantMap{{QStringLiteral("a"), QVariantList{1, 2.5, QByteArray()}}}));
+    PropertyList::dataWithPropertyList(QVariantMap{{"deep", QVariantList{1, Variant::null()}}}, &error);
+    EXPECT_TRUE(error.reason().contains("null marker")) << error.reason().toStdString();
+    EXPECT_TRUE(error.reason().contains("deep/1")) << error.reason().toStdString();
+    EXPECT_TRUE(PropertyList::isPropertyList(QVariantMap{{"a", QVariantList{1, 2.5, QByteArray()}}}));
 }
 
 TEST(PropertyList, MalformedDocumentsAreRejectedWithTheirLine) {
@@ -219,10 +206,8 @@ TEST(PropertyList, MalformedDocumentsAreRejectedWithTheirLine) {
         const char* reasonPart;
     };
     const std::vector<Case> cases{
-        {QByteArray(), ""},
-        {QByteArray("not xml at all"), ""},
-        {QByteArray("<?xml version=\"1.0\"?>\n<dict></dict>\n"), "<plist>"},
-        {document(""), "no value"},
+        {QByteArray(), ""}, {QByteArray("not xml at all"), ""},
+        {QByteArray("<?xml version=\"1.0\"?>\n<dict></dict>\n"), "<plist>"}, {document(""), "no value"},
         {document("<string>a</string>\n<string>b</string>"), "more than one"},
         {document("<dict>\n<key>a</key>\n<integer>1</integer>\n<string>loose</string>\n</dict>"), "<key>"},
         {document("<dict>\n<key>a</key>\n</dict>"), "no value"},
@@ -232,28 +217,24 @@ TEST(PropertyList, MalformedDocumentsAreRejectedWithTheirLine) {
         {document("<integer></integer>"), "not an integer"},
         {document("<integer>99999999999999999999999</integer>"), "not an integer"},
         {document("<integer>-9223372036854775809</integer>"), "out of range"},
-        {document("<real>1.5.2</real>"), "not a real"},
-        {document("<real>1e999</real>"), "not a real"},
+        {document("<real>1.5.2</real>"), "not a real"}, {document("<real>1e999</real>"), "not a real"},
         {document("<date>yesterday</date>"), "not an ISO 8601 date"},
         {document("<date>2020-13-40T00:00:00Z</date>"), "not an ISO 8601 date"},
-        {document("<data>!!!not base64!!!</data>"), "base64"},
-        {document("<true>yes</true>"), "holds text"},
-        {document("<string>a<b/>c</string>"), ""},
-        {document("<array>\n<string>a</string>"), ""},
-        {document("<array>stray text</array>"), "unexpected text"},
-        {document("<string>&undefined;</string>"), ""},
+        {document("<data>!!!not base64!!!</data>"), "base64"}, {document("<true>yes</true>"), "holds text"},
+        {document("<string>a<b/>c</string>"), ""}, {document("<array>\n<string>a</string>"), ""},
+        {document("<array>stray text</array>"), "unexpected text"}, {document("<string>&undefined;</string>"), ""},
     };
     for (const Case& c : cases) {
         const VMKError error = readError(c.data);
         EXPECT_EQ(error.code(), PropertyList::ReadCorruptError) << c.data.toStdString();
-        EXPECT_TRUE(error.reason().startsWith(QStringLiteral("line "))) << error.reason().toStdString();
+        EXPECT_TRUE(error.reason().startsWith("line ")) << error.reason().toStdString();
         EXPECT_TRUE(error.reason().contains(QLatin1String(c.reasonPart)))
             << error.reason().toStdString() << " / " << c.data.toStdString();
     }
     // The line points at the fault.
     const VMKError error =
         readError(document("<array>\n<integer>1</integer>\n<integer>2</integer>\n<integer>x</integer>\n</array>"));
-    EXPECT_EQ(error.userInfo().value(QStringLiteral("line")).toLongLong(), 7) << error.reason().toStdString();
+    EXPECT_EQ(error.userInfo().value("line").toLongLong(), 7) << error.reason().toStdString();
 }
 
 TEST(PropertyList, DeepNestingIsRefusedNotACrash) {
@@ -261,7 +242,7 @@ TEST(PropertyList, DeepNestingIsRefusedNotACrash) {
     for (int i = 0; i < 100000; ++i)
         body += "<array>";
     const VMKError error = readError(document(body.constData()));
-    EXPECT_TRUE(error.reason().contains(QStringLiteral("deeper"))) << error.reason().toStdString();
+    EXPECT_TRUE(error.reason().contains("deeper")) << error.reason().toStdString();
 
     QVariant nested = QVariantList{1};
     for (int i = 0; i < 200; ++i)
@@ -270,17 +251,16 @@ TEST(PropertyList, DeepNestingIsRefusedNotACrash) {
 }
 
 TEST(PropertyList, ReadsLenientForms) {
-    const QVariantList back = PropertyList::propertyListWithData(document(
-                                                                     "<!-- a comment -->\n"
-                                                                     "<array>\n"
-                                                                     "  <integer> 0x1F </integer>\n"
-                                                                     "  <integer>+5</integer>\n"
-                                                                     "  <real>2</real>\n"
-                                                                     "  <date>2001-01-01T01:00:00+01:00</date>\n"
-                                                                     "  <data>\n  AAEC\n  /w==\n  </data>\n"
-                                                                     "  <string/>\n"
-                                                                     "  <dict/>\n"
-                                                                     "</array>"))
+    const QVariantList back = PropertyList::propertyListWithData(document("<!-- a comment -->\n"
+                                                                          "<array>\n"
+                                                                          "  <integer> 0x1F </integer>\n"
+                                                                          "  <integer>+5</integer>\n"
+                                                                          "  <real>2</real>\n"
+                                                                          "  <date>2001-01-01T01:00:00+01:00</date>\n"
+                                                                          "  <data>\n  AAEC\n  /w==\n  </data>\n"
+                                                                          "  <string/>\n"
+                                                                          "  <dict/>\n"
+                                                                          "</array>"))
                                   .toList();
     ASSERT_EQ(back.size(), 7);
     EXPECT_EQ(back[0].toLongLong(), 31);
@@ -294,32 +274,32 @@ TEST(PropertyList, ReadsLenientForms) {
 
 TEST(PropertyList, FilesAreWrittenAtomicallyAndReadBack) {
     TemporaryHome home;
-    const QString path = home.filePath(QStringLiteral("values.plist"));
-    const QVariantMap value{{QStringLiteral("k"), QVariantList{1, QStringLiteral("two")}}};
+    const QString path = home.filePath("values.plist");
+    const QVariantMap value{{"k", QVariantList{1, "two"}}};
     VMKError error;
     ASSERT_TRUE(PropertyList::writeToFile(value, path, &error)) << error.localizedDescription().toStdString();
     EXPECT_TRUE(Variant::equal(PropertyList::readFromFile(path, &error), value));
 
     // A failed write leaves the old file whole.
-    EXPECT_FALSE(PropertyList::writeToFile(QVariantMap{{QStringLiteral("k"), Variant::null()}}, path, &error));
+    EXPECT_FALSE(PropertyList::writeToFile(QVariantMap{{"k", Variant::null()}}, path, &error));
     EXPECT_EQ(error.code(), PropertyList::WriteInvalidError);
     EXPECT_TRUE(Variant::equal(PropertyList::readFromFile(path), value));
 
     error = VMKError();
-    EXPECT_FALSE(PropertyList::readFromFile(home.filePath(QStringLiteral("missing.plist")), &error).isValid());
+    EXPECT_FALSE(PropertyList::readFromFile(home.filePath("missing.plist"), &error).isValid());
     EXPECT_EQ(error.code(), PropertyList::FileReadError);
-    EXPECT_TRUE(error.reason().contains(QStringLiteral("missing.plist")));
+    EXPECT_TRUE(error.reason().contains("missing.plist"));
 
     error = VMKError();
-    EXPECT_FALSE(PropertyList::writeToFile(value, home.filePath(QStringLiteral("no/such/folder/x.plist")), &error));
+    EXPECT_FALSE(PropertyList::writeToFile(value, home.filePath("no/such/folder/x.plist"), &error));
     EXPECT_EQ(error.code(), PropertyList::FileWriteError);
 
-    QFile broken(home.filePath(QStringLiteral("broken.plist")));
+    QFile broken(home.filePath("broken.plist"));
     ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
     broken.write(document("<dict>\n<key>a</key>\n"));
     broken.close();
     error = VMKError();
     EXPECT_FALSE(PropertyList::readFromFile(broken.fileName(), &error).isValid());
     EXPECT_EQ(error.code(), PropertyList::ReadCorruptError);
-    EXPECT_TRUE(error.reason().contains(QStringLiteral("broken.plist"))) << error.reason().toStdString();
+    EXPECT_TRUE(error.reason().contains("broken.plist")) << error.reason().toStdString();
 }

@@ -35,7 +35,7 @@ QStringList column(const QVariantList& list, const QString& key) {
     QStringList out;
     for (const QVariant& v : list) {
         const QVariant value = Object::valueForKeyPath(v, key);
-        out << (Variant::isNullOrAbsent(value) ? QStringLiteral("-") : Variant::describe(value));
+        out << (Variant::isNullOrAbsent(value) ? "-" : Variant::describe(value));
     }
     return out;
 }
@@ -47,52 +47,44 @@ std::vector<std::shared_ptr<SortDescriptor>> by(std::initializer_list<std::share
 } // namespace
 
 const ClassInfo& SortSample::staticClassInfo() {
-    static const ClassInfo& info = ClassInfo::define<SortSample, Object>(QStringLiteral("SortSample"))
-                                       .property(QStringLiteral("name"), &SortSample::name)
-                                       .property(QStringLiteral("startDate"), &SortSample::startDate);
+    static const ClassInfo& info = ClassInfo::define<SortSample, Object>("SortSample")
+                                       .property("name", &SortSample::name)
+                                       .property("startDate", &SortSample::startDate);
     return info;
 }
 
-TEST(SortDescriptor, NamesInNaturalOrderBothWays) {
+TEST(SortDescriptor, NamesByEachSelectorAndDescending) {
     const QVariantList files = rows({{{"name", "Take 10"}},
-                                     {{"name", "take 2"}},
-                                     {{"name", "Take 1"}},
-                                     {{"name", "ambience"}},
+                                     {{"name", "take 2"}}, {{"name", "Take 1"}}, {{"name", "ambience"}},
                                      {{"name", "Bass"}}});
-    auto natural = SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), true,
-                                                         QStringLiteral("localizedStandardCompare:"));
-    EXPECT_EQ(column(SortDescriptor::sortedArray(files, by({natural})), "name"),
-              (QStringList{"ambience", "Bass", "Take 1", "take 2", "Take 10"}));
-    // The files area's default: the same, descending.
+    const std::pair<const char*, QStringList> selectors[] = {
+        {"localizedStandardCompare:", {"ambience", "Bass", "Take 1", "take 2", "Take 10"}},
+        {"compare:", {"Bass", "Take 1", "Take 10", "ambience", "take 2"}},
+        {"caseInsensitiveCompare:", {"ambience", "Bass", "Take 1", "Take 10", "take 2"}},
+        {"localizedCaseInsensitiveCompare:", {"ambience", "Bass", "Take 1", "Take 10", "take 2"}},
+    };
+    for (const auto& [selector, expected] : selectors) {
+        auto descriptor = SortDescriptor::sortDescriptorWithKey("name", true, selector);
+        EXPECT_EQ(column(SortDescriptor::sortedArray(files, by({descriptor})), "name"), expected) << selector;
+    }
+    EXPECT_EQ(SortDescriptor::sortDescriptorWithKey("name", true)->selector(), "compare:");
+
+    // The files area's default: natural order, descending.
+    auto natural = SortDescriptor::sortDescriptorWithKey("name", true, "localizedStandardCompare:");
     auto descending = natural->reversedSortDescriptor();
     EXPECT_FALSE(descending->isAscending());
-    EXPECT_EQ(descending->key(), QStringLiteral("name"));
-    EXPECT_EQ(descending->selector(), QStringLiteral("localizedStandardCompare:"));
+    EXPECT_EQ(descending->key(), "name");
+    EXPECT_EQ(descending->selector(), "localizedStandardCompare:");
     EXPECT_EQ(column(SortDescriptor::sortedArray(files, by({descending})), "name"),
               (QStringList{"Take 10", "take 2", "Take 1", "Bass", "ambience"}));
     EXPECT_TRUE(descending->reversedSortDescriptor()->isEqual(*natural));
-
-    auto literal = SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), true);
-    EXPECT_EQ(literal->selector(), QStringLiteral("compare:"));
-    EXPECT_EQ(column(SortDescriptor::sortedArray(files, by({literal})), "name"),
-              (QStringList{"Bass", "Take 1", "Take 10", "ambience", "take 2"}));
-    auto folded =
-        SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), true, QStringLiteral("caseInsensitiveCompare:"));
-    EXPECT_EQ(column(SortDescriptor::sortedArray(files, by({folded})), "name"),
-              (QStringList{"ambience", "Bass", "Take 1", "Take 10", "take 2"}));
-    auto collated = SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), true,
-                                                          QStringLiteral("localizedCaseInsensitiveCompare:"));
-    EXPECT_EQ(column(SortDescriptor::sortedArray(files, by({collated})), "name"),
-              (QStringList{"ambience", "Bass", "Take 1", "Take 10", "take 2"}));
 }
 
 TEST(SortDescriptor, AbsentAndNullComeFirstAscending) {
     const QVariantList list = rows({{{"id", "b"}, {"v", 2}},
-                                    {{"id", "n"}, {"v", Variant::null()}},
-                                    {{"id", "a"}, {"v", 1.5}},
-                                    {{"id", "m"}},
+                                    {{"id", "n"}, {"v", Variant::null()}}, {{"id", "a"}, {"v", 1.5}}, {{"id", "m"}},
                                     {{"id", "c"}, {"v", true}}});
-    auto ascending = SortDescriptor::sortDescriptorWithKey(QStringLiteral("v"), true);
+    auto ascending = SortDescriptor::sortDescriptorWithKey("v", true);
     EXPECT_EQ(column(SortDescriptor::sortedArray(list, by({ascending})), "id"),
               (QStringList{"n", "m", "c", "a", "b"}));  // true counts as 1
     EXPECT_EQ(column(SortDescriptor::sortedArray(list, by({ascending->reversedSortDescriptor()})), "id"),
@@ -105,12 +97,10 @@ TEST(SortDescriptor, AbsentAndNullComeFirstAscending) {
 
 TEST(SortDescriptor, SeveralKeysAndStability) {
     const QVariantList list = rows({{{"cat", "fx"}, {"n", 3}, {"id", "1"}},
-                                    {{"cat", "eq"}, {"n", 3}, {"id", "2"}},
-                                    {{"cat", "fx"}, {"n", 1}, {"id", "3"}},
-                                    {{"cat", "eq"}, {"n", 3}, {"id", "4"}},
-                                    {{"cat", "fx"}, {"n", 3}, {"id", "5"}}});
-    auto byCategory = SortDescriptor::sortDescriptorWithKey(QStringLiteral("cat"), true);
-    auto byNumberDown = SortDescriptor::sortDescriptorWithKey(QStringLiteral("n"), false);
+                                    {{"cat", "eq"}, {"n", 3}, {"id", "2"}}, {{"cat", "fx"}, {"n", 1}, {"id", "3"}},
+                                    {{"cat", "eq"}, {"n", 3}, {"id", "4"}}, {{"cat", "fx"}, {"n", 3}, {"id", "5"}}});
+    auto byCategory = SortDescriptor::sortDescriptorWithKey("cat", true);
+    auto byNumberDown = SortDescriptor::sortDescriptorWithKey("n", false);
     EXPECT_EQ(column(SortDescriptor::sortedArray(list, by({byCategory, byNumberDown})), "id"),
               (QStringList{"2", "4", "1", "5", "3"}));
     EXPECT_EQ(column(SortDescriptor::sortedArray(list, by({byNumberDown})), "id"),
@@ -126,7 +116,7 @@ TEST(SortDescriptor, ObjectsDatesAndPlainValues) {
                                  Variant::fromObject(SortSample::make("third", t0.addSecs(120))),
                                  Variant::fromObject(SortSample::make("first", t0))};
     // The activity list: newest first.
-    auto newest = SortDescriptor::sortDescriptorWithKey(QStringLiteral("startDate"), false);
+    auto newest = SortDescriptor::sortDescriptorWithKey("startDate", false);
     EXPECT_EQ(column(SortDescriptor::sortedArray(processes, by({newest})), "name"),
               (QStringList{"third", "second", "first", "none"}));
 
@@ -140,10 +130,9 @@ TEST(SortDescriptor, ObjectsDatesAndPlainValues) {
               (QVariantList{QVariant(), 1, 2, "a", "b", t0}));
 
     // Key-value coding sees the descriptor.
-    auto d = SortDescriptor::sortDescriptorWithKey(QStringLiteral("name"), false,
-                                                   QStringLiteral("localizedStandardCompare:"));
-    EXPECT_EQ(d->valueForKey(QStringLiteral("key")).toString(), QStringLiteral("name"));
-    EXPECT_EQ(d->valueForKey(QStringLiteral("ascending")).toBool(), false);
-    EXPECT_EQ(d->valueForKey(QStringLiteral("selector")).toString(), QStringLiteral("localizedStandardCompare:"));
-    EXPECT_TRUE(ClassRegistry::create(QStringLiteral("SortDescriptor")));
+    auto d = SortDescriptor::sortDescriptorWithKey("name", false, "localizedStandardCompare:");
+    EXPECT_EQ(d->valueForKey("key").toString(), "name");
+    EXPECT_EQ(d->valueForKey("ascending").toBool(), false);
+    EXPECT_EQ(d->valueForKey("selector").toString(), "localizedStandardCompare:");
+    EXPECT_TRUE(ClassRegistry::create("SortDescriptor"));
 }

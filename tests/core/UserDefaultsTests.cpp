@@ -59,69 +59,62 @@ void writeFile(const QString& path, const QByteArray& data) {
 TEST_F(UserDefaultsTest, StoredValuesSurviveARestart) {
     auto defaults = UserDefaults::standardUserDefaults();
     EXPECT_EQ(defaults, UserDefaults::standardUserDefaults());
-    EXPECT_EQ(defaults->filePath(), home.filePath(QStringLiteral("Defaults.plist")));
+    EXPECT_EQ(defaults->filePath(), home.filePath("Defaults.plist"));
 
     const QDateTime when(QDate(2024, 3, 1), QTime(12, 0, 0, 250), Qt::UTC);
-    defaults->setBoolForKey(true, QStringLiteral("waveformWindowVisible"));
-    defaults->setIntegerForKey(13, QStringLiteral("timeFormat"));
-    defaults->setDoubleForKey(0.5, QStringLiteral("StreamVolume"));
-    defaults->setObjectForKey(QStringLiteral("LUFS"), QStringLiteral("loudnessFormat"));
-    defaults->setObjectForKey(QByteArray("\x00\xff", 2), QStringLiteral("entitiesPredicate"));
-    defaults->setObjectForKey(when, QStringLiteral("lastRun"));
-    defaults->setObjectForKey(QVariantMap{{QStringLiteral("router"), QVariantList{0, 1}}},
-                              QStringLiteral("StreamOutputDeviceRouter_1"));
-    defaults->setObjectForKey(QStringLiteral("gone"), QStringLiteral("removed"));
-    defaults->removeObjectForKey(QStringLiteral("removed"));
+    defaults->setBoolForKey(true, "waveformWindowVisible");
+    defaults->setIntegerForKey(13, "timeFormat");
+    defaults->setDoubleForKey(0.5, "StreamVolume");
+    defaults->setObjectForKey("LUFS", "loudnessFormat");
+    defaults->setObjectForKey(QByteArray("\x00\xff", 2), "entitiesPredicate");
+    defaults->setObjectForKey(when, "lastRun");
+    defaults->setObjectForKey(QVariantMap{{"router", QVariantList{0, 1}}}, "StreamOutputDeviceRouter_1");
+    defaults->setObjectForKey("gone", "removed");
+    defaults->removeObjectForKey("removed");
 
     const auto again = restart();
     EXPECT_NE(again, defaults);
-    EXPECT_TRUE(again->boolForKey(QStringLiteral("waveformWindowVisible")));
-    EXPECT_EQ(again->integerForKey(QStringLiteral("timeFormat")), 13);
-    EXPECT_EQ(again->doubleForKey(QStringLiteral("StreamVolume")), 0.5);
-    EXPECT_EQ(again->stringForKey(QStringLiteral("loudnessFormat")), QStringLiteral("LUFS"));
-    EXPECT_EQ(again->dataForKey(QStringLiteral("entitiesPredicate")), QByteArray("\x00\xff", 2));
-    EXPECT_EQ(again->objectForKey(QStringLiteral("lastRun")).toDateTime(), when);
-    EXPECT_EQ(again->dictionaryForKey(QStringLiteral("StreamOutputDeviceRouter_1"))
-                  .value(QStringLiteral("router"))
-                  .toList()
-                  .size(),
-              2);
-    EXPECT_FALSE(again->objectForKey(QStringLiteral("removed")).isValid());
+    EXPECT_TRUE(again->boolForKey("waveformWindowVisible"));
+    EXPECT_EQ(again->integerForKey("timeFormat"), 13);
+    EXPECT_EQ(again->doubleForKey("StreamVolume"), 0.5);
+    EXPECT_EQ(again->stringForKey("loudnessFormat"), "LUFS");
+    EXPECT_EQ(again->dataForKey("entitiesPredicate"), QByteArray("\x00\xff", 2));
+    EXPECT_EQ(again->objectForKey("lastRun").toDateTime(), when);
+    EXPECT_EQ(again->dictionaryForKey("StreamOutputDeviceRouter_1").value("router").toList().size(), 2);
+    EXPECT_FALSE(again->objectForKey("removed").isValid());
 
     // The file is a plain property list of the stored values.
-    const QVariantMap onDisk = PropertyList::readFromFile(home.filePath(QStringLiteral("Defaults.plist"))).toMap();
+    const QVariantMap onDisk = PropertyList::readFromFile(home.filePath("Defaults.plist")).toMap();
     EXPECT_TRUE(Variant::equal(onDisk, again->persistentDomain()));
     EXPECT_EQ(onDisk.size(), 7);
 }
 
 TEST_F(UserDefaultsTest, RegisteredValuesNeverHideOrOverwriteStoredOnes) {
     auto defaults = UserDefaults::standardUserDefaults();
-    defaults->setObjectForKey(QStringLiteral("peak"), QStringLiteral("levelFormat"));
-    defaults->registerDefaults({{QStringLiteral("levelFormat"), QStringLiteral("decibel")},
-                                {QStringLiteral("confirmRunWorkflow"), true},
-                                {QStringLiteral("MIDIChannel"), 0}});
-    EXPECT_EQ(defaults->stringForKey(QStringLiteral("levelFormat")), QStringLiteral("peak"));
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("confirmRunWorkflow")));
+    defaults->setObjectForKey("peak", "levelFormat");
+    defaults->registerDefaults({{"levelFormat", "decibel"}, {"confirmRunWorkflow", true}, {"MIDIChannel", 0}});
+    EXPECT_EQ(defaults->stringForKey("levelFormat"), "peak");
+    EXPECT_TRUE(defaults->boolForKey("confirmRunWorkflow"));
 
     // Registering again merges: new keys join, a key registered again takes the new value.
-    defaults->registerDefaults({{QStringLiteral("MIDIChannel"), 3}, {QStringLiteral("frequencyFormat"), QStringLiteral("hz")}});
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("confirmRunWorkflow")));
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("MIDIChannel")), 3);
-    EXPECT_EQ(defaults->stringForKey(QStringLiteral("frequencyFormat")), QStringLiteral("hz"));
+    defaults->registerDefaults({{"MIDIChannel", 3}, {"frequencyFormat", "hz"}});
+    EXPECT_TRUE(defaults->boolForKey("confirmRunWorkflow"));
+    EXPECT_EQ(defaults->integerForKey("MIDIChannel"), 3);
+    EXPECT_EQ(defaults->stringForKey("frequencyFormat"), "hz");
 
     const QVariantMap all = defaults->dictionaryRepresentation();
-    EXPECT_EQ(all.value(QStringLiteral("levelFormat")).toString(), QStringLiteral("peak"));
+    EXPECT_EQ(all.value("levelFormat").toString(), "peak");
     EXPECT_EQ(all.size(), 4);
     EXPECT_EQ(defaults->persistentDomain().size(), 1);  // registered values are never written
 
     // After a restart the stored value still wins over a registration.
     defaults = restart();
-    defaults->registerDefaults({{QStringLiteral("levelFormat"), QStringLiteral("decibel")}});
-    EXPECT_EQ(defaults->stringForKey(QStringLiteral("levelFormat")), QStringLiteral("peak"));
-    EXPECT_FALSE(defaults->objectForKey(QStringLiteral("MIDIChannel")).isValid());
+    defaults->registerDefaults({{"levelFormat", "decibel"}});
+    EXPECT_EQ(defaults->stringForKey("levelFormat"), "peak");
+    EXPECT_FALSE(defaults->objectForKey("MIDIChannel").isValid());
     // Removing the stored value uncovers the registered one.
-    defaults->removeObjectForKey(QStringLiteral("levelFormat"));
-    EXPECT_EQ(defaults->stringForKey(QStringLiteral("levelFormat")), QStringLiteral("decibel"));
+    defaults->removeObjectForKey("levelFormat");
+    EXPECT_EQ(defaults->stringForKey("levelFormat"), "decibel");
     EXPECT_TRUE(restart()->persistentDomain().isEmpty());
 }
 
@@ -129,52 +122,50 @@ TEST_F(UserDefaultsTest, ObserversOfOneKeyAreToldOfItsSetsAndRemovesOnly) {
     auto defaults = UserDefaults::standardUserDefaults();
     std::vector<KeyValueChangeInfo> changes;
     QVariant seenInside;
-    const auto handle = defaults->observe(QStringLiteral("StreamVolume"),
-                                          KeyValueObservingOptionNew | KeyValueObservingOptionOld,
+    const auto handle = defaults->observe("StreamVolume", KeyValueObservingOptionNew | KeyValueObservingOptionOld,
                                           [&](const KeyValueChangeInfo& change) {
                                               changes.push_back(change);
                                               // No lock is held here: reading and writing is fine.
-                                              seenInside = defaults->objectForKey(QStringLiteral("StreamVolume"));
-                                              defaults->setIntegerForKey(qint64(changes.size()),
-                                                                         QStringLiteral("observerCalls"));
+                                              seenInside = defaults->objectForKey("StreamVolume");
+                                              defaults->setIntegerForKey(qint64(changes.size()), "observerCalls");
                                           });
 
-    defaults->setDoubleForKey(0.25, QStringLiteral("StreamVolume"));
+    defaults->setDoubleForKey(0.25, "StreamVolume");
     ASSERT_EQ(changes.size(), 1u);
     EXPECT_EQ(changes[0].kind, KeyValueChange::Setting);
     EXPECT_FALSE(changes[0].oldValue.isValid());
     EXPECT_EQ(changes[0].newValue.toDouble(), 0.25);
     EXPECT_EQ(seenInside.toDouble(), 0.25);
 
-    defaults->setObjectForKey(QStringLiteral("x"), QStringLiteral("StreamRepeat"));
-    defaults->removeObjectForKey(QStringLiteral("StreamRepeat"));
+    defaults->setObjectForKey("x", "StreamRepeat");
+    defaults->removeObjectForKey("StreamRepeat");
     EXPECT_EQ(changes.size(), 1u);
 
-    defaults->setValueForKey(0.75, QStringLiteral("StreamVolume"));  // key-value coding sets the default
+    defaults->setValueForKey(0.75, "StreamVolume");  // key-value coding sets the default
     ASSERT_EQ(changes.size(), 2u);
     EXPECT_EQ(changes[1].oldValue.toDouble(), 0.25);
-    EXPECT_EQ(defaults->valueForKey(QStringLiteral("StreamVolume")).toDouble(), 0.75);
+    EXPECT_EQ(defaults->valueForKey("StreamVolume").toDouble(), 0.75);
 
-    defaults->removeObjectForKey(QStringLiteral("StreamVolume"));
+    defaults->removeObjectForKey("StreamVolume");
     ASSERT_EQ(changes.size(), 3u);
     EXPECT_EQ(changes[2].oldValue.toDouble(), 0.75);
     EXPECT_FALSE(changes[2].newValue.isValid());
 
     // A registration that changes what the key answers is a change too.
-    defaults->registerDefaults({{QStringLiteral("StreamVolume"), 1.0}});
+    defaults->registerDefaults({{"StreamVolume", 1.0}});
     ASSERT_EQ(changes.size(), 4u);
     EXPECT_EQ(changes[3].newValue.toDouble(), 1.0);
-    defaults->registerDefaults({{QStringLiteral("StreamVolume"), 1.0}, {QStringLiteral("StreamPreview"), false}});
+    defaults->registerDefaults({{"StreamVolume", 1.0}, {"StreamPreview", false}});
     EXPECT_EQ(changes.size(), 4u);
 
-    EXPECT_EQ(restart()->integerForKey(QStringLiteral("observerCalls")), 4);
+    EXPECT_EQ(restart()->integerForKey("observerCalls"), 4);
 }
 
 TEST_F(UserDefaultsTest, ConcurrentSetsAreAllPersisted) {
     auto defaults = UserDefaults::standardUserDefaults();
     std::atomic<int> told{0};
     const auto handle =
-        defaults->observe(QStringLiteral("shared"), KeyValueObservingOptionNew, [&](const KeyValueChangeInfo&) { ++told; });
+        defaults->observe("shared", KeyValueObservingOptionNew, [&](const KeyValueChangeInfo&) { ++told; });
 
     constexpr int kThreads = 6;
     constexpr int kKeysPerThread = 25;
@@ -182,8 +173,8 @@ TEST_F(UserDefaultsTest, ConcurrentSetsAreAllPersisted) {
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([defaults, t] {
             for (int k = 0; k < kKeysPerThread; ++k) {
-                defaults->setIntegerForKey(t * 1000 + k, QStringLiteral("thread%1_key%2").arg(t).arg(k));
-                defaults->setIntegerForKey(t, QStringLiteral("shared"));
+                defaults->setIntegerForKey(t * 1000 + k, QString("thread%1_key%2").arg(t).arg(k));
+                defaults->setIntegerForKey(t, "shared");
                 (void)defaults->dictionaryRepresentation();
             }
         });
@@ -195,7 +186,7 @@ TEST_F(UserDefaultsTest, ConcurrentSetsAreAllPersisted) {
     const auto again = restart();
     for (int t = 0; t < kThreads; ++t)
         for (int k = 0; k < kKeysPerThread; ++k)
-            EXPECT_EQ(again->integerForKey(QStringLiteral("thread%1_key%2").arg(t).arg(k)), t * 1000 + k);
+            EXPECT_EQ(again->integerForKey(QString("thread%1_key%2").arg(t).arg(k)), t * 1000 + k);
     EXPECT_EQ(again->persistentDomain().size(), kThreads * kKeysPerThread + 1);
 }
 
@@ -207,35 +198,35 @@ TEST(UserDefaultsAtExit, ChildChangesAndExits) {
     qputenv("ONDREL_HOME", qgetenv("ONDREL_DEFAULTS_EXIT_CHILD"));  // the test main made its own
     const auto defaults = UserDefaults::standardUserDefaults();
     for (int i = 0; i < 200; ++i)
-        defaults->setIntegerForKey(i, QStringLiteral("key%1").arg(i));
+        defaults->setIntegerForKey(i, QString("key%1").arg(i));
 }
 
 TEST_F(UserDefaultsTest, ChangesMadeJustBeforeExitAreKept) {
     QProcess child;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("ONDREL_DEFAULTS_EXIT_CHILD"), home.path());
+    environment.insert("ONDREL_DEFAULTS_EXIT_CHILD", home.path());
     child.setProcessEnvironment(environment);
-    child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--gtest_filter=UserDefaultsAtExit.*")});
+    child.start(QCoreApplication::applicationFilePath(), {"--gtest_filter=UserDefaultsAtExit.*"});
     ASSERT_TRUE(child.waitForFinished(60000));
     ASSERT_EQ(child.exitStatus(), QProcess::NormalExit);
     ASSERT_EQ(child.exitCode(), 0) << child.readAll().toStdString();
 
     const auto defaults = restart();
     for (int i = 0; i < 200; ++i)
-        EXPECT_EQ(defaults->integerForKey(QStringLiteral("key%1").arg(i)), i);
+        EXPECT_EQ(defaults->integerForKey(QString("key%1").arg(i)), i);
 }
 
 TEST_F(UserDefaultsTest, PrivateInstanceWritesWhatIsLeftWhenItGoesAway) {
-    const QString path = home.filePath(QStringLiteral("private.plist"));
+    const QString path = home.filePath("private.plist");
     auto own = std::make_shared<UserDefaults>(path);
     for (int i = 0; i < 50; ++i)
-        own->setIntegerForKey(i, QStringLiteral("own%1").arg(i));
+        own->setIntegerForKey(i, QString("own%1").arg(i));
     own.reset();
     EXPECT_EQ(PropertyList::readFromFile(path).toMap().size(), 50);
 }
 
 TEST_F(UserDefaultsTest, DamagedFileIsReportedOnceAndKeptAside) {
-    const QString path = home.filePath(QStringLiteral("Defaults.plist"));
+    const QString path = home.filePath("Defaults.plist");
     const QByteArray damaged("<?xml version=\"1.0\"?>\n<plist version=\"1.0\">\n<dict>\n<key>half");
     writeFile(path, damaged);
 
@@ -243,15 +234,14 @@ TEST_F(UserDefaultsTest, DamagedFileIsReportedOnceAndKeptAside) {
     auto defaults = restart();
     EXPECT_EQ(warnings.count(), 1);
     EXPECT_TRUE(defaults->persistentDomain().isEmpty());
-    const QStringList aside =
-        QDir(home.path()).entryList({QStringLiteral("Defaults-corrupt-*.plist")}, QDir::Files);
+    const QStringList aside = QDir(home.path()).entryList({"Defaults-corrupt-*.plist"}, QDir::Files);
     ASSERT_EQ(aside.size(), 1);
     QFile kept(home.filePath(aside[0]));
     ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
     EXPECT_EQ(kept.readAll(), damaged);
 
-    defaults->setBoolForKey(true, QStringLiteral("fresh"));
-    EXPECT_TRUE(restart()->boolForKey(QStringLiteral("fresh")));
+    defaults->setBoolForKey(true, "fresh");
+    EXPECT_TRUE(restart()->boolForKey("fresh"));
     EXPECT_EQ(warnings.count(), 1);
 
     // A well formed list whose root is not a dictionary is damaged too; a
@@ -259,116 +249,100 @@ TEST_F(UserDefaultsTest, DamagedFileIsReportedOnceAndKeptAside) {
     writeFile(path, PropertyList::dataWithPropertyList(QVariantList{1, 2}));
     defaults = restart();
     EXPECT_EQ(warnings.count(), 2);
-    EXPECT_FALSE(defaults->objectForKey(QStringLiteral("fresh")).isValid());
-    EXPECT_EQ(QDir(home.path()).entryList({QStringLiteral("Defaults-corrupt-*.plist")}, QDir::Files).size(), 2);
+    EXPECT_FALSE(defaults->objectForKey("fresh").isValid());
+    EXPECT_EQ(QDir(home.path()).entryList({"Defaults-corrupt-*.plist"}, QDir::Files).size(), 2);
 }
 
 TEST_F(UserDefaultsTest, ValuesWithoutAPropertyListFormAreRefused) {
     auto defaults = UserDefaults::standardUserDefaults();
-    defaults->setIntegerForKey(4, QStringLiteral("kept"));
+    defaults->setIntegerForKey(4, "kept");
     WarningCounter warnings;
-    defaults->setObjectForKey(Variant::null(), QStringLiteral("kept"));
-    defaults->setObjectForKey(QVariantList{Variant::null()}, QStringLiteral("other"));
+    defaults->setObjectForKey(Variant::null(), "kept");
+    defaults->setObjectForKey(QVariantList{Variant::null()}, "other");
     EXPECT_EQ(warnings.count(), 2);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("kept")), 4);
-    EXPECT_FALSE(defaults->objectForKey(QStringLiteral("other")).isValid());
-    defaults->setObjectForKey(QVariant(), QStringLiteral("kept"));  // absent removes
-    EXPECT_FALSE(restart()->objectForKey(QStringLiteral("kept")).isValid());
+    EXPECT_EQ(defaults->integerForKey("kept"), 4);
+    EXPECT_FALSE(defaults->objectForKey("other").isValid());
+    defaults->setObjectForKey(QVariant(), "kept");  // absent removes
+    EXPECT_FALSE(restart()->objectForKey("kept").isValid());
 }
 
 TEST_F(UserDefaultsTest, TypedReadersConvert) {
     auto defaults = UserDefaults::standardUserDefaults();
     defaults->registerDefaults({
-        {QStringLiteral("yesText"), QStringLiteral("YES")},
-        {QStringLiteral("trueText"), QStringLiteral("true")},
-        {QStringLiteral("oneText"), QStringLiteral(" 1 ")},
-        {QStringLiteral("noText"), QStringLiteral("no")},
-        {QStringLiteral("real"), 2.9},
-        {QStringLiteral("negativeReal"), -2.9},
-        {QStringLiteral("numberText"), QStringLiteral("42")},
-        {QStringLiteral("realText"), QStringLiteral("1.5")},
-        {QStringLiteral("integer"), 7},
-        {QStringLiteral("flag"), true},
-        {QStringLiteral("list"), QVariantList{QStringLiteral("a"), QStringLiteral("b")}},
-        {QStringLiteral("mixedList"), QVariantList{QStringLiteral("a"), 1}},
-        {QStringLiteral("map"), QVariantMap{{QStringLiteral("k"), 1}}},
+        {"yesText", "YES"}, {"trueText", "true"}, {"oneText", " 1 "}, {"noText", "no"}, {"real", 2.9},
+        {"negativeReal", -2.9}, {"numberText", "42"}, {"realText", "1.5"}, {"integer", 7}, {"flag", true},
+        {"list", QVariantList{"a", "b"}}, {"mixedList", QVariantList{"a", 1}}, {"map", QVariantMap{{"k", 1}}},
     });
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("yesText")));
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("trueText")));
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("oneText")));
-    EXPECT_FALSE(defaults->boolForKey(QStringLiteral("noText")));
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("real")));
-    EXPECT_FALSE(defaults->boolForKey(QStringLiteral("missing")));
-    EXPECT_FALSE(defaults->boolForKey(QStringLiteral("list")));
+    for (const char* key : {"yesText", "trueText", "oneText", "real"})
+        EXPECT_TRUE(defaults->boolForKey(key)) << key;
+    for (const char* key : {"noText", "missing", "list"})
+        EXPECT_FALSE(defaults->boolForKey(key)) << key;
+    const std::pair<const char*, qint64> integers[] = {{"real", 2},     {"negativeReal", -2}, {"numberText", 42},
+                                                       {"realText", 1}, {"flag", 1},          {"noText", 0}};
+    for (const auto& [key, expected] : integers)
+        EXPECT_EQ(defaults->integerForKey(key), expected) << key;
+    EXPECT_EQ(defaults->doubleForKey("realText"), 1.5);
+    EXPECT_EQ(defaults->doubleForKey("integer"), 7.0);
 
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("real")), 2);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("negativeReal")), -2);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("numberText")), 42);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("realText")), 1);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("flag")), 1);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("noText")), 0);
-    EXPECT_EQ(defaults->doubleForKey(QStringLiteral("realText")), 1.5);
-    EXPECT_EQ(defaults->doubleForKey(QStringLiteral("integer")), 7.0);
-
-    EXPECT_EQ(defaults->stringForKey(QStringLiteral("integer")), QStringLiteral("7"));
-    EXPECT_TRUE(defaults->stringForKey(QStringLiteral("list")).isNull());
-    EXPECT_TRUE(defaults->stringForKey(QStringLiteral("missing")).isNull());
-    EXPECT_EQ(defaults->stringArrayForKey(QStringLiteral("list")), QStringList({QStringLiteral("a"), QStringLiteral("b")}));
-    EXPECT_TRUE(defaults->stringArrayForKey(QStringLiteral("mixedList")).isEmpty());
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("mixedList")).size(), 2);
-    EXPECT_TRUE(defaults->arrayForKey(QStringLiteral("map")).isEmpty());
-    EXPECT_EQ(defaults->dictionaryForKey(QStringLiteral("map")).value(QStringLiteral("k")).toInt(), 1);
-    EXPECT_TRUE(defaults->dataForKey(QStringLiteral("yesText")).isEmpty());
+    EXPECT_EQ(defaults->stringForKey("integer"), "7");
+    EXPECT_TRUE(defaults->stringForKey("list").isNull());
+    EXPECT_TRUE(defaults->stringForKey("missing").isNull());
+    EXPECT_EQ(defaults->stringArrayForKey("list"), QStringList({"a", "b"}));
+    EXPECT_TRUE(defaults->stringArrayForKey("mixedList").isEmpty());
+    EXPECT_EQ(defaults->arrayForKey("mixedList").size(), 2);
+    EXPECT_TRUE(defaults->arrayForKey("map").isEmpty());
+    EXPECT_EQ(defaults->dictionaryForKey("map").value("k").toInt(), 1);
+    EXPECT_TRUE(defaults->dataForKey("yesText").isEmpty());
 }
 
 TEST_F(UserDefaultsTest, FileFollowsTheEnvironment) {
     const QString first = UserDefaults::defaultsFilePath();
-    EXPECT_EQ(first, home.filePath(QStringLiteral("Defaults.plist")));
-    UserDefaults::standardUserDefaults()->setIntegerForKey(1, QStringLiteral("where"));
+    EXPECT_EQ(first, home.filePath("Defaults.plist"));
+    UserDefaults::standardUserDefaults()->setIntegerForKey(1, "where");
 
     {
         TemporaryHome other;
         auto defaults = restart();
-        EXPECT_EQ(defaults->filePath(), other.filePath(QStringLiteral("Defaults.plist")));
-        EXPECT_FALSE(defaults->objectForKey(QStringLiteral("where")).isValid());
-        defaults->setIntegerForKey(2, QStringLiteral("where"));
+        EXPECT_EQ(defaults->filePath(), other.filePath("Defaults.plist"));
+        EXPECT_FALSE(defaults->objectForKey("where").isValid());
+        defaults->setIntegerForKey(2, "where");
         UserDefaults::resetStandardUserDefaults();
     }
-    EXPECT_EQ(restart()->integerForKey(QStringLiteral("where")), 1);
+    EXPECT_EQ(restart()->integerForKey("where"), 1);
 
     // Without ONDREL_HOME the file lives in the configuration folder, made on first write.
     const QByteArray savedHome = qgetenv("ONDREL_HOME");
     const QByteArray savedConfig = qgetenv("XDG_CONFIG_HOME");
     qunsetenv("ONDREL_HOME");
-    qputenv("XDG_CONFIG_HOME", home.filePath(QStringLiteral("config")).toUtf8());
-    const QString configPath = home.filePath(QStringLiteral("config/ondrel/Defaults.plist"));
+    qputenv("XDG_CONFIG_HOME", home.filePath("config").toUtf8());
+    const QString configPath = home.filePath("config/ondrel/Defaults.plist");
     EXPECT_EQ(UserDefaults::defaultsFilePath(), configPath);
     auto defaults = restart();
-    defaults->setIntegerForKey(3, QStringLiteral("where"));
+    defaults->setIntegerForKey(3, "where");
     EXPECT_TRUE(defaults->synchronize());
     EXPECT_TRUE(QFile::exists(configPath));
     qputenv("XDG_CONFIG_HOME", "");
-    EXPECT_EQ(UserDefaults::defaultsFilePath(), QDir::home().filePath(QStringLiteral(".config/ondrel/Defaults.plist")));
+    EXPECT_EQ(UserDefaults::defaultsFilePath(), QDir::home().filePath(".config/ondrel/Defaults.plist"));
     qputenv("ONDREL_HOME", savedHome);
     qputenv("XDG_CONFIG_HOME", savedConfig);
 }
 
 TEST_F(UserDefaultsTest, UnwritableFileIsReportedOnceAndSynchronizeSaysSo) {
     // The folder of the file is taken by a plain file: nothing can be written there.
-    const QString blocker = home.filePath(QStringLiteral("blocker"));
+    const QString blocker = home.filePath("blocker");
     writeFile(blocker, "not a folder");
-    UserDefaults defaults(blocker + QStringLiteral("/Defaults.plist"));
+    UserDefaults defaults(blocker + "/Defaults.plist");
     WarningCounter warnings;
-    defaults.setIntegerForKey(1, QStringLiteral("a"));
-    defaults.setIntegerForKey(2, QStringLiteral("b"));
+    defaults.setIntegerForKey(1, "a");
+    defaults.setIntegerForKey(2, "b");
     VMKError error;
     EXPECT_FALSE(defaults.synchronize(&error));
     EXPECT_TRUE(error.isError());
     EXPECT_FALSE(defaults.synchronize());
-    EXPECT_EQ(warnings.count(), 1);                             // once, not at every attempt
-    EXPECT_EQ(defaults.integerForKey(QStringLiteral("b")), 2);  // the values still hold in memory
+    EXPECT_EQ(warnings.count(), 1);             // once, not at every attempt
+    EXPECT_EQ(defaults.integerForKey("b"), 2);  // the values still hold in memory
 
     ASSERT_TRUE(QFile::remove(blocker));
     EXPECT_TRUE(defaults.synchronize(&error));
-    EXPECT_EQ(UserDefaults(defaults.filePath()).integerForKey(QStringLiteral("a")), 1);
+    EXPECT_EQ(UserDefaults(defaults.filePath()).integerForKey("a"), 1);
 }

@@ -32,7 +32,7 @@ protected:
 
     // A second connection on the log file, as another reader would have.
     std::shared_ptr<VMKDatabaseController> reader() {
-        return VMKDatabaseController::initWithURL(URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Log.db")));
+        return VMKDatabaseController::initWithURL(URL::supportDirectory().URLByAppendingPathComponent("Log.db"));
     }
     static qint64 count(VMKDatabaseController& db, const QString& where = QString()) {
         qint64 n = -1;
@@ -72,7 +72,7 @@ TEST_F(LogControllerTest, ABurstFromEightThreadsIsOneBatchOneTransactionOneNotif
     for (int t = 0; t < 8; ++t)
         threads.emplace_back([&log, t] {
             for (int i = 0; i < 1250; ++i)
-                log->logWithLevel(5 - (i % 3), QStringLiteral("thread %1 message %2").arg(t).arg(i));
+                log->logWithLevel(5 - (i % 3), QString("thread %1 message %2").arg(t).arg(i));
         });
     for (auto& t : threads)
         t.join();
@@ -86,21 +86,21 @@ TEST_F(LogControllerTest, ABurstFromEightThreadsIsOneBatchOneTransactionOneNotif
     EXPECT_EQ(updates.load(), 1);
     EXPECT_FALSE(sawPartial.load());
     EXPECT_EQ(count(*db), 10000);
-    EXPECT_EQ(count(*db, QStringLiteral("WHERE message = 'thread 7 message 1249'")), 1);
+    EXPECT_EQ(count(*db, "WHERE message = 'thread 7 message 1249'"), 1);
     EXPECT_EQ(log->errorCount(), 8u * 416);    // i % 3 == 2
     EXPECT_EQ(log->warningCount(), 8u * 417);  // i % 3 == 1
 
     // A later message opens a new batch with its own notification.
-    log->logWithLevel(LogController::Notice, QStringLiteral("later"));
+    log->logWithLevel(LogController::Notice, "later");
     ASSERT_TRUE(spinUntil([&] { return updates.load() >= 2; }, 15000));
     EXPECT_EQ(count(*db), 10001);
 }
 
 TEST_F(LogControllerTest, MessagesLoggedJustBeforeQuitAreThereAtTheNextStart) {
     auto log = LogController::sharedInstance();
-    log->logWithLevel(LogController::Warning, QStringLiteral("before quit"));
+    log->logWithLevel(LogController::Warning, "before quit");
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
-    EXPECT_EQ(count(*reader(), QStringLiteral("WHERE message = 'before quit' AND level = 4")), 1);
+    EXPECT_EQ(count(*reader(), "WHERE message = 'before quit' AND level = 4"), 1);
     EXPECT_EQ(updates.load(), 0) << "quitting writes without notifying";
 }
 
@@ -109,22 +109,23 @@ TEST_F(LogControllerTest, OldEntriesGoAtStartAccordingToTheTimeToLive) {
     log->write();  // the file exists now
     auto db = reader();
     for (const char* age : {"-20 days", "-13 days", "-1 hours"})
-        db->executeStatement(QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '%1'), 5, '%1')")
-                                 .arg(QLatin1String(age)));
+        db->executeStatement(
+            QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '%1'), 5, '%1')")
+                .arg(QLatin1String(age)));
     EXPECT_EQ(count(*db), 3) << "nothing is deleted while running";
 
     LogController::resetSharedInstance();
     LogController::sharedInstance();
     EXPECT_EQ(count(*db), 2);
-    EXPECT_EQ(count(*db, QStringLiteral("WHERE message = '-20 days'")), 0);
+    EXPECT_EQ(count(*db, "WHERE message = '-20 days'"), 0);
 
-    UserDefaults::standardUserDefaults()->setObjectForKey(QStringLiteral("1 hours"), QStringLiteral("LogControllerLogTTL"));
+    UserDefaults::standardUserDefaults()->setObjectForKey("1 hours", "LogControllerLogTTL");
     LogController::resetSharedInstance();
     LogController::sharedInstance();
     EXPECT_EQ(count(*db), 1);
 
-    UserDefaults::standardUserDefaults()->setObjectForKey(QString(""), QStringLiteral("LogControllerLogTTL"));
-    db->executeStatement(QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '-900 days'), 5, 'x')"));
+    UserDefaults::standardUserDefaults()->setObjectForKey(QString(""), "LogControllerLogTTL");
+    db->executeStatement("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '-900 days'), 5, 'x')");
     LogController::resetSharedInstance();
     LogController::sharedInstance();
     EXPECT_EQ(count(*db), 2) << "an empty time to live keeps everything";
@@ -132,23 +133,24 @@ TEST_F(LogControllerTest, OldEntriesGoAtStartAccordingToTheTimeToLive) {
 
 TEST_F(LogControllerTest, ClearDeletesWrittenRowsButPooledMessagesSurvive) {
     auto log = LogController::sharedInstance();
-    log->logWithLevel(LogController::Error, QStringLiteral("written"));
+    log->logWithLevel(LogController::Error, "written");
     log->write();
-    log->logWithLevel(LogController::Error, QStringLiteral("pooled"));
+    log->logWithLevel(LogController::Error, "pooled");
     EXPECT_EQ(log->errorCount(), 2u);
 
     std::vector<quint64> seenErrorCounts;
-    auto handle = log->observe(QStringLiteral("errorCount"), KeyValueObservingOptionNew,
-                               [&](const KeyValueChangeInfo& change) { seenErrorCounts.push_back(change.newValue.toULongLong()); });
+    auto handle = log->observe("errorCount", KeyValueObservingOptionNew, [&](const KeyValueChangeInfo& change) {
+        seenErrorCounts.push_back(change.newValue.toULongLong());
+    });
     log->clear();
     EXPECT_EQ(log->errorCount(), 0u);
     EXPECT_EQ(seenErrorCounts, std::vector<quint64>{0});
     auto db = reader();
     EXPECT_EQ(count(*db), 0);
     ASSERT_TRUE(spinUntil([&] { return count(*db) == 1; }, 15000));
-    EXPECT_EQ(count(*db, QStringLiteral("WHERE message = 'pooled'")), 1);
+    EXPECT_EQ(count(*db, "WHERE message = 'pooled'"), 1);
 
-    log->logWithLevel(LogController::Notice, QStringLiteral("notice"));
+    log->logWithLevel(LogController::Notice, "notice");
     EXPECT_EQ(log->errorCount(), 0u);
     EXPECT_EQ(log->warningCount(), 0u);
 }

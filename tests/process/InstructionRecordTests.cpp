@@ -22,19 +22,42 @@ struct ChangeLog {
 
 // MARK: - Absent is not 0
 
-TEST(InstructionRecords, OutputSideStartsWithEveryOptionalFieldAbsent) {
+TEST(InstructionRecords, OptionalFieldsStartAbsent) {
+    const std::pair<ObjectPtr, QStringList> rows[] = {
+        {make<AudioProcessCommandInstructions>(),
+         {"format", "encoding", "numberOfChannels", "bitDepth", "floatingPoint", "bitrate", "resample", "sampleRate",
+          "converterName", "converterQuality", "length", "retainTail", "maximumTailLength", "gain", "fadeInLength",
+          "fadeOutLength", "fadeInCurve", "fadeOutCurve"}},
+        {make<AudioProcessCommandSourceInstructions>(),
+         {"location", "length", "sourceStart", "reverse", "gain", "fadeInLength", "fadeOutLength", "fadeInCurve",
+          "fadeOutCurve", "fileEntity"}},
+        {make<AudioProcessCommand>(), {"destination", "filename"}},
+        {make<AudioProcessCommandEffectInstructions>(), {"classInfo"}},
+    };
+    for (const auto& [record, keys] : rows)
+        for (const QString& key : keys)
+            EXPECT_TRUE(Variant::isAbsent(record->valueForKey(key))) << qPrintable(record->className() + "." + key);
+
     auto instructions = make<AudioProcessCommandInstructions>();
-    const QStringList optionalKeys = {
-        "format",        "encoding",    "numberOfChannels",  "bitDepth",      "floatingPoint",
-        "bitrate",       "resample",    "sampleRate",        "converterName", "converterQuality",
-        "length",        "retainTail",  "maximumTailLength", "gain",          "fadeInLength",
-        "fadeOutLength", "fadeInCurve", "fadeOutCurve"};
-    for (const QString& key : optionalKeys)
-        EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey(key))) << key.toStdString();
     EXPECT_EQ(instructions->countOfEffectInstructions(), 0);
     EXPECT_EQ(instructions->countOfLabelInstructions(), 0);
     EXPECT_EQ(instructions->countOfPropertyInstructions(), 0);
     EXPECT_TRUE(Variant::isDictionary(instructions->valueForKey("additionalArguments")));
+    auto command = make<AudioProcessCommand>();
+    EXPECT_FALSE(command->replaceOriginal());
+    EXPECT_EQ(command->sourceInstructionsGroup(), nullptr);
+    EXPECT_EQ(command->processInstructions(), nullptr);
+    auto group = make<AudioProcessCommandGroup>();
+    EXPECT_FALSE(group->rehearse());
+    EXPECT_FALSE(group->name().has_value());
+    EXPECT_EQ(group->countOfAudioProcessCommands(), 0);
+    EXPECT_EQ(group->countOfFileProcessCommands(), 0);
+    // A tie starts at zero, not absent.
+    auto tie = make<AudioProcessCommandSourceTieInstructions>();
+    EXPECT_FALSE(tie->invert());
+    EXPECT_EQ(tie->gain(), 0.0f);
+    EXPECT_EQ(tie->inputChannelIndex(), 0u);
+    EXPECT_EQ(tie->outputChannelIndex(), 0u);
 }
 
 TEST(InstructionRecords, ZeroFalseAndEmptyArePresentValues) {
@@ -43,18 +66,13 @@ TEST(InstructionRecords, ZeroFalseAndEmptyArePresentValues) {
     instructions->setGain(0.0);
     instructions->setResample(false);
     instructions->setFormat(QString());
-    EXPECT_EQ(instructions->numberOfChannels(), std::optional<qint64>(0));
-    EXPECT_EQ(instructions->resample(), std::optional<bool>(false));
-    EXPECT_TRUE(instructions->format().has_value());
-
-    const QVariant channels = instructions->valueForKey("numberOfChannels");
-    ASSERT_FALSE(Variant::isAbsent(channels));
-    EXPECT_EQ(channels.toLongLong(), 0);
-    const QVariant resample = instructions->valueForKey("resample");
-    ASSERT_FALSE(Variant::isAbsent(resample));
-    EXPECT_FALSE(resample.toBool());
-    EXPECT_FALSE(Variant::isAbsent(instructions->valueForKey("gain")));
-    EXPECT_FALSE(Variant::isAbsent(instructions->valueForKey("format")));
+    EXPECT_EQ(instructions->valueForKey("numberOfChannels"), QVariant(qint64(0)));
+    EXPECT_EQ(instructions->valueForKey("resample"), QVariant(false));
+    for (const char* key : {"numberOfChannels", "resample", "gain", "format"})
+        EXPECT_FALSE(Variant::isAbsent(instructions->valueForKey(key))) << key;
+    auto command = make<AudioProcessCommand>();
+    command->setFilename(QString());
+    EXPECT_FALSE(Variant::isAbsent(command->valueForKey("filename")));
 
     // Setting nothing by key makes a field absent again; the null marker does too.
     instructions->setValueForKey(QVariant(), "numberOfChannels");
@@ -65,7 +83,7 @@ TEST(InstructionRecords, ZeroFalseAndEmptyArePresentValues) {
     EXPECT_FALSE(instructions->format().has_value());
 }
 
-TEST(InstructionRecords, NumbersSetByKeyKeepTheirValue) {
+TEST(InstructionRecords, ValuesSetByKeyTakeTheFieldsType) {
     auto instructions = make<AudioProcessCommandInstructions>();
     instructions->setValueForKey(96000.0, "sampleRate");
     instructions->setValueForKey(24, "bitDepth");
@@ -75,33 +93,8 @@ TEST(InstructionRecords, NumbersSetByKeyKeepTheirValue) {
     EXPECT_EQ(instructions->bitDepth(), std::optional<qint64>(24));
     EXPECT_EQ(instructions->retainTail(), std::optional<bool>(true));
     EXPECT_EQ(instructions->gain(), std::optional<double>(-6.5));
-}
 
-TEST(InstructionRecords, SourceStartsWithLabelsAndPropertiesIncludedAndTheRestAbsent) {
-    auto source = make<AudioProcessCommandSourceInstructions>();
-    EXPECT_EQ(source->includeLabels(), std::optional<bool>(true));
-    EXPECT_EQ(source->includeProperties(), std::optional<bool>(true));
-    for (const char* key : {"location", "length", "sourceStart", "reverse", "gain", "fadeInLength", "fadeOutLength",
-                            "fadeInCurve", "fadeOutCurve", "fileEntity"})
-        EXPECT_TRUE(Variant::isAbsent(source->valueForKey(key))) << key;
-
-    // Clearing a flag by key leaves it absent, which is not the same as false.
-    source->setValueForKey(QVariant(), "includeLabels");
-    EXPECT_FALSE(source->includeLabels().has_value());
-    source->setIncludeProperties(false);
-    EXPECT_EQ(source->includeProperties(), std::optional<bool>(false));
-
-    source->setLocation(0.0);
-    EXPECT_FALSE(Variant::isAbsent(source->valueForKey("location")));
-    EXPECT_FALSE(source->sourceStart().has_value());
-}
-
-TEST(InstructionRecords, TieStartsAtZero) {
     auto tie = make<AudioProcessCommandSourceTieInstructions>();
-    EXPECT_FALSE(tie->invert());
-    EXPECT_EQ(tie->gain(), 0.0f);
-    EXPECT_EQ(tie->inputChannelIndex(), 0u);
-    EXPECT_EQ(tie->outputChannelIndex(), 0u);
     tie->setValueForKey(qint64(5), "outputChannelIndex");
     tie->setValueForKey(-3.0, "gain");
     tie->setValueForKey(true, "invert");
@@ -110,38 +103,31 @@ TEST(InstructionRecords, TieStartsAtZero) {
     EXPECT_TRUE(tie->invert());
 }
 
-TEST(InstructionRecords, CommandAndGroupStartEmpty) {
-    auto command = make<AudioProcessCommand>();
-    EXPECT_FALSE(command->replaceOriginal());
-    EXPECT_EQ(command->sourceInstructionsGroup(), nullptr);
-    EXPECT_EQ(command->processInstructions(), nullptr);
-    EXPECT_TRUE(Variant::isAbsent(command->valueForKey("destination")));
-    EXPECT_TRUE(Variant::isAbsent(command->valueForKey("filename")));
-    command->setFilename(QString());
-    EXPECT_FALSE(Variant::isAbsent(command->valueForKey("filename")));
-
-    auto group = make<AudioProcessCommandGroup>();
-    EXPECT_FALSE(group->rehearse());
-    EXPECT_FALSE(group->name().has_value());
-    EXPECT_EQ(group->countOfAudioProcessCommands(), 0);
-    EXPECT_EQ(group->countOfFileProcessCommands(), 0);
+TEST(InstructionRecords, SourceIncludesLabelsAndPropertiesUntilToldOtherwise) {
+    auto source = make<AudioProcessCommandSourceInstructions>();
+    EXPECT_EQ(source->includeLabels(), std::optional<bool>(true));
+    EXPECT_EQ(source->includeProperties(), std::optional<bool>(true));
+    // Clearing a flag by key leaves it absent, which is not the same as false.
+    source->setValueForKey(QVariant(), "includeLabels");
+    EXPECT_FALSE(source->includeLabels().has_value());
+    source->setIncludeProperties(false);
+    EXPECT_EQ(source->includeProperties(), std::optional<bool>(false));
+    source->setLocation(0.0);
+    EXPECT_FALSE(Variant::isAbsent(source->valueForKey("location")));
+    EXPECT_FALSE(source->sourceStart().has_value());
 }
 
 // MARK: - Effects
 
 TEST(InstructionRecords, EffectKeysClassNameAndClassInfoAreFields) {
     auto effect = make<AudioProcessCommandEffectInstructions>();
-    EXPECT_TRUE(Variant::isAbsent(effect->valueForKey("classInfo")));
     EXPECT_EQ(effect->valueForKey("className").toString(), QString());
-
-    effect->setValueForKey(QStringLiteral("APLTimePitchAudioProcessor"), "className");
+    effect->setValueForKey("APLTimePitchAudioProcessor", "className");
     EXPECT_EQ(effect->processorClassName(), "APLTimePitchAudioProcessor");
     EXPECT_EQ(effect->valueForKey("className").toString(), "APLTimePitchAudioProcessor");
     EXPECT_EQ(effect->className(), "AudioProcessCommandEffectInstructions");
-
     effect->setComponentClassInfo(QVariantMap());
     EXPECT_FALSE(Variant::isAbsent(effect->valueForKey("classInfo")));
-
     effect->setValueForKey(quint32(0x61756678), "type");  // 'aufx'
     EXPECT_EQ(effect->type(), 0x61756678u);
 }
@@ -164,8 +150,8 @@ TEST(InstructionRecords, PropertyKeyIsStoredInLowerCase) {
     auto property = make<AudioProcessCommandPropertyInstructions>();
     property->setKey("TrackNumber");
     EXPECT_EQ(property->key(), "tracknumber");
-    property->setValueForKey(QStringLiteral("ÄLBUM Artist"), "key");
-    EXPECT_EQ(property->key(), QStringLiteral("älbum artist"));
+    property->setValueForKey("ÄLBUM Artist", "key");
+    EXPECT_EQ(property->key(), "älbum artist");
     property->setKey(QString());
     EXPECT_TRUE(property->key().isEmpty());
 }
@@ -192,7 +178,7 @@ TEST(InstructionRecords, PropertyValueIsNeverAbsent) {
 TEST(InstructionRecords, KeysThatAreNoFieldAnswerFromAdditionalArguments) {
     auto instructions = make<AudioProcessCommandInstructions>();
     instructions->addArgumentValue(8, "QLP precision");
-    instructions->addArgumentValue(QStringLiteral("VBR"), "bit rate method");
+    instructions->addArgumentValue("VBR", "bit rate method");
     EXPECT_EQ(instructions->valueForKey("QLP precision").toInt(), 8);
     EXPECT_EQ(instructions->valueForKey("bit rate method").toString(), "VBR");
     EXPECT_EQ(instructions->additionalArguments().size(), 2);
@@ -201,7 +187,7 @@ TEST(InstructionRecords, KeysThatAreNoFieldAnswerFromAdditionalArguments) {
     EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("max order")));
 
     // A field answers as a field even when an argument has its name.
-    instructions->addArgumentValue(QStringLiteral("MP3 Audio File"), "format");
+    instructions->addArgumentValue("MP3 Audio File", "format");
     EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("format")));
 
     // Storing nothing removes the argument.
@@ -372,4 +358,4 @@ TEST(InstructionRecords, DroppingTheGroupReleasesTheWholeTreeAndTheFile) {
     EXPECT_EQ(file.use_count(), 1);
 }
 
-}  // namespace
+} // namespace

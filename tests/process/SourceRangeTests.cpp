@@ -76,4 +76,4 @@ TEST(SourceRange, MainSourceIsTheFirstOrAbsent) {
     EXPECT_EQ(group->mainSourceInstructions(), added);
 }
 
-}  // namespace
+} // namespace

@@ -34,20 +34,19 @@ class GainTestAction : public Action {
 public:
     QStringList parameterKeys() const override { return {"gain", "label"}; }
     double gain() const { return m_gain; }
-    void setGain(double gain) { setAndNotify(QStringLiteral("gain"), m_gain, gain); }
+    void setGain(double gain) { setAndNotify("gain", m_gain, gain); }
     QString label() const { return m_label; }
-    void setLabel(const QString& label) { setAndNotify(QStringLiteral("label"), m_label, label); }
+    void setLabel(const QString& label) { setAndNotify("label", m_label, label); }
 
 private:
     double m_gain = 1.5;
-    QString m_label = QStringLiteral("unset");
+    QString m_label = "unset";
 };
 
 const ClassInfo& GainTestAction::staticClassInfo() {
-    static const ClassInfo& info =
-        ClassInfo::define<GainTestAction, Action>(QStringLiteral("GainTestAction"))
-            .property(QStringLiteral("gain"), &GainTestAction::gain, &GainTestAction::setGain)
-            .property(QStringLiteral("label"), &GainTestAction::label, &GainTestAction::setLabel);
+    static const ClassInfo& info = ClassInfo::define<GainTestAction, Action>("GainTestAction")
+                                       .property("gain", &GainTestAction::gain, &GainTestAction::setGain)
+                                       .property("label", &GainTestAction::label, &GainTestAction::setLabel);
     return info;
 }
 
@@ -127,7 +126,8 @@ public:
     QStringList askedKeys;
     std::vector<std::shared_ptr<FileEntity>> fileEntitiesForKey(const QString& key) override {
         askedKeys << key;
-        return key == QLatin1String("allFileEntities") ? entities : std::vector<std::shared_ptr<FileEntity>>{entities[0]};
+        return key == QLatin1String("allFileEntities") ? entities
+                                                       : std::vector<std::shared_ptr<FileEntity>>{entities[0]};
     }
 };
 
@@ -155,14 +155,15 @@ protected:
         UserDefaults::resetStandardUserDefaults();
     }
 
-    QString workflowPath() const { return home.filePath(QStringLiteral("Workflow.plist")); }
+    QString workflowPath() const { return home.filePath("Workflow.plist"); }
 
     void writeWorkflowFile(const QByteArray& body) {
         QFile file(workflowPath());
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                   "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                   "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n");
+        file.write(
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n");
         file.write(body);
         file.write("\n</plist>\n");
     }
@@ -189,8 +190,8 @@ protected:
         auto log = LogController::sharedInstance();
         log->write();
         std::vector<QString> messages;
-        log->executeStatement(QStringLiteral("SELECT message FROM Log WHERE level = %1 ORDER BY logID").arg(level),
-                              nullptr, [&](VMKDatabaseQuery& query) {
+        log->executeStatement(QString("SELECT message FROM Log WHERE level = %1 ORDER BY logID").arg(level), nullptr,
+                              [&](VMKDatabaseQuery& query) {
                                   while (query.evaluateNextRow())
                                       messages.push_back(query.stringValueAtColumn(0));
                               });
@@ -253,12 +254,12 @@ TEST_F(WorkflowControllerTest, UnknownClassLosesOnlyThatActionWithAWarning) {
     ASSERT_EQ(controller->countOfActions(), 1);
     auto action = std::dynamic_pointer_cast<GainTestAction>(controller->objectInActionsAtIndex(0));
     ASSERT_NE(action, nullptr);
-    EXPECT_EQ(action->identifier(), QStringLiteral("gainTest"));
-    EXPECT_EQ(action->name(), QStringLiteral("Louder"));
+    EXPECT_EQ(action->identifier(), "gainTest");
+    EXPECT_EQ(action->name(), "Louder");
     EXPECT_FALSE(action->isEnabled());
     EXPECT_FALSE(action->isDisclosed());
     EXPECT_DOUBLE_EQ(action->gain(), -6.5);
-    EXPECT_EQ(action->label(), QStringLiteral("unset")) << "a missing key keeps the default";
+    EXPECT_EQ(action->label(), "unset") << "a missing key keeps the default";
     EXPECT_FALSE(controller->needsSave());
 
     auto save = controller->saveAction();
@@ -269,11 +270,10 @@ TEST_F(WorkflowControllerTest, UnknownClassLosesOnlyThatActionWithAWarning) {
 
     const auto warnings = loggedMessages(LogController::Warning);
     ASSERT_EQ(warnings.size(), 2u) << "a class that is no action counts as missing too";
-    EXPECT_EQ(warnings[0],
-              VMKLocalizedString(QStringLiteral("WorkflowController_log_warning_missing")).arg("RetiredReverbAction"));
-    EXPECT_TRUE(warnings[0].contains(QStringLiteral("RetiredReverbAction")));
-    EXPECT_NE(warnings[0], QStringLiteral("WorkflowController_log_warning_missing")) << "the text has a wording";
-    EXPECT_TRUE(warnings[1].contains(QStringLiteral("AudioProcessCommandGroup")));
+    EXPECT_EQ(warnings[0], VMKLocalizedString("WorkflowController_log_warning_missing").arg("RetiredReverbAction"));
+    EXPECT_TRUE(warnings[0].contains("RetiredReverbAction"));
+    EXPECT_NE(warnings[0], "WorkflowController_log_warning_missing") << "the text has a wording";
+    EXPECT_TRUE(warnings[1].contains("AudioProcessCommandGroup"));
 }
 
 TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsItsDestination) {
@@ -287,7 +287,7 @@ TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsIts
     EXPECT_FALSE(stale);
 
     // A folder that goes away falls back to the default folder.
-    const URL gone = URL::fileURLWithPath(home.filePath(QStringLiteral("gone")));
+    const URL gone = URL::fileURLWithPath(home.filePath("gone"));
     ASSERT_TRUE(gone.createDirectory());
     const QByteArray goneBookmark = Bookmark::bookmarkData(gone);
     ASSERT_TRUE(gone.deleteItem());
@@ -295,17 +295,17 @@ TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsIts
     EXPECT_EQ(Bookmark::URLByResolvingBookmarkData(save.destinationBookmark(), nullptr), URL::ondrelDirectory());
 
     // A moved folder is followed, and the data made anew.
-    const URL before = URL::fileURLWithPath(home.filePath(QStringLiteral("before")));
+    const URL before = URL::fileURLWithPath(home.filePath("before"));
     ASSERT_TRUE(before.createDirectory());
     const QByteArray beforeBookmark = Bookmark::bookmarkData(before);
-    const URL after = URL::fileURLWithPath(home.filePath(QStringLiteral("after")));
+    const URL after = URL::fileURLWithPath(home.filePath("after"));
     ASSERT_TRUE(QFile::rename(before.path(), after.path()));
     save.setDestinationBookmark(beforeBookmark);
     stale = true;
     EXPECT_EQ(Bookmark::URLByResolvingBookmarkData(save.destinationBookmark(), &stale), after);
     EXPECT_FALSE(stale);
 
-    save.setValueForKey(QVariantList{QStringLiteral("[F]"), QStringLiteral("x")}, QStringLiteral("filenameComponents"));
+    save.setValueForKey(QVariantList{"[F]", "x"}, "filenameComponents");
     EXPECT_EQ(save.filenameComponents(), (QStringList{"[F]", "x"}));
 }
 
@@ -313,13 +313,13 @@ TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsIts
 
 TEST_F(WorkflowControllerTest, WorkflowSurvivesARestart) {
     auto controller = WorkflowController::sharedInstance();
-    auto first = gainAction(QStringLiteral("First"));
+    auto first = gainAction("First");
     first->setGain(3.25);
-    first->setIdentifier(QStringLiteral("gainTest"));
+    first->setIdentifier("gainTest");
     controller->insertObjectInActionsAtIndex(first, 0);
-    controller->insertObjectInActionsAtIndex(saveAction(QStringLiteral("Midway"), false), 1);
-    controller->insertObjectInActionsAtIndex(gainAction(QStringLiteral("Last")), 7);
-    controller->saveAction()->setFilenameComponents({QStringLiteral("[F]"), QStringLiteral("[C]1:1")});
+    controller->insertObjectInActionsAtIndex(saveAction("Midway", false), 1);
+    controller->insertObjectInActionsAtIndex(gainAction("Last"), 7);
+    controller->saveAction()->setFilenameComponents({"[F]", "[C]1:1"});
     controller->saveAction()->setPreserveHierarchy(true);
     controller->save();
     EXPECT_FALSE(controller->needsSave());
@@ -331,35 +331,35 @@ TEST_F(WorkflowControllerTest, WorkflowSurvivesARestart) {
     ASSERT_NE(loaded, nullptr);
     EXPECT_NE(loaded, first);
     EXPECT_DOUBLE_EQ(loaded->gain(), 3.25);
-    EXPECT_EQ(loaded->identifier(), QStringLiteral("gainTest"));
+    EXPECT_EQ(loaded->identifier(), "gainTest");
     auto midway = std::dynamic_pointer_cast<SaveAction>(controller->objectInActionsAtIndex(1));
     ASSERT_NE(midway, nullptr);
     EXPECT_FALSE(midway->isEnabled());
-    EXPECT_EQ(controller->objectInActionsAtIndex(2)->name(), QStringLiteral("Last"));
+    EXPECT_EQ(controller->objectInActionsAtIndex(2)->name(), "Last");
     EXPECT_EQ(controller->saveAction()->filenameComponents(), (QStringList{"[F]", "[C]1:1"}));
     EXPECT_TRUE(controller->saveAction()->preserveHierarchy());
 
     // The stored form: absent names are left out.
     const QVariantMap stored = readWorkflowFile();
     const QVariantMap third = stored.value("actions").toList().value(2).toMap();
-    EXPECT_EQ(third.value("className").toString(), QStringLiteral("GainTestAction"));
+    EXPECT_EQ(third.value("className").toString(), "GainTestAction");
     EXPECT_FALSE(third.contains("identifier"));
-    EXPECT_EQ(third.value("parameters").toMap().value("label").toString(), QStringLiteral("unset"));
+    EXPECT_EQ(third.value("parameters").toMap().value("label").toString(), "unset");
     EXPECT_TRUE(stored.value("saveAction").toMap().contains("destinationBookmark"));
 }
 
 TEST_F(WorkflowControllerTest, ObservedChangesSetNeedsSaveAndOthersDoNot) {
     auto controller = WorkflowController::sharedInstance();
-    auto action = gainAction(QStringLiteral("A"));
+    auto action = gainAction("A");
     controller->insertObjectInActionsAtIndex(action, 0);
     EXPECT_TRUE(controller->needsSave()) << "an insertion";
 
     const std::vector<std::function<void()>> observed = {
-        [&] { action->setName(QStringLiteral("B")); },
+        [&] { action->setName("B"); },
         [&] { action->setEnabled(false); },
         [&] { action->setDisclosed(false); },
         [&] { action->setGain(2.0); },
-        [&] { action->setLabel(QStringLiteral("x")); },
+        [&] { action->setLabel("x"); },
         [&] { controller->saveAction()->setAddResults(true); },
         [&] { controller->saveAction()->setDestinationBookmark(QByteArray()); },
         [&] { std::thread([&] { action->setGain(4.0); }).join(); },
@@ -371,15 +371,15 @@ TEST_F(WorkflowControllerTest, ObservedChangesSetNeedsSaveAndOthersDoNot) {
     }
 
     controller->setNeedsSave(false);
-    action->setIdentifier(QStringLiteral("notObserved"));
-    controller->saveAction()->setName(QStringLiteral("not a parameter of the save action"));
+    action->setIdentifier("notObserved");
+    controller->saveAction()->setName("not a parameter of the save action");
     EXPECT_FALSE(controller->needsSave());
 
     controller->removeObjectFromActionsAtIndex(0);
     EXPECT_TRUE(controller->needsSave()) << "a removal";
     controller->setNeedsSave(false);
     action->setGain(9.0);
-    action->setName(QStringLiteral("gone"));
+    action->setName("gone");
     EXPECT_FALSE(controller->needsSave()) << "a removed action is no longer observed";
 }
 
@@ -403,7 +403,7 @@ TEST_F(WorkflowControllerTest, SavingWithoutChangeWritesNothingUnlessForced) {
 
 TEST_F(WorkflowControllerTest, TimerWritesChangesWithinFiveSeconds) {
     auto controller = WorkflowController::sharedInstance();
-    controller->insertObjectInActionsAtIndex(gainAction(QStringLiteral("Timed")), 0);
+    controller->insertObjectInActionsAtIndex(gainAction("Timed"), 0);
     ASSERT_FALSE(QFileInfo::exists(workflowPath()));
     ASSERT_TRUE(spinUntil([&] { return QFileInfo::exists(workflowPath()); }, 8000));
     EXPECT_FALSE(controller->needsSave());
@@ -417,7 +417,7 @@ TEST_F(WorkflowControllerTest, QuittingRewritesTheFile) {
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
     EXPECT_TRUE(QFileInfo::exists(workflowPath())) << "written even without a change";
 
-    auto action = gainAction(QStringLiteral("Q"));
+    auto action = gainAction("Q");
     controller->insertObjectInActionsAtIndex(action, 0);
     action->setGain(-1.0);
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
@@ -431,7 +431,7 @@ TEST_F(WorkflowControllerTest, QuittingRewritesTheFile) {
 TEST_F(WorkflowControllerTest, CollectionOperationsAnnounceInsertionsAndRemovals) {
     auto controller = WorkflowController::sharedInstance();
     std::vector<KeyValueChangeInfo> changes;
-    auto observation = controller->observe(QStringLiteral("actions"), KeyValueObservingOptionNew | KeyValueObservingOptionOld,
+    auto observation = controller->observe("actions", KeyValueObservingOptionNew | KeyValueObservingOptionOld,
                                            [&](const KeyValueChangeInfo& change) { changes.push_back(change); });
 
     auto a = gainAction("A"), b = gainAction("B"), c = gainAction("C"), d = gainAction("D");
@@ -515,7 +515,7 @@ TEST_F(WorkflowControllerTest, RunTakesTheEntitiesOfTheNamedList) {
     source->entities = {std::make_shared<FileEntity>(1.0), std::make_shared<FileEntity>(2.0)};
     WorkflowController::setFileEntitySource(source);
     runAndCollect();
-    UserDefaults::standardUserDefaults()->setObjectForKey(QStringLiteral("selectedFileEntities"),
+    UserDefaults::standardUserDefaults()->setObjectForKey("selectedFileEntities",
                                                           WorkflowController::WorkflowSourceFileEntitiesKey);
     runAndCollect();
     EXPECT_EQ(source->askedKeys, (QStringList{"allFileEntities", "selectedFileEntities"}));
@@ -530,9 +530,8 @@ TEST_F(WorkflowControllerTest, SecondRunWhileCompilingIsIgnored) {
     WorkflowController::setAudioProcessCommandGroupExecutor(executor);
     auto controller = WorkflowController::sharedInstance();
     std::vector<bool> preparingChanges;
-    auto observation = controller->observe(QStringLiteral("preparing"), 0, [&](const KeyValueChangeInfo&) {
-        preparingChanges.push_back(controller->isPreparing());
-    });
+    auto observation = controller->observe(
+        "preparing", 0, [&](const KeyValueChangeInfo&) { preparingChanges.push_back(controller->isPreparing()); });
 
     factory->hold();
     controller->run(false);
@@ -558,7 +557,7 @@ TEST_F(WorkflowControllerTest, RunWithoutACompilerIsLogged) {
     ASSERT_TRUE(spinUntil([&] { return !controller->isPreparing(); }));
     const auto errors = loggedMessages(LogController::Error);
     ASSERT_EQ(errors.size(), 1u);
-    EXPECT_EQ(errors[0], VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noCompiler")));
+    EXPECT_EQ(errors[0], VMKLocalizedString("WorkflowController_log_error_noCompiler"));
 }
 
 } // namespace
