@@ -95,7 +95,9 @@ int CommandLine::run(int argc, char** argv) {
     // Nobody is there to answer a quit during work: it waits for the work,
     // then ends the event loop of a command that runs one.
     ApplicationDelegate::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
-    ApplicationDelegate::setApplication(std::make_shared<EventLoopApplication>());
+    // Its loop's end is where the command ends: nothing more to stop.
+    auto terminable = std::make_shared<EventLoopApplication>([] {});
+    ApplicationDelegate::setApplication(terminable);
 
     // The same start as the desktop program's, without windows.
     auto delegate = std::make_shared<ApplicationDelegate>();
@@ -117,12 +119,11 @@ int CommandLine::run(int argc, char** argv) {
     } else {
         return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
     }
-    // Quit as the desktop program does: the delegate writes the current
-    // workflow and, with work still running, waits for it to end; then the
+    // Quit as the desktop program does, through the application object that
+    // the delegate replies to: the delegate writes the current workflow and,
+    // with work still running, the quit waits for it to end; then the
     // controllers write what they hold.
-    if (delegate->applicationShouldTerminate() == ApplicationDelegate::TerminateLater)
-        QCoreApplication::exec();
-    delegate->applicationWillTerminate();
+    terminable->terminateAndWait(delegate);
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
     return status;
 }
