@@ -16,6 +16,10 @@
 #include <QtCore/QDir>
 #include <QtCore/QStringList>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
 namespace {
 
 QString helpText() {
@@ -41,9 +45,7 @@ QString helpText() {
                "3 the catalog or a file could not be opened.\n");
 }
 
-} // namespace
-
-int CommandLine::run(int argc, char** argv) {
+int runCommand(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("ondrel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ONDREL_VERSION));
@@ -125,5 +127,17 @@ int CommandLine::run(int argc, char** argv) {
     // controllers write what they hold.
     terminable->terminateAndWait(delegate);
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
+    return status;
+}
+
+} // namespace
+
+int CommandLine::run(int argc, char** argv) {
+    const int status = runCommand(argc, argv);
+    // Standard output is buffered: a full disk or a closed file shows here.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        Output::error(QStringLiteral("the output could not be written: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
+        return Output::CannotOpen;
+    }
     return status;
 }

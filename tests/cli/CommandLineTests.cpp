@@ -26,6 +26,24 @@ TEST(CommandLine, VersionHelpAndWrongUsage) {
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("k")}).exitCode, 2);
 }
 
+// Output that can't be written is no success: a script reading it would
+// take nothing for the whole answer.
+TEST(CommandLine, OutputThatCannotBeWrittenIsReported) {
+    TemporaryHome home;
+    for (const QStringList& arguments :
+         {QStringList{QStringLiteral("--help")},
+          QStringList{QStringLiteral("--home"), home.path(), QStringLiteral("--json"), QStringLiteral("workflow"),
+                      QStringLiteral("show")}}) {
+        QProcess process;
+        process.setStandardOutputFile(QStringLiteral("/dev/full"));
+        process.start(QStringLiteral(ONDREL_CLI_PATH), arguments);
+        ASSERT_TRUE(process.waitForFinished(60000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode(), 3) << arguments.join(QLatin1Char(' ')).toStdString();
+        EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(QStringLiteral("output")));
+    }
+}
+
 TEST(CommandLine, DefaultsWrittenInOneRunAreReadInTheNext) {
     TemporaryHome home;
     auto write = [&](QStringList args) {
