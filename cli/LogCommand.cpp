@@ -33,6 +33,7 @@ int LogCommand::run(const QStringList& arguments) {
     }
     auto log = LogController::sharedInstance();
     log->write();  // what this process has logged so far
+    log->clearLastErrorMessage();
 
     QVariantList rows;
     const QString sql = issues ? QStringLiteral("SELECT timestamp, level, message FROM Log WHERE level <= 4 ORDER BY logID")
@@ -51,6 +52,11 @@ int LogCommand::run(const QStringList& arguments) {
             }
         }
     });
+    // A log that can't be opened is no empty log.
+    if (const QString problem = log->lastErrorMessage(); !problem.isEmpty()) {
+        Output::error(QStringLiteral("the log could not be read: %1").arg(problem));
+        return Output::CannotOpen;
+    }
     if (Output::isJson())
         Output::printJson(rows);
     return Output::Done;

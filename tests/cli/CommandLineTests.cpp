@@ -124,6 +124,29 @@ TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--bogus")}).exitCode, 2);
 }
 
+// A log file that isn't a database is no empty log: exit status 3 and a
+// message, and the file is left as it was.
+TEST(CommandLine, LogThatCannotBeOpenedIsReported) {
+    TemporaryHome home;
+    QFile file(home.filePath(QStringLiteral("Log.db")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    const QByteArray garbage(4096, 'x');
+    file.write(garbage);
+    file.close();
+
+    for (const bool json : {false, true}) {
+        QStringList arguments{QStringLiteral("log")};
+        if (json)
+            arguments.prepend(QStringLiteral("--json"));
+        const CommandResult result = runOndrel(home.path(), arguments);
+        EXPECT_EQ(result.exitCode, 3) << result.out.toStdString();
+        EXPECT_TRUE(result.err.contains(QStringLiteral("log"))) << result.err.toStdString();
+        EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
+    }
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), garbage);
+}
+
 TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     TemporaryHome home;
     const CommandResult empty = runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show")});
