@@ -48,7 +48,7 @@ int LogCommand::run(const QStringList& arguments) {
             } else {
                 Output::line(QStringLiteral("%1  %2  %3")
                                  .arg(query.stringValueAtColumn(0), levelName(level).leftJustified(7),
-                                      query.stringValueAtColumn(2)));
+                                      Output::oneLine(query.stringValueAtColumn(2))));
             }
         }
     });

@@ -124,6 +124,35 @@ TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--bogus")}).exitCode, 2);
 }
 
+// Each entry is one line of text, whatever its message holds; JSON keeps
+// the message as it is.
+TEST(CommandLine, LogEntryWithLineBreaksStaysOnOneLine) {
+    TemporaryHome home;
+    ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("log")}).exitCode, 0);  // makes the log file
+    QProcess sqlite;
+    sqlite.start(QStringLiteral("python3"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import sqlite3,sys; c=sqlite3.connect(sys.argv[1]); "
+                                 "c.executemany(\"INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)\", "
+                                 "[(3,'render failed:\\nline two\\r\\n\\tline three'),(5,'next')]); c.commit()"),
+                  home.filePath(QStringLiteral("Log.db"))});
+    ASSERT_TRUE(sqlite.waitForFinished(30000));
+    ASSERT_EQ(sqlite.exitCode(), 0) << sqlite.readAllStandardError().toStdString();
+
+    const CommandResult text = runOndrel(home.path(), {QStringLiteral("log")});
+    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
+    const QStringList lines = text.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2) << text.out.toStdString();
+    EXPECT_TRUE(lines[0].endsWith(QStringLiteral("render failed:\\nline two\\r\\n\\tline three"))) << lines[0].toStdString();
+    EXPECT_TRUE(lines[1].endsWith(QStringLiteral("next")));
+
+    const CommandResult json = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("log")});
+    const QJsonArray rows = QJsonDocument::fromJson(json.out.toUtf8()).array();
+    ASSERT_EQ(rows.size(), 2) << json.out.toStdString();
+    EXPECT_EQ(rows[0].toObject().value(QStringLiteral("message")).toString(),
+              QStringLiteral("render failed:\nline two\r\n\tline three"));
+}
+
 // A log file that isn't a database is no empty log: exit status 3 and a
 // message, and the file is left as it was.
 TEST(CommandLine, LogThatCannotBeOpenedIsReported) {
