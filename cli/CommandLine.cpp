@@ -16,6 +16,10 @@
 #include <QtCore/QDir>
 #include <QtCore/QStringList>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
 namespace {
 
 QString helpText() {
@@ -41,9 +45,7 @@ QString helpText() {
                "3 the catalog or a file could not be opened.\n");
 }
 
-} // namespace
-
-int CommandLine::run(int argc, char** argv) {
+int runCommand(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("ondrel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ONDREL_VERSION));
@@ -95,7 +97,9 @@ int CommandLine::run(int argc, char** argv) {
     // Nobody is there to answer a quit during work: it waits for the work,
     // then ends the event loop of a command that runs one.
     ApplicationDelegate::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
-    ApplicationDelegate::setApplication(std::make_shared<EventLoopApplication>());
+    // Its loop's end is where the command ends: nothing more to stop.
+    auto terminable = std::make_shared<EventLoopApplication>([] {});
+    ApplicationDelegate::setApplication(terminable);
 
     // The same start as the desktop program's, without windows.
     auto delegate = std::make_shared<ApplicationDelegate>();
@@ -117,12 +121,23 @@ int CommandLine::run(int argc, char** argv) {
     } else {
         return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
     }
-    // Quit as the desktop program does: the delegate writes the current
-    // workflow and, with work still running, waits for it to end; then the
+    // Quit as the desktop program does, through the application object that
+    // the delegate replies to: the delegate writes the current workflow and,
+    // with work still running, the quit waits for it to end; then the
     // controllers write what they hold.
-    if (delegate->applicationShouldTerminate() == ApplicationDelegate::TerminateLater)
-        QCoreApplication::exec();
-    delegate->applicationWillTerminate();
+    terminable->terminateAndWait(delegate);
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
+    return status;
+}
+
+} // namespace
+
+int CommandLine::run(int argc, char** argv) {
+    const int status = runCommand(argc, argv);
+    // Standard output is buffered: a full disk or a closed file shows here.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        Output::error(QStringLiteral("the output could not be written: %1").arg(QString::fromLocal8Bit(std::strerror(errno))));
+        return Output::CannotOpen;
+    }
     return status;
 }

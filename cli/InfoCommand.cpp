@@ -84,7 +84,7 @@ void printText(const QVariantMap& facts) {
     auto row = [](const QString& name, const QString& value) {
         Output::line(QStringLiteral("  %1 %2").arg(name.leftJustified(13), value));
     };
-    Output::line(facts.value(QStringLiteral("path")).toString());
+    Output::line(Output::oneLine(facts.value(QStringLiteral("path")).toString()));
     row(QStringLiteral("Format"), facts.value(QStringLiteral("format")).toString());
     row(QStringLiteral("Encoding"), facts.value(QStringLiteral("encoding")).toString());
     row(QStringLiteral("Channels"), facts.value(QStringLiteral("channels")).toString());
@@ -120,7 +120,7 @@ void printText(const QVariantMap& facts) {
             Output::line(QStringLiteral("    %1 %2%3  %4")
                              .arg(label.value(QStringLiteral("type")).toString().leftJustified(7), clockTime(location),
                                   length > 0 ? QStringLiteral(" + ") + clockTime(length) : QString(),
-                                  label.value(QStringLiteral("name")).toString()));
+                                  Output::oneLine(label.value(QStringLiteral("name")).toString())));
         }
     }
 }

@@ -33,6 +33,7 @@ int LogCommand::run(const QStringList& arguments) {
     }
     auto log = LogController::sharedInstance();
     log->write();  // what this process has logged so far
+    log->clearLastErrorMessage();
 
     QVariantList rows;
     const QString sql = issues ? QStringLiteral("SELECT timestamp, level, message FROM Log WHERE level <= 4 ORDER BY logID")
@@ -47,10 +48,15 @@ int LogCommand::run(const QStringList& arguments) {
             } else {
                 Output::line(QStringLiteral("%1  %2  %3")
                                  .arg(query.stringValueAtColumn(0), levelName(level).leftJustified(7),
-                                      query.stringValueAtColumn(2)));
+                                      Output::oneLine(query.stringValueAtColumn(2))));
             }
         }
     });
+    // A log that can't be opened is no empty log.
+    if (const QString problem = log->lastErrorMessage(); !problem.isEmpty()) {
+        Output::error(QStringLiteral("the log could not be read: %1").arg(problem));
+        return Output::CannotOpen;
+    }
     if (Output::isJson())
         Output::printJson(rows);
     return Output::Done;

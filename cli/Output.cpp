@@ -75,6 +75,24 @@ void Output::printJson(const QVariant& value) {
     std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
 }
 
+QString Output::oneLine(const QString& text) {
+    QString result;
+    result.reserve(text.size());
+    for (const QChar c : text) {
+        if (c == QLatin1Char('\n'))
+            result += QLatin1String("\\n");
+        else if (c == QLatin1Char('\r'))
+            result += QLatin1String("\\r");
+        else if (c == QLatin1Char('\t'))
+            result += QLatin1String("\\t");
+        else if (c.unicode() < 0x20 || c.unicode() == 0x7f || c == QChar::LineSeparator || c == QChar::ParagraphSeparator)
+            result += QStringLiteral("\\u%1").arg(uint(c.unicode()), 4, 16, QLatin1Char('0'));
+        else
+            result += c;
+    }
+    return result;
+}
+
 QString Output::toText(const QVariant& value) {
     if (Variant::isList(value) || Variant::isDictionary(value)) {
         const QJsonValue json = toJson(value);
@@ -83,5 +101,5 @@ QString Output::toText(const QVariant& value) {
     }
     if (Variant::isData(value))
         return QStringLiteral("<") + QString::fromLatin1(value.toByteArray().toBase64()) + QStringLiteral(">");
-    return Variant::describe(value);
+    return oneLine(Variant::describe(value));
 }

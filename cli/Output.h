@@ -21,6 +21,10 @@ public:
     // A value as JSON: data as base64, dates as ISO 8601 UTC, objects by description.
     static QJsonValue toJson(const QVariant& value);
     static void printJson(const QVariant& value);
+    // A text for a line of its own: line breaks, tabs and other control
+    // characters are written as escapes (\n, \t, \u001b), so that each
+    // entry stays on one line.
+    static QString oneLine(const QString& text);
     // A value as text on one line: texts as they are, lists and dictionaries as JSON.
     static QString toText(const QVariant& value);
 

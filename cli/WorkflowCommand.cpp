@@ -62,7 +62,7 @@ int show() {
     for (const auto& action : actions) {
         Output::line(QStringLiteral("%1  %2  %3%4")
                          .arg(QString::number(++index).rightJustified(2), action->className(),
-                              action->name() ? QStringLiteral("\"%1\"").arg(*action->name()) : QStringLiteral("-"),
+                              action->name() ? QStringLiteral("\"%1\"").arg(Output::oneLine(*action->name())) : QStringLiteral("-"),
                               action->isEnabled() ? QString() : QStringLiteral("  (disabled)")));
         const QVariantMap parameters = displayedParameters(action->parameterValues());
         for (auto it = parameters.cbegin(); it != parameters.cend(); ++it)

@@ -191,3 +191,7 @@ void LogController::executeStatement(const QString& sql, DispatchQueue* queue,
 }
 
 void LogController::applicationWillTerminate() { write(); }
+
+QString LogController::lastErrorMessage() const { return m_database->lastErrorMessage(); }
+
+void LogController::clearLastErrorMessage() { m_database->clearLastErrorMessage(); }

@@ -42,6 +42,11 @@ public:
     void executeStatement(const QString& sql, DispatchQueue* queue = nullptr,
                           std::function<void(VMKDatabaseQuery&)> handler = {});
     void applicationWillTerminate();
+    // Statements fail silently; a reader that must know whether the log
+    // could be read clears this, runs its statement and looks: the SQL text
+    // and SQLite's message of the last failure, empty when none.
+    QString lastErrorMessage() const;
+    void clearLastErrorMessage();
 
     quint64 warningCount() const { return m_warningCount.load(); }
     quint64 errorCount() const { return m_errorCount.load(); }

@@ -4,18 +4,20 @@
 #include "process/ApplicationDelegate.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
 
 EventLoopApplication::EventLoopApplication(std::function<void()> endEventLoop)
     : m_endEventLoop(endEventLoop ? std::move(endEventLoop) : [] { QCoreApplication::exit(0); }) {}
 
-void EventLoopApplication::terminate(const std::shared_ptr<ApplicationDelegate>& delegate) {
+int EventLoopApplication::terminate(const std::shared_ptr<ApplicationDelegate>& delegate) {
     if (!delegate)
-        return;
+        return ApplicationDelegate::TerminateCancel;
     {
         std::lock_guard lock(m_mutex);
         m_delegate = delegate;
     }
-    switch (delegate->applicationShouldTerminate()) {
+    const ApplicationDelegate::TerminateReply reply = delegate->applicationShouldTerminate();
+    switch (reply) {
     case ApplicationDelegate::TerminateNow:
         finishTermination();
         break;
@@ -29,12 +31,27 @@ void EventLoopApplication::terminate(const std::shared_ptr<ApplicationDelegate>&
     case ApplicationDelegate::TerminateCancel:
         break;
     }
+    return reply;
+}
+
+bool EventLoopApplication::terminateAndWait(const std::shared_ptr<ApplicationDelegate>& delegate) {
+    m_outcome->store(Waiting);
+    if (terminate(delegate) == ApplicationDelegate::TerminateCancel)
+        return false;
+    // The reply that ends the wait arrives as a main-thread event.
+    QEventLoop loop;
+    while (m_outcome->load() == Waiting)
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+    return m_outcome->load() == Terminated;
 }
 
 void EventLoopApplication::replyToApplicationShouldTerminate(bool shouldTerminate) {
-    if (!m_pending.exchange(false) || !shouldTerminate)
+    if (!m_pending.exchange(false))
         return;
-    finishTermination();
+    if (shouldTerminate)
+        finishTermination();
+    else
+        dispatchMain([outcome = m_outcome] { outcome->store(Cancelled); });
 }
 
 void EventLoopApplication::finishTermination() {
@@ -44,9 +61,10 @@ void EventLoopApplication::finishTermination() {
         weak = m_delegate;
     }
     // Replies come from the threads that end the work; the loop is the main thread's.
-    dispatchMain([weak, endEventLoop = m_endEventLoop] {
+    dispatchMain([outcome = m_outcome, weak, endEventLoop = m_endEventLoop] {
         if (const auto delegate = weak.lock())
             delegate->applicationWillTerminate();
         endEventLoop();
+        outcome->store(Terminated);
     });
 }

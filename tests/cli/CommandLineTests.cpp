@@ -26,6 +26,24 @@ TEST(CommandLine, VersionHelpAndWrongUsage) {
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("k")}).exitCode, 2);
 }
 
+// Output that can't be written is no success: a script reading it would
+// take nothing for the whole answer.
+TEST(CommandLine, OutputThatCannotBeWrittenIsReported) {
+    TemporaryHome home;
+    for (const QStringList& arguments :
+         {QStringList{QStringLiteral("--help")},
+          QStringList{QStringLiteral("--home"), home.path(), QStringLiteral("--json"), QStringLiteral("workflow"),
+                      QStringLiteral("show")}}) {
+        QProcess process;
+        process.setStandardOutputFile(QStringLiteral("/dev/full"));
+        process.start(QStringLiteral(ONDREL_CLI_PATH), arguments);
+        ASSERT_TRUE(process.waitForFinished(60000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode(), 3) << arguments.join(QLatin1Char(' ')).toStdString();
+        EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(QStringLiteral("output")));
+    }
+}
+
 TEST(CommandLine, DefaultsWrittenInOneRunAreReadInTheNext) {
     TemporaryHome home;
     auto write = [&](QStringList args) {
@@ -104,6 +122,58 @@ TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
     EXPECT_EQ(rows[0].toObject().value(QStringLiteral("level")).toString(), QStringLiteral("warning"));
     EXPECT_EQ(rows[1].toObject().value(QStringLiteral("message")).toString(), QStringLiteral("render failed"));
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--bogus")}).exitCode, 2);
+}
+
+// Each entry is one line of text, whatever its message holds; JSON keeps
+// the message as it is.
+TEST(CommandLine, LogEntryWithLineBreaksStaysOnOneLine) {
+    TemporaryHome home;
+    ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("log")}).exitCode, 0);  // makes the log file
+    QProcess sqlite;
+    sqlite.start(QStringLiteral("python3"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import sqlite3,sys; c=sqlite3.connect(sys.argv[1]); "
+                                 "c.executemany(\"INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)\", "
+                                 "[(3,'render failed:\\nline two\\r\\n\\tline three'),(5,'next')]); c.commit()"),
+                  home.filePath(QStringLiteral("Log.db"))});
+    ASSERT_TRUE(sqlite.waitForFinished(30000));
+    ASSERT_EQ(sqlite.exitCode(), 0) << sqlite.readAllStandardError().toStdString();
+
+    const CommandResult text = runOndrel(home.path(), {QStringLiteral("log")});
+    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
+    const QStringList lines = text.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2) << text.out.toStdString();
+    EXPECT_TRUE(lines[0].endsWith(QStringLiteral("render failed:\\nline two\\r\\n\\tline three"))) << lines[0].toStdString();
+    EXPECT_TRUE(lines[1].endsWith(QStringLiteral("next")));
+
+    const CommandResult json = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("log")});
+    const QJsonArray rows = QJsonDocument::fromJson(json.out.toUtf8()).array();
+    ASSERT_EQ(rows.size(), 2) << json.out.toStdString();
+    EXPECT_EQ(rows[0].toObject().value(QStringLiteral("message")).toString(),
+              QStringLiteral("render failed:\nline two\r\n\tline three"));
+}
+
+// A log file that isn't a database is no empty log: exit status 3 and a
+// message, and the file is left as it was.
+TEST(CommandLine, LogThatCannotBeOpenedIsReported) {
+    TemporaryHome home;
+    QFile file(home.filePath(QStringLiteral("Log.db")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    const QByteArray garbage(4096, 'x');
+    file.write(garbage);
+    file.close();
+
+    for (const bool json : {false, true}) {
+        QStringList arguments{QStringLiteral("log")};
+        if (json)
+            arguments.prepend(QStringLiteral("--json"));
+        const CommandResult result = runOndrel(home.path(), arguments);
+        EXPECT_EQ(result.exitCode, 3) << result.out.toStdString();
+        EXPECT_TRUE(result.err.contains(QStringLiteral("log"))) << result.err.toStdString();
+        EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
+    }
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), garbage);
 }
 
 TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {

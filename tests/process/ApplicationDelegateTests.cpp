@@ -24,6 +24,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <utility>
 
@@ -444,6 +445,42 @@ TEST_F(ApplicationDelegateTest, CommandLineQuitsWhenTheWorkIsDone) {
     EXPECT_TRUE(spinUntil([&] { return ended == 2; }));
     spinFor(20);
     EXPECT_EQ(ended, 2);
+}
+
+// A program whose loop isn't running (the command line after its command)
+// quits through the application object: when work still runs, it waits for
+// the delegate's reply from the thread that ends the work.
+TEST_F(ApplicationDelegateTest, QuitAfterACommandWaitsForTheWorkThenEnds) {
+    launch(TerminationPrompt::ThirdButton);
+    int ended = 0;
+    auto app = std::make_shared<EventLoopApplication>([&] { ++ended; });
+    ApplicationDelegate::setApplication(app);
+
+    controllers->file->setProcessing(true);
+    std::thread worker([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        controllers->file->setProcessing(false);
+    });
+    EXPECT_TRUE(app->terminateAndWait(delegate));
+    worker.join();
+    EXPECT_EQ(ended, 1);
+    EXPECT_FALSE(delegate->hasRunningProcesses());
+    EXPECT_TRUE(QFile::exists(workflowPath()));
+
+    // Nothing running: it ends at once.
+    EXPECT_TRUE(app->terminateAndWait(delegate));
+    EXPECT_EQ(ended, 2);
+}
+
+TEST_F(ApplicationDelegateTest, CancelledQuitAfterACommandDoesNotWait) {
+    launch(TerminationPrompt::FirstButton);
+    int ended = 0;
+    auto app = std::make_shared<EventLoopApplication>([&] { ++ended; });
+    ApplicationDelegate::setApplication(app);
+    controllers->audio->setProcessing(true);
+    EXPECT_FALSE(app->terminateAndWait(delegate));
+    EXPECT_EQ(ended, 0);
+    controllers->audio->setProcessing(false);
 }
 
 TEST_F(ApplicationDelegateTest, CancelledQuitLeavesTheLoopRunning) {
