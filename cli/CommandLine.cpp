@@ -8,6 +8,8 @@
 #include "core/ApplicationNotifications.h"
 #include "core/NotificationCenter.h"
 #include "core/URL.h"
+#include "logging/LogController.h"
+#include "process/WorkflowController.h"
 #include "process/ApplicationDelegate.h"
 #include "process/EventLoopApplication.h"
 #include "process/QuitWhenDoneTerminationPrompt.h"
@@ -104,6 +106,10 @@ int runCommand(int argc, char** argv) {
     // The same start as the desktop program's, without windows.
     auto delegate = std::make_shared<ApplicationDelegate>();
     delegate->applicationWillFinishLaunching();
+    // The controllers whose panes the desktop program shows at launch; they
+    // register their default tables as they come up.
+    LogController::sharedInstance();
+    WorkflowController::sharedInstance();
 
     const QString command = arguments.takeFirst();
     int status;

@@ -316,6 +316,10 @@ TEST(CommandLine, StartsAndQuitsLikeTheDesktopProgram) {
     const CommandResult format = runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("read"), QStringLiteral("timeFormat")});
     EXPECT_EQ(format.exitCode, 0) << format.err.toStdString();
     EXPECT_EQ(format.out.trimmed(), QStringLiteral("13"));
+    for (const auto& [key, value] : {std::pair{"LogControllerLogTTL", "14 days"}, std::pair{"WorkflowSourceFileEntitiesKey", "allFileEntities"}}) {
+        const CommandResult read = runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("read"), QString::fromLatin1(key)});
+        EXPECT_EQ(read.out.trimmed(), QString::fromLatin1(value)) << key;
+    }
     const CommandResult all = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("defaults"), QStringLiteral("read")});
     EXPECT_FALSE(QJsonDocument::fromJson(all.out.toUtf8()).object().contains(QStringLiteral("timeFormat")))
         << "registered values are not stored";
