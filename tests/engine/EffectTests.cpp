@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace {
@@ -489,3 +490,33 @@ TEST(EffectTimePitch, RealTimeStreamsAlignedAndFollowsItsSettings) {
     const auto delayed = run(late, 1, 3 * kLength, toneBurst(kLength), 4096);
     EXPECT_GT(audibleExtent(delayed[0]).first, first + 256);
 }
+
+namespace {
+// A 300 Hz sine at 0.25 with one bad sample (NaN or infinity) at frame 1000.
+TestGenerator::Function sineWithBadSample(float bad) {
+    const auto clean = sine(300.0, 0.25);
+    return [=](int64_t frame, uint32_t channel) { return frame == 1000 ? bad : clean(frame, channel); };
+}
+
+// Frames from `from` on that are not finite.
+int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
+    int64_t count = 0;
+    for (size_t i = from; i < values.size(); ++i)
+        count += std::isfinite(values[i]) ? 0 : 1;
+    return count;
+}
+} // namespace
+
+TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
+    for (const QString& shape : {QStringLiteral("light"), QStringLiteral("optimal")}) {
+        for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+            const auto out = run(dither(16, shape), 1, 4000, sineWithBadSample(bad));
+            EXPECT_EQ(nonFiniteFrames(out[0], 0), 0) << qPrintable(shape) << " " << bad;
+            // Away from the bad sample the error is the usual fraction of a step.
+            const auto clean = sine(300.0, 0.25);
+            for (size_t i = 1100; i < out[0].size(); ++i)
+                ASSERT_NEAR(out[0][i], clean(int64_t(i), 0), 64.0 / 32768.0) << qPrintable(shape) << " frame " << i;
+        }
+    }
+}
+
