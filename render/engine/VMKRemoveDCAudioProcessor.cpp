@@ -45,7 +45,9 @@ bool VMKRemoveDCAudioProcessor::render(VMKAudioBufferList& destination, VMKAudio
         float* samples = destination.channel(c);
         double s1 = m_states[c].s1, s2 = m_states[c].s2;
         for (int64_t i = 0; i < destination.frames(); ++i) {
-            const double x = samples[i];
+            // A NaN or infinite sample would stay in the state for good: it
+            // goes through as silence instead.
+            const double x = std::isfinite(samples[i]) ? double(samples[i]) : 0.0;
             const double y = b0 * x + s1;
             s1 = b1 * x - a1 * y + s2;
             s2 = b2 * x - a2 * y;

@@ -520,3 +520,11 @@ TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
     }
 }
 
+TEST(EffectRemoveDC, OneBadSampleDoesNotSpoilWhatFollows) {
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 48000, sineWithBadSample(bad), 512);
+        EXPECT_EQ(nonFiniteFrames(out[0], 1001), 0) << bad;
+        EXPECT_NEAR(rms(out[0], 24000), 0.25 / std::sqrt(2.0), 1e-3) << bad;
+    }
+}
+
