@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numbers>
 
@@ -498,6 +499,20 @@ TestGenerator::Function sineWithBadSample(float bad) {
     return [=](int64_t frame, uint32_t channel) { return frame == 1000 ? bad : clean(frame, channel); };
 }
 
+// The first frame where two runs differ in any channel, or -1 when they are identical.
+int64_t firstDifference(const std::vector<std::vector<float>>& a, const std::vector<std::vector<float>>& b) {
+    if (a.size() != b.size())
+        return 0;
+    for (size_t c = 0; c < a.size(); ++c) {
+        if (a[c].size() != b[c].size())
+            return 0;
+        for (size_t i = 0; i < a[c].size(); ++i)
+            if (std::memcmp(&a[c][i], &b[c][i], sizeof(float)) != 0)
+                return int64_t(i);
+    }
+    return -1;
+}
+
 // Frames from `from` on that are not finite.
 int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
     int64_t count = 0;
@@ -525,6 +540,17 @@ TEST(EffectRemoveDC, OneBadSampleDoesNotSpoilWhatFollows) {
         const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 48000, sineWithBadSample(bad), 512);
         EXPECT_EQ(nonFiniteFrames(out[0], 1001), 0) << bad;
         EXPECT_NEAR(rms(out[0], 24000), 0.25 / std::sqrt(2.0), 1e-3) << bad;
+    }
+}
+
+TEST(EffectRemoveDC, DecayingTailIsTheSameWhateverTheBlockSize) {
+    // A click, then a long silence in which the filter's state decays towards zero.
+    const auto click = [](int64_t frame, uint32_t) { return frame == 0 ? 1.0f : 0.0f; };
+    const auto reference = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 300000, click, 4096);
+    EXPECT_EQ(reference[0].back(), 0.0f);  // and it does end in true silence
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 300000, click, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
     }
 }
 
