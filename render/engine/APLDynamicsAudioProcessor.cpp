@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 const ClassInfo& APLDynamicsAudioProcessor::staticClassInfo() {
     using P = APLDynamicsAudioProcessor;
@@ -145,9 +146,13 @@ bool APLDynamicsAudioProcessor::render(VMKAudioBufferList& destination, VMKAudio
     for (int64_t offset = 0; offset < destination.frames(); offset += capacity) {
         const int64_t frames = std::min(capacity, destination.frames() - offset);
         for (int64_t i = 0; i < frames; ++i) {
+            // NaN and infinite samples are not heard by the detector: one of
+            // them would leave the envelope NaN for the rest of the run.
             float peak = 0.0f;
-            for (uint32_t c = 0; c < channels; ++c)
-                peak = std::max(peak, std::abs(destination.channel(c)[offset + i]));
+            for (uint32_t c = 0; c < channels; ++c) {
+                const float magnitude = std::abs(destination.channel(c)[offset + i]);
+                peak = magnitude > peak && magnitude <= std::numeric_limits<float>::max() ? magnitude : peak;
+            }
             const float k = peak > envelope ? attack : release;
             envelope = peak + k * (envelope - peak);
             const float level = 20.0f * std::log10(std::max(envelope, kFloor));

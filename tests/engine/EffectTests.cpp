@@ -554,3 +554,14 @@ TEST(EffectRemoveDC, DecayingTailIsTheSameWhateverTheBlockSize) {
     }
 }
 
+TEST(EffectDynamics, OneBadSampleDoesNotSpoilWhatFollows) {
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        auto processor = std::make_shared<APLDynamicsAudioProcessor>();
+        const auto out = run(processor, 2, 48000, sineWithBadSample(bad), 512);
+        for (const auto& channel : out) {
+            EXPECT_EQ(nonFiniteFrames(channel, 1001), 0) << bad;
+            EXPECT_GT(rms(channel, 24000), 0.05) << bad;
+        }
+    }
+}
+
