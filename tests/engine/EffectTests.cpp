@@ -565,3 +565,27 @@ TEST(EffectDynamics, OneBadSampleDoesNotSpoilWhatFollows) {
     }
 }
 
+TEST(EffectDynamics, IsTheSameWhateverTheBlockSize) {
+    // Loud, then a silence long enough for the detector to fall to its floor,
+    // then a very quiet tone that the detector climbs back to.
+    const auto function = [](int64_t frame, uint32_t) {
+        const double s = std::sin(2.0 * std::numbers::pi * 440.0 * double(frame) / kRate);
+        if (frame < 4800)
+            return float(0.8 * s);
+        if (frame < 200000)
+            return 0.0f;
+        return float(1e-9 * s);
+    };
+    auto make = [] {
+        auto processor = std::make_shared<APLDynamicsAudioProcessor>();
+        processor->setValueForParameterKey(-60.0, QStringLiteral("expansionThreshold"));
+        processor->setValueForParameterKey(2.0, QStringLiteral("expansionRatio"));
+        return processor;
+    };
+    const auto reference = run(make(), 1, 210000, function, 4096);
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(make(), 1, 210000, function, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
+    }
+}
+
