@@ -589,3 +589,19 @@ TEST(EffectDynamics, IsTheSameWhateverTheBlockSize) {
     }
 }
 
+TEST(EffectVarispeed, IsTheSameWhateverTheBlockSize) {
+    // A long run at a rate that has no short binary fraction: output frame j
+    // reads input position j * rate however the frames are pulled.
+    auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
+    varispeed->setCents(700.0f);
+    const auto noise = [](int64_t frame, uint32_t) {
+        uint64_t z = uint64_t(frame) * 0x9E3779B97F4A7C15ULL;
+        z = (z ^ (z >> 31)) * 0xBF58476D1CE4E5B9ULL;
+        return float(double(z >> 40) / double(1 << 24) - 0.5);
+    };
+    const auto reference = run(varispeed, 1, 200000, noise, 4096);
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(varispeed, 1, 200000, noise, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
+    }
+}
