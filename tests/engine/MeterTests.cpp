@@ -145,6 +145,25 @@ TEST(LoudnessMeter, SilenceAndEmptyRunsAndResultsAfterTheRun) {
     EXPECT_NEAR(meter->peak(), -40.0, 0.01);
 }
 
+TEST(LoudnessMeter, OneBadSampleDoesNotSpoilTheMeasurement) {
+    // A bad sample a second in: the nine seconds after it must still count
+    // (an infinite sample is the peak, a NaN is no sample at all).
+    const auto clean = sine(1000.0, -23.0);
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        const auto function = [=](int64_t frame, uint32_t channel) {
+            return frame == kSecond ? bad : clean(frame, channel);
+        };
+        for (bool truePeak : {false, true}) {
+            auto meter = measure(2, function, 10 * kSecond, truePeak);
+            EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1) << bad << " true peak " << truePeak;
+            EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1) << bad << " true peak " << truePeak;
+            if (std::isnan(bad))
+                EXPECT_NEAR(meter->peak(), -23.0, 0.2) << "true peak " << truePeak;
+            else
+                EXPECT_EQ(meter->peak(), std::numeric_limits<double>::infinity()) << "true peak " << truePeak;
+        }
+    }
+}
 TEST(LoudnessMeter, RefusesARateItCannotMeasure) {
     auto stream = std::make_shared<VMKAudioStream>();
     auto source = std::make_shared<TestGenerator>(2, 8.0, &TestGenerator::ramp);
