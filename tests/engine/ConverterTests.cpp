@@ -513,3 +513,27 @@ TEST(ConverterSettings, AreReachedByParameterKeyAndByClassName) {
     ghz->setValueForParameterKey(32000.0, QStringLiteral("inSampleRate"));
     EXPECT_EQ(ghz->inSampleRate(), 32000.0);
 }
+
+TEST(ConverterTiming, TheBlockSizeChangesNoFrame) {
+    Signal noise(12000);
+    std::mt19937 random(5);
+    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
+    for (float& v : noise)
+        v = uniform(random);
+    for (const auto& [from, to] :
+         {std::pair{48000.0, 44100.0}, std::pair{22050.0, 96000.0}, std::pair{44100.0, 7999.0},
+          std::pair{44100.0, 47999.5}}) {
+        const int64_t frames = VMKConverterAudioProcessor::outputFrameCount(12000, from, to);
+        const Conversion reference = convert({goodhertz("linearPhase")}, {from, to}, play(noise), frames, 2, 4096);
+        ASSERT_TRUE(reference.ok);
+        for (int64_t block : {1, 7, 256}) {
+            SCOPED_TRACE(testing::Message() << from << " -> " << to << " in blocks of " << block);
+            const Conversion run = convert({goodhertz("linearPhase")}, {from, to}, play(noise), frames, 2, block);
+            ASSERT_TRUE(run.ok);
+            ASSERT_EQ(run.output.size(), reference.output.size());
+            for (size_t c = 0; c < run.output.size(); ++c)
+                for (size_t i = 0; i < size_t(frames); ++i)
+                    ASSERT_EQ(run.output[c][i], reference.output[c][i]) << "channel " << c << " frame " << i;
+        }
+    }
+}
