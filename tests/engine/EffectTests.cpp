@@ -605,3 +605,14 @@ TEST(EffectVarispeed, IsTheSameWhateverTheBlockSize) {
         EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
     }
 }
+
+TEST(EffectTimePitch, OneBadSampleDoesNotSpoilWhatFollows) {
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        for (int64_t inputFrames : {int64_t(0), int64_t(48000)}) {
+            SCOPED_TRACE(testing::Message() << bad << (inputFrames ? " offline" : " real time"));
+            const auto out = run(timePitch(1.25f, 200.0f, inputFrames), 1, 38400, sineWithBadSample(bad), 1024);
+            EXPECT_EQ(nonFiniteFrames(out[0], 12000), 0);
+            EXPECT_GT(rms(std::vector<float>(out[0].begin() + 20000, out[0].begin() + 36000)), 0.1);
+        }
+    }
+}

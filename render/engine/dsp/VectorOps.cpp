@@ -61,6 +61,12 @@ void reverse(float* values, int64_t n) {
     }
 }
 
+void zeroNonFinite(float* __restrict values, int64_t n) {
+    constexpr float kLargest = std::numeric_limits<float>::max();
+    for (int64_t i = 0; i < n; ++i)
+        values[i] = (values[i] <= kLargest && values[i] >= -kLargest) ? values[i] : 0.0f;
+}
+
 float sumOfSquares(const float* __restrict source, int64_t n) {
     float lanes[8] = {};
     int64_t i = 0;
