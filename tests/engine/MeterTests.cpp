@@ -336,3 +336,24 @@ TEST(PitchDetector, FindsTheFundamentalOfToneWithHarmonics) {
         EXPECT_EQ(run.right, run.pitched) << "note " << note << ", heard " << run.lastSemitone;
     }
 }
+
+TEST(PitchDetector, OneBadSampleIsForgottenWithinAWindow) {
+    // A bad sample at 0.1 s; the second half of the half second must find A4 again.
+    const auto tone = sine(noteFrequency(69), -12.0);
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+        int late = 0, lateRight = 0;
+        auto probe = std::make_shared<BlockProbe>();
+        probe->onBlock = [&](const VMKAudioBufferList&, int64_t sampleTime) {
+            if (sampleTime < kSecond / 4)
+                return;
+            ++late;
+            lateRight += detector->power() > 0.0f && std::lround(detector->semitone()) == 69;
+        };
+        run(detector, probe, 1,
+            [&](int64_t frame, uint32_t channel) { return frame == kSecond / 10 ? bad : tone(frame, channel); },
+            kSecond / 2);
+        EXPECT_GE(lateRight, late * 9 / 10) << bad;
+        EXPECT_TRUE(std::isfinite(detector->semitone())) << bad;
+    }
+}
