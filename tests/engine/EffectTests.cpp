@@ -616,3 +616,22 @@ TEST(EffectTimePitch, OneBadSampleDoesNotSpoilWhatFollows) {
         }
     }
 }
+
+TEST(EffectVarispeed, ChangingCentsWhileRunningGoesOnFromWhereItWas) {
+    // The source turns the cents up an octave once the input has been read to
+    // frame 10000; the output must go on without a jump and then read twice as fast.
+    auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
+    const auto tone = sine(100.0, 0.5);
+    const auto function = [&](int64_t frame, uint32_t channel) {
+        if (frame == 10000 && channel == 0)
+            varispeed->setCents(1200.0f);
+        return tone(frame, channel);
+    };
+    const auto out = run(varispeed, 1, 30000, function, 512);
+    float largestStep = 0.0f;
+    for (size_t i = 1; i < out[0].size(); ++i)
+        largestStep = std::max(largestStep, std::abs(out[0][i] - out[0][i - 1]));
+    EXPECT_LT(largestStep, 0.5 * 2.0 * std::numbers::pi * 200.0 / kRate * 1.05);
+    EXPECT_NEAR(frequencyOf(out[0], 100, 9000), 100.0, 0.1);
+    EXPECT_NEAR(frequencyOf(out[0], 12000, 30000), 200.0, 0.1);
+}
