@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <numbers>
 #include <random>
 
@@ -536,4 +537,22 @@ TEST(ConverterTiming, TheBlockSizeChangesNoFrame) {
                     ASSERT_EQ(run.output[c][i], reference.output[c][i]) << "channel " << c << " frame " << i;
         }
     }
+}
+
+TEST(ConverterTiming, OneBadSampleIsForgottenOnceTheFilterHasPassedIt) {
+    const auto tone = sine(1000.0, 48000.0, 0.5);
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()})
+        for (const Recipe& recipe : highQualityRecipes()) {
+            SCOPED_TRACE(testing::Message() << recipe.name << " " << bad);
+            const auto function = [&](int64_t frame, uint32_t channel) {
+                return frame == 1000 ? bad : tone(frame, channel);
+            };
+            const Conversion run = convert({recipe.make()}, {48000.0, 44100.0}, function, 44100, 1, 1024);
+            ASSERT_TRUE(run.ok);
+            ASSERT_EQ(run.output[0].size(), 44100u);
+            int64_t nonFinite = 0;
+            for (size_t i = 22050; i < run.output[0].size(); ++i)
+                nonFinite += std::isfinite(run.output[0][i]) ? 0 : 1;
+            EXPECT_EQ(nonFinite, 0);
+        }
 }
