@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 const ClassInfo& APLDynamicsAudioProcessor::staticClassInfo() {
     using P = APLDynamicsAudioProcessor;
@@ -141,21 +142,30 @@ bool APLDynamicsAudioProcessor::render(VMKAudioBufferList& destination, VMKAudio
                       masterGain()};
     const uint32_t channels = destination.numberOfChannels();
     constexpr float kFloor = 1e-10f;  // -200 dB
+    constexpr float kTiny = 1e-30f;
     float envelope = m_envelope;
     for (int64_t offset = 0; offset < destination.frames(); offset += capacity) {
         const int64_t frames = std::min(capacity, destination.frames() - offset);
         for (int64_t i = 0; i < frames; ++i) {
+            // NaN and infinite samples are not heard by the detector: one of
+            // them would leave the envelope NaN for the rest of the run.
             float peak = 0.0f;
-            for (uint32_t c = 0; c < channels; ++c)
-                peak = std::max(peak, std::abs(destination.channel(c)[offset + i]));
+            for (uint32_t c = 0; c < channels; ++c) {
+                const float magnitude = std::abs(destination.channel(c)[offset + i]);
+                peak = magnitude > peak && magnitude <= std::numeric_limits<float>::max() ? magnitude : peak;
+            }
             const float k = peak > envelope ? attack : release;
             envelope = peak + k * (envelope - peak);
+            // A decaying tail is flushed long before it turns denormal; doing
+            // it here, not at the end of the block, keeps the result
+            // independent of the block size.
+            envelope = envelope < kTiny ? 0.0f : envelope;
             const float level = 20.0f * std::log10(std::max(envelope, kFloor));
             m_gains[size_t(i)] = std::pow(10.0f, curve.gainForLevel(level) / 20.0f);
         }
         for (uint32_t c = 0; c < channels; ++c)
             dsp::multiply(destination.channel(c) + offset, m_gains.data(), frames);
     }
-    m_envelope = envelope < kFloor ? 0.0f : envelope;
+    m_envelope = envelope;
     return ok;
 }

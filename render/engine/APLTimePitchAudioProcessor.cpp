@@ -1,6 +1,7 @@
 #include "render/engine/APLTimePitchAudioProcessor.h"
 
 #include "render/engine/VMKEngineError.h"
+#include "render/engine/dsp/VectorOps.h"
 
 #include <rubberband/RubberBandStretcher.h>
 
@@ -120,6 +121,10 @@ bool APLTimePitchAudioProcessor::readWholeInput(const VMKAudioStreamRenderInfo& 
         pullInfo.setSampleTime(position);
         ok = inputBus()->render(*m_pull, pullInfo) && ok;
         m_input->copyFrames({0, frames}, *m_pull, position);
+        // One NaN or infinity would spread through the stretcher's state and
+        // spoil the rest of the output: it goes in as silence.
+        for (uint32_t c = 0; c < m_input->numberOfChannels(); ++c)
+            dsp::zeroNonFinite(m_input->channel(c) + position, frames);
     }
     // One pass to study, as the offline stretcher wants the whole input first.
     for (uint32_t c = 0; c < m_input->numberOfChannels(); ++c)
@@ -155,8 +160,10 @@ bool APLTimePitchAudioProcessor::feedRealTime(const VMKAudioStreamRenderInfo& in
     pullInfo.setSampleTime(m_inputPosition);
     ok = inputBus()->render(*m_pull, pullInfo);
     m_inputPosition += wanted;
-    for (uint32_t c = 0; c < m_pull->numberOfChannels(); ++c)
+    for (uint32_t c = 0; c < m_pull->numberOfChannels(); ++c) {
+        dsp::zeroNonFinite(m_pull->channel(c), wanted);  // as in readWholeInput
         m_inputPointers[c] = m_pull->channel(c);
+    }
     m_stretcher->process(m_inputPointers.data(), size_t(wanted), false);
     return ok;
 }

@@ -89,32 +89,42 @@ bool APLVarispeedAudioProcessor::render(VMKAudioBufferList& destination, VMKAudi
     if (!m_window || !inputBus() || !inputBus()->connection())
         return VMKAudioProcessor::render(destination, bus, info);
     const double rate = this->rate();
-    if (info.sampleTime() != m_nextSampleTime) {
-        // A jump (or the first pull): start reading where this output time maps to.
-        m_position = double(info.sampleTime()) * rate;
-        m_windowStart = int64_t(std::floor(m_position)) - 1;
+    const int64_t start = info.sampleTime();
+    if (start != m_nextSampleTime) {
+        // A jump (or the first pull): output frame t reads input position t * rate.
+        m_anchorPosition = 0.0;
+        m_anchorTime = 0;
+        m_anchorRate = rate;
+        m_windowStart = int64_t(std::floor(double(start) * rate)) - 1;
         m_windowCount = 0;
+    } else if (rate != m_anchorRate) {
+        // New cents: go on from where the last frame left off at the new rate.
+        m_anchorPosition += double(start - m_anchorTime) * m_anchorRate;
+        m_anchorTime = start;
+        m_anchorRate = rate;
     }
+    const double base = m_anchorPosition;
+    auto positionOf = [&](int64_t frame) { return base + double(start + frame - m_anchorTime) * rate; };
     const uint32_t channels = std::min(destination.numberOfChannels(), m_window->numberOfChannels());
     bool ok = true;
     const int64_t frames = destination.frames();
     int64_t done = 0;
     while (done < frames) {
         // Interpolate as many frames as the window holds.
-        const auto index = int64_t(std::floor(m_position));
+        const auto index = int64_t(std::floor(positionOf(done)));
         ok = fillThrough(index + 2, info) && ok;
         const int64_t windowEnd = m_windowStart + m_windowCount;
-        // Frames j with floor(position + j * rate) + 2 < windowEnd.
+        // Frames j with floor(position of done + j) + 2 < windowEnd.
         int64_t n = frames - done;
-        const double reach = double(windowEnd - 3) - m_position;
+        const double reach = double(windowEnd - 3) - positionOf(done);
         n = std::clamp<int64_t>(int64_t(reach / rate) + 1, 1, n);
-        while (n > 1 && int64_t(std::floor(m_position + double(n - 1) * rate)) + 2 >= windowEnd)
+        while (n > 1 && int64_t(std::floor(positionOf(done + n - 1))) + 2 >= windowEnd)
             --n;
         for (uint32_t c = 0; c < channels; ++c) {
             const float* x = m_window->channel(c) - m_windowStart;  // indexed by input frame
             float* out = destination.channel(c) + done;
             for (int64_t j = 0; j < n; ++j) {
-                const double position = m_position + double(j) * rate;
+                const double position = positionOf(done + j);
                 const auto i = int64_t(std::floor(position));
                 const float t = float(position - double(i));
                 const float xm1 = x[i - 1], x0 = x[i], x1 = x[i + 1], x2 = x[i + 2];
@@ -124,7 +134,6 @@ bool APLVarispeedAudioProcessor::render(VMKAudioBufferList& destination, VMKAudi
                 out[j] = ((c3 * t + c2) * t + c1) * t + x0;
             }
         }
-        m_position += double(n) * rate;
         done += n;
     }
     for (uint32_t c = channels; c < destination.numberOfChannels(); ++c)

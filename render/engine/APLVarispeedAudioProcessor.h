@@ -36,6 +36,10 @@ private:
     std::shared_ptr<VMKAudioBufferList> m_pull;
     int64_t m_windowStart = 0;
     int64_t m_windowCount = 0;
-    double m_position = 0.0;        // input position of the next output frame
+    // Output frame t reads input position m_anchorPosition + (t - m_anchorTime) * m_anchorRate:
+    // computed per frame, never summed, so that the block size doesn't matter.
+    double m_anchorPosition = 0.0;
+    int64_t m_anchorTime = 0;
+    double m_anchorRate = 1.0;
     int64_t m_nextSampleTime = -1;  // output sample time the next render should start at
 };

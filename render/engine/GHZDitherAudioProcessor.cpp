@@ -157,7 +157,9 @@ void GHZDitherAudioProcessor::ditherChannel(float* samples, int64_t frames, Chan
         for (int k = 0; k < order; ++k)
             fed += h[k] * e[k];
         double err = 0.0;
-        if (blanking && x == 0.0f) {
+        // A NaN has no place on the grid: it comes out as 0 and feeds no
+        // error back, or it would spoil every sample after it.
+        if ((blanking && x == 0.0f) || std::isnan(x)) {
             samples[i] = 0.0f;
         } else {
             const double wanted = double(x) * scale - fed;

@@ -27,15 +27,20 @@ std::shared_ptr<VMKAudioBufferList> VMKAudioBufferList::initWithChannels(uint32_
         VMKError::set(error, bufferError(QStringLiteral("the frame capacity %1 is negative").arg(frameCapacity)));
         return nullptr;
     }
-    const int64_t stride = std::max<int64_t>(
-        kFloatsPerAlignment, (frameCapacity + kFloatsPerAlignment - 1) / kFloatsPerAlignment * kFloatsPerAlignment);
-    const int64_t bytes = stride * int64_t(sizeof(float)) * int64_t(numberOfChannels);
-    if (stride > kMaximumBytes || bytes > kMaximumBytes) {
+    // Checked before any arithmetic, which could otherwise overflow into a
+    // small allocation for a huge capacity.
+    constexpr int64_t kMaximumFloats = kMaximumBytes / int64_t(sizeof(float));
+    const int64_t stride = frameCapacity > kMaximumFloats
+                               ? kMaximumFloats + 1
+                               : std::max<int64_t>(kFloatsPerAlignment, (frameCapacity + kFloatsPerAlignment - 1) /
+                                                                            kFloatsPerAlignment * kFloatsPerAlignment);
+    if (stride > kMaximumFloats / int64_t(numberOfChannels)) {
         VMKError::set(error, bufferError(QStringLiteral("%1 channels of %2 frames are too large")
                                              .arg(numberOfChannels)
                                              .arg(frameCapacity)));
         return nullptr;
     }
+    const int64_t bytes = stride * int64_t(sizeof(float)) * int64_t(numberOfChannels);
     auto* data = static_cast<float*>(std::aligned_alloc(size_t(kAlignment), size_t(bytes)));
     if (!data) {
         VMKError::set(error, bufferError(QStringLiteral("out of memory for %1 channels of %2 frames")

@@ -64,6 +64,10 @@ void VMKAudioStream::removeProcessorsObject(const std::shared_ptr<VMKAudioProces
     auto it = std::find(m_processors.begin(), m_processors.end(), processor);
     if (it == m_processors.end())
         return;
+    // The graph changes: a run in progress ends and the stream negotiates
+    // again, so it never reaches for a processor it no longer holds.
+    if (m_initialized)
+        uninitialize(nullptr);
     std::vector<std::shared_ptr<VMKAudioConnection>> touched;
     for (const auto& bus : processor->inputBuses())
         if (bus->connection())

@@ -71,7 +71,8 @@ public:
     // Processors.
     const std::vector<std::shared_ptr<VMKAudioProcessor>>& processors() const { return m_processors; }
     void addProcessorsObject(const std::shared_ptr<VMKAudioProcessor>& processor);
-    // Removing a processor removes the connections of its buses as well.
+    // Removing a processor removes the connections of its buses as well; an
+    // initialized stream is uninitialized first.
     void removeProcessorsObject(const std::shared_ptr<VMKAudioProcessor>& processor);
     std::shared_ptr<VMKAudioProcessor> processorWithIdentifier(const QString& identifier) const;
 

@@ -41,21 +41,23 @@ bool VMKRemoveDCAudioProcessor::render(VMKAudioBufferList& destination, VMKAudio
     const bool ok = VMKAudioProcessor::render(destination, bus, info);
     const uint32_t channels = std::min<uint32_t>(destination.numberOfChannels(), uint32_t(m_states.size()));
     const double b0 = m_b0, b1 = m_b1, b2 = m_b2, a1 = m_a1, a2 = m_a2;
+    constexpr double kTiny = 1e-30;
     for (uint32_t c = 0; c < channels; ++c) {
         float* samples = destination.channel(c);
         double s1 = m_states[c].s1, s2 = m_states[c].s2;
         for (int64_t i = 0; i < destination.frames(); ++i) {
-            const double x = samples[i];
+            // A NaN or infinite sample would stay in the state for good: it
+            // goes through as silence instead.
+            const double x = std::isfinite(samples[i]) ? double(samples[i]) : 0.0;
             const double y = b0 * x + s1;
             s1 = b1 * x - a1 * y + s2;
             s2 = b2 * x - a2 * y;
+            // Flush a decaying tail before it turns denormal, sample by
+            // sample so that the result doesn't depend on the block size.
+            s1 = std::abs(s1) < kTiny ? 0.0 : s1;
+            s2 = std::abs(s2) < kTiny ? 0.0 : s2;
             samples[i] = float(y);
         }
-        // Flush denormals once the input has gone quiet.
-        if (std::abs(s1) < 1e-30)
-            s1 = 0.0;
-        if (std::abs(s2) < 1e-30)
-            s2 = 0.0;
         m_states[c] = State{s1, s2};
     }
     return ok;

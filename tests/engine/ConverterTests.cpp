@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <numbers>
 #include <random>
 
@@ -512,4 +513,46 @@ TEST(ConverterSettings, AreReachedByParameterKeyAndByClassName) {
     EXPECT_EQ(ghz->filterType(), QStringLiteral("minimumPhase"));
     ghz->setValueForParameterKey(32000.0, QStringLiteral("inSampleRate"));
     EXPECT_EQ(ghz->inSampleRate(), 32000.0);
+}
+
+TEST(ConverterTiming, TheBlockSizeChangesNoFrame) {
+    Signal noise(12000);
+    std::mt19937 random(5);
+    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
+    for (float& v : noise)
+        v = uniform(random);
+    for (const auto& [from, to] :
+         {std::pair{48000.0, 44100.0}, std::pair{22050.0, 96000.0}, std::pair{44100.0, 7999.0},
+          std::pair{44100.0, 47999.5}}) {
+        const int64_t frames = VMKConverterAudioProcessor::outputFrameCount(12000, from, to);
+        const Conversion reference = convert({goodhertz("linearPhase")}, {from, to}, play(noise), frames, 2, 4096);
+        ASSERT_TRUE(reference.ok);
+        for (int64_t block : {1, 7, 256}) {
+            SCOPED_TRACE(testing::Message() << from << " -> " << to << " in blocks of " << block);
+            const Conversion run = convert({goodhertz("linearPhase")}, {from, to}, play(noise), frames, 2, block);
+            ASSERT_TRUE(run.ok);
+            ASSERT_EQ(run.output.size(), reference.output.size());
+            for (size_t c = 0; c < run.output.size(); ++c)
+                for (size_t i = 0; i < size_t(frames); ++i)
+                    ASSERT_EQ(run.output[c][i], reference.output[c][i]) << "channel " << c << " frame " << i;
+        }
+    }
+}
+
+TEST(ConverterTiming, OneBadSampleIsForgottenOnceTheFilterHasPassedIt) {
+    const auto tone = sine(1000.0, 48000.0, 0.5);
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()})
+        for (const Recipe& recipe : highQualityRecipes()) {
+            SCOPED_TRACE(testing::Message() << recipe.name << " " << bad);
+            const auto function = [&](int64_t frame, uint32_t channel) {
+                return frame == 1000 ? bad : tone(frame, channel);
+            };
+            const Conversion run = convert({recipe.make()}, {48000.0, 44100.0}, function, 44100, 1, 1024);
+            ASSERT_TRUE(run.ok);
+            ASSERT_EQ(run.output[0].size(), 44100u);
+            int64_t nonFinite = 0;
+            for (size_t i = 22050; i < run.output[0].size(); ++i)
+                nonFinite += std::isfinite(run.output[0][i]) ? 0 : 1;
+            EXPECT_EQ(nonFinite, 0);
+        }
 }

@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <numbers>
 
 namespace {
@@ -488,4 +490,148 @@ TEST(EffectTimePitch, RealTimeStreamsAlignedAndFollowsItsSettings) {
     late->setLatencyCompensationEnabled(false);
     const auto delayed = run(late, 1, 3 * kLength, toneBurst(kLength), 4096);
     EXPECT_GT(audibleExtent(delayed[0]).first, first + 256);
+}
+
+namespace {
+// A 300 Hz sine at 0.25 with one bad sample (NaN or infinity) at frame 1000.
+TestGenerator::Function sineWithBadSample(float bad) {
+    const auto clean = sine(300.0, 0.25);
+    return [=](int64_t frame, uint32_t channel) { return frame == 1000 ? bad : clean(frame, channel); };
+}
+
+// The first frame where two runs differ in any channel, or -1 when they are identical.
+int64_t firstDifference(const std::vector<std::vector<float>>& a, const std::vector<std::vector<float>>& b) {
+    if (a.size() != b.size())
+        return 0;
+    for (size_t c = 0; c < a.size(); ++c) {
+        if (a[c].size() != b[c].size())
+            return 0;
+        for (size_t i = 0; i < a[c].size(); ++i)
+            if (std::memcmp(&a[c][i], &b[c][i], sizeof(float)) != 0)
+                return int64_t(i);
+    }
+    return -1;
+}
+
+// Frames from `from` on that are not finite.
+int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
+    int64_t count = 0;
+    for (size_t i = from; i < values.size(); ++i)
+        count += std::isfinite(values[i]) ? 0 : 1;
+    return count;
+}
+} // namespace
+
+TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
+    for (const QString& shape : {QStringLiteral("light"), QStringLiteral("optimal")}) {
+        for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+            const auto out = run(dither(16, shape), 1, 4000, sineWithBadSample(bad));
+            EXPECT_EQ(nonFiniteFrames(out[0], 0), 0) << qPrintable(shape) << " " << bad;
+            // Away from the bad sample the error is the usual fraction of a step.
+            const auto clean = sine(300.0, 0.25);
+            for (size_t i = 1100; i < out[0].size(); ++i)
+                ASSERT_NEAR(out[0][i], clean(int64_t(i), 0), 64.0 / 32768.0) << qPrintable(shape) << " frame " << i;
+        }
+    }
+}
+
+TEST(EffectRemoveDC, OneBadSampleDoesNotSpoilWhatFollows) {
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 48000, sineWithBadSample(bad), 512);
+        EXPECT_EQ(nonFiniteFrames(out[0], 1001), 0) << bad;
+        EXPECT_NEAR(rms(out[0], 24000), 0.25 / std::sqrt(2.0), 1e-3) << bad;
+    }
+}
+
+TEST(EffectRemoveDC, DecayingTailIsTheSameWhateverTheBlockSize) {
+    // A click, then a long silence in which the filter's state decays towards zero.
+    const auto click = [](int64_t frame, uint32_t) { return frame == 0 ? 1.0f : 0.0f; };
+    const auto reference = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 300000, click, 4096);
+    EXPECT_EQ(reference[0].back(), 0.0f);  // and it does end in true silence
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 300000, click, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
+    }
+}
+
+TEST(EffectDynamics, OneBadSampleDoesNotSpoilWhatFollows) {
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        auto processor = std::make_shared<APLDynamicsAudioProcessor>();
+        const auto out = run(processor, 2, 48000, sineWithBadSample(bad), 512);
+        for (const auto& channel : out) {
+            EXPECT_EQ(nonFiniteFrames(channel, 1001), 0) << bad;
+            EXPECT_GT(rms(channel, 24000), 0.05) << bad;
+        }
+    }
+}
+
+TEST(EffectDynamics, IsTheSameWhateverTheBlockSize) {
+    // Loud, then a silence long enough for the detector to fall to its floor,
+    // then a very quiet tone that the detector climbs back to.
+    const auto function = [](int64_t frame, uint32_t) {
+        const double s = std::sin(2.0 * std::numbers::pi * 440.0 * double(frame) / kRate);
+        if (frame < 4800)
+            return float(0.8 * s);
+        if (frame < 200000)
+            return 0.0f;
+        return float(1e-9 * s);
+    };
+    auto make = [] {
+        auto processor = std::make_shared<APLDynamicsAudioProcessor>();
+        processor->setValueForParameterKey(-60.0, QStringLiteral("expansionThreshold"));
+        processor->setValueForParameterKey(2.0, QStringLiteral("expansionRatio"));
+        return processor;
+    };
+    const auto reference = run(make(), 1, 210000, function, 4096);
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(make(), 1, 210000, function, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
+    }
+}
+
+TEST(EffectVarispeed, IsTheSameWhateverTheBlockSize) {
+    // A long run at a rate that has no short binary fraction: output frame j
+    // reads input position j * rate however the frames are pulled.
+    auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
+    varispeed->setCents(700.0f);
+    const auto noise = [](int64_t frame, uint32_t) {
+        uint64_t z = uint64_t(frame) * 0x9E3779B97F4A7C15ULL;
+        z = (z ^ (z >> 31)) * 0xBF58476D1CE4E5B9ULL;
+        return float(double(z >> 40) / double(1 << 24) - 0.5);
+    };
+    const auto reference = run(varispeed, 1, 200000, noise, 4096);
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(varispeed, 1, 200000, noise, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
+    }
+}
+
+TEST(EffectTimePitch, OneBadSampleDoesNotSpoilWhatFollows) {
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        for (int64_t inputFrames : {int64_t(0), int64_t(48000)}) {
+            SCOPED_TRACE(testing::Message() << bad << (inputFrames ? " offline" : " real time"));
+            const auto out = run(timePitch(1.25f, 200.0f, inputFrames), 1, 38400, sineWithBadSample(bad), 1024);
+            EXPECT_EQ(nonFiniteFrames(out[0], 12000), 0);
+            EXPECT_GT(rms(std::vector<float>(out[0].begin() + 20000, out[0].begin() + 36000)), 0.1);
+        }
+    }
+}
+
+TEST(EffectVarispeed, ChangingCentsWhileRunningGoesOnFromWhereItWas) {
+    // The source turns the cents up an octave once the input has been read to
+    // frame 10000; the output must go on without a jump and then read twice as fast.
+    auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
+    const auto tone = sine(100.0, 0.5);
+    const auto function = [&](int64_t frame, uint32_t channel) {
+        if (frame == 10000 && channel == 0)
+            varispeed->setCents(1200.0f);
+        return tone(frame, channel);
+    };
+    const auto out = run(varispeed, 1, 30000, function, 512);
+    float largestStep = 0.0f;
+    for (size_t i = 1; i < out[0].size(); ++i)
+        largestStep = std::max(largestStep, std::abs(out[0][i] - out[0][i - 1]));
+    EXPECT_LT(largestStep, 0.5 * 2.0 * std::numbers::pi * 200.0 / kRate * 1.05);
+    EXPECT_NEAR(frequencyOf(out[0], 100, 9000), 100.0, 0.1);
+    EXPECT_NEAR(frequencyOf(out[0], 12000, 30000), 200.0, 0.1);
 }

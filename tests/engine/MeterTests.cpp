@@ -145,6 +145,25 @@ TEST(LoudnessMeter, SilenceAndEmptyRunsAndResultsAfterTheRun) {
     EXPECT_NEAR(meter->peak(), -40.0, 0.01);
 }
 
+TEST(LoudnessMeter, OneBadSampleDoesNotSpoilTheMeasurement) {
+    // A bad sample a second in: the nine seconds after it must still count
+    // (an infinite sample is the peak, a NaN is no sample at all).
+    const auto clean = sine(1000.0, -23.0);
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        const auto function = [=](int64_t frame, uint32_t channel) {
+            return frame == kSecond ? bad : clean(frame, channel);
+        };
+        for (bool truePeak : {false, true}) {
+            auto meter = measure(2, function, 10 * kSecond, truePeak);
+            EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1) << bad << " true peak " << truePeak;
+            EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1) << bad << " true peak " << truePeak;
+            if (std::isnan(bad))
+                EXPECT_NEAR(meter->peak(), -23.0, 0.2) << "true peak " << truePeak;
+            else
+                EXPECT_EQ(meter->peak(), std::numeric_limits<double>::infinity()) << "true peak " << truePeak;
+        }
+    }
+}
 TEST(LoudnessMeter, RefusesARateItCannotMeasure) {
     auto stream = std::make_shared<VMKAudioStream>();
     auto source = std::make_shared<TestGenerator>(2, 8.0, &TestGenerator::ramp);
@@ -315,5 +334,26 @@ TEST(PitchDetector, FindsTheFundamentalOfToneWithHarmonics) {
         const auto run = followPitch(detector, 2, tone, note);
         EXPECT_GE(run.pitched, run.blocks * 9 / 10) << "note " << note;
         EXPECT_EQ(run.right, run.pitched) << "note " << note << ", heard " << run.lastSemitone;
+    }
+}
+
+TEST(PitchDetector, OneBadSampleIsForgottenWithinAWindow) {
+    // A bad sample at 0.1 s; the second half of the half second must find A4 again.
+    const auto tone = sine(noteFrequency(69), -12.0);
+    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+        int late = 0, lateRight = 0;
+        auto probe = std::make_shared<BlockProbe>();
+        probe->onBlock = [&](const VMKAudioBufferList&, int64_t sampleTime) {
+            if (sampleTime < kSecond / 4)
+                return;
+            ++late;
+            lateRight += detector->power() > 0.0f && std::lround(detector->semitone()) == 69;
+        };
+        run(detector, probe, 1,
+            [&](int64_t frame, uint32_t channel) { return frame == kSecond / 10 ? bad : tone(frame, channel); },
+            kSecond / 2);
+        EXPECT_GE(lateRight, late * 9 / 10) << bad;
+        EXPECT_TRUE(std::isfinite(detector->semitone())) << bad;
     }
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 
 namespace {
 std::shared_ptr<VMKAudioBufferList> makeList(uint32_t channels, int64_t capacity) {
@@ -41,6 +42,13 @@ TEST(VMKAudioBufferList, RefusesBadShapesWithAnError) {
     EXPECT_FALSE(error.localizedDescription().isEmpty());
     EXPECT_FALSE(VMKAudioBufferList::initWithChannels(2, -1));
     EXPECT_FALSE(VMKAudioBufferList::initWithChannels(4, int64_t(1) << 50));
+    // Capacities so large that rounding them up to the alignment overflows.
+    for (int64_t capacity : {std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::max() - 7,
+                             int64_t(1) << 62, (int64_t(1) << 61) + 1}) {
+        error = VMKError();
+        EXPECT_FALSE(VMKAudioBufferList::initWithChannels(1, capacity, &error)) << capacity;
+        EXPECT_EQ(error.code(), VMKEngineErrorInvalidArgument) << capacity;
+    }
     auto empty = VMKAudioBufferList::initWithChannels(1, 0);
     ASSERT_TRUE(empty);
     EXPECT_EQ(empty->energy(), 0.0f);

@@ -332,3 +332,39 @@ TEST(VMKAudioStream, ABusHasOneConnectionAndAConnectionOneBusAtEachEnd) {
     d.reset();
     EXPECT_FALSE(loose->inputBus());
 }
+
+TEST(VMKAudioStream, RemovingAProcessorFromAnInitializedStreamUninitializesItFirst) {
+    // A processor that counts how often it is uninitialized.
+    struct Counting : VMKAudioProcessor {
+        int* uninitialized;
+        explicit Counting(int* counter) : uninitialized(counter) {}
+        bool uninitialize(VMKError* error) override {
+            ++*uninitialized;
+            return VMKAudioProcessor::uninitialize(error);
+        }
+    };
+    int uninitialized = 0;
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto generator = std::make_shared<TestGenerator>(2, 48000.0, &TestGenerator::ramp);
+    auto counting = std::make_shared<Counting>(&uninitialized);
+    auto recorder = std::make_shared<TestRecorder>();
+    stream->addProcessorsObject(generator);
+    stream->addProcessorsObject(counting);
+    stream->addProcessorsObject(recorder);
+    stream->connectProcessor(generator.get(), counting.get());
+    stream->connectProcessor(counting.get(), recorder.get());
+    VMKError error;
+    ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+    ASSERT_TRUE(counting->isInitialized());
+
+    // Taking it out while the stream is initialized leaves it uninitialized,
+    // and the stream, whose graph has changed, must negotiate again.
+    stream->removeProcessorsObject(counting);
+    EXPECT_FALSE(counting->isInitialized());
+    EXPECT_EQ(uninitialized, 1);
+    EXPECT_FALSE(stream->isInitialized());
+    // Once it is gone the stream never reaches for it again.
+    counting.reset();
+    EXPECT_TRUE(stream->uninitialize(&error));
+    EXPECT_EQ(uninitialized, 1);
+}

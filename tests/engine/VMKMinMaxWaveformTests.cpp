@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <vector>
+
 TEST(VMKMinMaxWaveform, TableEntriesAreLittleEndianSixteenBitPairs) {
     EXPECT_EQ(VMKMinMaxWaveform::tableLengthForFrames(0), 4);
     EXPECT_EQ(VMKMinMaxWaveform::tableLengthForFrames(255), 4);
@@ -89,4 +92,32 @@ TEST(VMKWaveformBuffer, HoldsTwoValuesPerColumnAndChannel) {
     EXPECT_FALSE(buffer->setFrames(11));
     buffer->clear();
     EXPECT_EQ(buffer->positiveValuesForChannel(1)[3], 0.0f);
+}
+
+TEST(VMKMinMaxWaveform, ANaNSampleHidesNoExtremeWhereverItFalls) {
+    VMKMinMaxWaveform waveform;
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    // A run of 256 with its extremes at the start and a NaN moved through every place.
+    for (size_t at = 1; at < 256; ++at) {
+        std::vector<float> run(256, 0.0f);
+        run[0] = 0.9f;
+        run[1 + at % 255] = -0.8f;
+        run[at] = nan;
+        if (at == 1 + at % 255)
+            continue;
+        ASSERT_EQ(waveform.positiveValueForBuffer(run.data(), 256), 0.9f) << "NaN at " << at;
+        ASSERT_EQ(waveform.negativeValueForBuffer(run.data(), 256), -0.8f) << "NaN at " << at;
+    }
+    // NaN first, then numbers; and a run of nothing but NaN reads as silence in the table.
+    std::vector<float> run{nan, 0.25f, -0.5f, 0.125f};
+    EXPECT_EQ(waveform.positiveValueForBuffer(run.data(), 4), 0.25f);
+    EXPECT_EQ(waveform.negativeValueForBuffer(run.data(), 4), -0.5f);
+    std::vector<float> nothing(300, nan);
+    waveform.setValuesAtIndex(0, waveform.positiveValueForBuffer(nothing.data(), 300),
+                              waveform.negativeValueForBuffer(nothing.data(), 300));
+    float values[1] = {1.0f};
+    waveform.getPositiveValues(values, 0, 1);
+    EXPECT_EQ(values[0], 0.0f);
+    waveform.getNegativeValues(values, 0, 1);
+    EXPECT_EQ(values[0], 0.0f);
 }

@@ -5,8 +5,18 @@
 #include "render/engine/dsp/VectorOps.h"
 
 #include <cstring>
+#include <limits>
 
 namespace dsp {
+
+namespace {
+bool onlyNaN(const float* source, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        if (source[i] == source[i])
+            return false;
+    return true;
+}
+} // namespace
 
 void clear(float* destination, int64_t n) {
     if (n > 0)
@@ -51,6 +61,12 @@ void reverse(float* values, int64_t n) {
     }
 }
 
+void zeroNonFinite(float* __restrict values, int64_t n) {
+    constexpr float kLargest = std::numeric_limits<float>::max();
+    for (int64_t i = 0; i < n; ++i)
+        values[i] = (values[i] <= kLargest && values[i] >= -kLargest) ? values[i] : 0.0f;
+}
+
 float sumOfSquares(const float* __restrict source, int64_t n) {
     float lanes[8] = {};
     int64_t i = 0;
@@ -65,40 +81,44 @@ float sumOfSquares(const float* __restrict source, int64_t n) {
     return sum;
 }
 
+// NaN never wins a comparison below, so it is skipped wherever it falls; a
+// run with no number at all answers NaN.
 float maximum(const float* __restrict source, int64_t n) {
     if (n <= 0)
         return 0.0f;
+    constexpr float kLowest = -std::numeric_limits<float>::infinity();
     float lanes[8];
     for (int k = 0; k < 8; ++k)
-        lanes[k] = source[0];
+        lanes[k] = kLowest;
     int64_t i = 0;
     for (; i + 8 <= n; i += 8)
         for (int k = 0; k < 8; ++k)
-            lanes[k] = lanes[k] > source[i + k] ? lanes[k] : source[i + k];
-    float result = source[0];
+            lanes[k] = source[i + k] > lanes[k] ? source[i + k] : lanes[k];
+    float result = kLowest;
     for (; i < n; ++i)
-        result = result > source[i] ? result : source[i];
+        result = source[i] > result ? source[i] : result;
     for (int k = 0; k < 8; ++k)
-        result = result > lanes[k] ? result : lanes[k];
-    return result;
+        result = lanes[k] > result ? lanes[k] : result;
+    return result == kLowest && onlyNaN(source, n) ? std::numeric_limits<float>::quiet_NaN() : result;
 }
 
 float minimum(const float* __restrict source, int64_t n) {
     if (n <= 0)
         return 0.0f;
+    constexpr float kHighest = std::numeric_limits<float>::infinity();
     float lanes[8];
     for (int k = 0; k < 8; ++k)
-        lanes[k] = source[0];
+        lanes[k] = kHighest;
     int64_t i = 0;
     for (; i + 8 <= n; i += 8)
         for (int k = 0; k < 8; ++k)
-            lanes[k] = lanes[k] < source[i + k] ? lanes[k] : source[i + k];
-    float result = source[0];
+            lanes[k] = source[i + k] < lanes[k] ? source[i + k] : lanes[k];
+    float result = kHighest;
     for (; i < n; ++i)
-        result = result < source[i] ? result : source[i];
+        result = source[i] < result ? source[i] : result;
     for (int k = 0; k < 8; ++k)
-        result = result < lanes[k] ? result : lanes[k];
-    return result;
+        result = lanes[k] < result ? lanes[k] : result;
+    return result == kHighest && onlyNaN(source, n) ? std::numeric_limits<float>::quiet_NaN() : result;
 }
 
 } // namespace dsp

@@ -16,7 +16,8 @@ void scale(float* destination, float gain, int64_t n);                          
 void multiply(float* destination, const float* source, int64_t n);               // d *= s
 void reverse(float* values, int64_t n);
 float sumOfSquares(const float* source, int64_t n);
-float maximum(const float* source, int64_t n);  // 0 for n == 0
-float minimum(const float* source, int64_t n);  // 0 for n == 0
+void zeroNonFinite(float* values, int64_t n);  // NaN and +-inf become 0
+float maximum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
+float minimum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
 
 } // namespace dsp
