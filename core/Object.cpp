@@ -357,15 +357,29 @@ std::vector<std::shared_ptr<Object::Registration>> Object::registrationsForKey(c
 
 void Object::attachChild(const std::shared_ptr<Registration>& r) const {
     ObjectPtr target = Variant::object(valueForKey(r->firstKey));
-    std::unique_lock lock(r->childMutex);
-    if (!target || r->removed)
-        return;
-    r->forwarder = std::make_unique<KeyPathForwarder>(r->owner, r.get());
-    r->childTarget = target;
-    r->childTargetRaw = target.get();
-    Observer* forwarder = r->forwarder.get();
-    lock.unlock();
-    target->addObserver(forwarder, r->rest, r->options & ~KeyValueObservingOptionInitial, nullptr);
+    std::unique_ptr<Observer> oldForwarder;
+    ObjectPtr oldTarget;
+    {
+        // The forwarder is registered with the lock held, so that a detach on
+        // another thread (a removal, or a re-attach after another change) waits
+        // for it and then finds it registered, and never frees it before.
+        std::lock_guard lock(r->childMutex);
+        if (r->removed)
+            return;
+        oldForwarder = std::move(r->forwarder);
+        oldTarget = r->childTarget.lock();
+        r->childTarget.reset();
+        r->childTargetRaw = nullptr;
+        if (target) {
+            r->forwarder = std::make_unique<KeyPathForwarder>(r->owner, r.get());
+            r->childTarget = target;
+            r->childTargetRaw = target.get();
+            target->addObserver(r->forwarder.get(), r->rest, r->options & ~KeyValueObservingOptionInitial, nullptr);
+        }
+    }
+    // Removal waits for calls of the old forwarder on other threads: never under the lock.
+    if (oldForwarder && oldTarget)
+        oldTarget->removeObserver(oldForwarder.get(), r->rest, nullptr);
 }
 
 void Object::detachChild(Registration& r) const {
@@ -462,10 +476,8 @@ void Object::notifyAfter(const QString& key, KeyValueChange kind, const IndexSet
     for (auto& [r, old] : pending.registrations) {
         if (r->removed.load(std::memory_order_acquire))
             continue;
-        if (!r->rest.isEmpty()) {
-            detachChild(*r);
-            attachChild(r);
-        }
+        if (!r->rest.isEmpty())
+            attachChild(r);  // replaces the forwarder on the old intermediate object
         KeyValueChangeInfo change;
         const bool whole = kind == KeyValueChange::Setting || !r->rest.isEmpty();
         change.kind = whole ? KeyValueChange::Setting : kind;

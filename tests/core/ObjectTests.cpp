@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 namespace {
@@ -358,4 +359,71 @@ TEST(ClassRegistry, FindsAndMakesClassesByName) {
     EXPECT_FALSE(ClassRegistry::create("NoSuchClass"));
     EXPECT_TRUE(ClassRegistry::subclassesOf("Object").contains("Take"));
     EXPECT_TRUE(Track::staticClassInfo().propertyKeys().contains("gain"));
+}
+
+namespace {
+
+// A holder whose "take" may be read and replaced from several threads at once.
+class TakeHolder : public Object {
+    ONDREL_OBJECT(TakeHolder, Object)
+public:
+    std::shared_ptr<Take> take() const {
+        std::lock_guard lock(m_mutex);
+        return m_take;
+    }
+    void setTake(std::shared_ptr<Take> take) {
+        willChangeValueForKey("take");
+        {
+            std::lock_guard lock(m_mutex);
+            m_take = std::move(take);
+        }
+        didChangeValueForKey("take");
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<Take> m_take;
+};
+
+const ClassInfo& TakeHolder::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<TakeHolder, Object>("TakeHolder").property("take", &TakeHolder::take, &TakeHolder::setTake);
+    return info;
+}
+
+} // namespace
+
+TEST(ObjectObservation, KeyPathObserversRemovedWhileAnotherThreadReplacesTheIntermediate) {
+    auto holder = std::make_shared<TakeHolder>();
+    std::vector<std::shared_ptr<Take>> takes;
+    for (int i = 0; i < 4; ++i)
+        takes.push_back(std::make_shared<Take>());
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        for (size_t i = 0; !stop.load(); ++i) {
+            holder->setTake(takes[i % takes.size()]);
+            changes.fetch_add(1);
+        }
+    });
+    while (changes.load() < 100)
+        std::this_thread::yield();
+
+    struct Quiet : Observer {
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {}
+    };
+    for (int round = 0; round < 20000; ++round) {
+        auto observer = std::make_unique<Quiet>();
+        holder->addObserver(observer.get(), "take.name");
+        if (round % 2)
+            std::this_thread::yield();
+        holder->removeObserver(observer.get(), "take.name");
+    }
+    stop = true;
+    writer.join();
+
+    // Nothing may stay registered on an intermediate once its key path observer is gone.
+    EXPECT_FALSE(holder->hasObservers());
+    for (const auto& take : takes)
+        EXPECT_FALSE(take->hasObservers());
 }
