@@ -26,12 +26,28 @@ struct Object::Registration {
 
 // Observes the rest of a key path on an intermediate object and reports its
 // changes to the owner's registration, as changes of the whole key path.
+//
+// The intermediate object may change on another thread while the owner is
+// being destroyed: an owner held by a shared_ptr is kept alive for each call,
+// and one whose last owner is gone is not told any more.
 struct KeyPathForwarder : Observer {
     Object* owner;
     Object::Registration* registration;
-    KeyPathForwarder(Object* o, Object::Registration* r) : owner(o), registration(r) {}
+    std::weak_ptr<Object> ownerRef;
+    bool ownerShared;
+    KeyPathForwarder(Object* o, Object::Registration* r) : owner(o), registration(r), ownerRef(o->weak_from_this()) {
+        const std::weak_ptr<Object> none;
+        ownerShared = ownerRef.owner_before(none) || none.owner_before(ownerRef);
+    }
     void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo& change, void*) override {
-        owner->deliver(*registration, change);
+        if (!ownerShared) {
+            owner->deliver(*registration, change);
+            return;
+        }
+        // Dropping the last reference here destroys the owner, and with it
+        // this forwarder: nothing of this object is touched after the call.
+        if (const ObjectPtr strong = ownerRef.lock())
+            owner->deliver(*registration, change);
     }
 };
 

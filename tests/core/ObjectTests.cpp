@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <thread>
 
@@ -426,4 +427,50 @@ TEST(ObjectObservation, KeyPathObserversRemovedWhileAnotherThreadReplacesTheInte
     EXPECT_FALSE(holder->hasObservers());
     for (const auto& take : takes)
         EXPECT_FALSE(take->hasObservers());
+}
+
+TEST(ObjectObservation, KeyPathObserverIsNotToldOnceItsObjectIsBeingDestroyed) {
+    // A holder that takes a while to go, so that another thread's changes
+    // meet it half destroyed.
+    struct SlowHolder : TakeHolder {
+        std::atomic<bool>* dying;
+        explicit SlowHolder(std::atomic<bool>* flag) : dying(flag) {}
+        ~SlowHolder() override {
+            dying->store(true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        }
+    };
+    struct Watcher : Observer {
+        std::atomic<bool>* dying;
+        std::atomic<int> callsWhileDying{0};
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
+            if (dying->load())
+                callsWhileDying.fetch_add(1);
+        }
+    };
+
+    auto take = std::make_shared<Take>();
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        for (int i = 0; !stop.load(); ++i) {
+            take->setName(QString::number(i));
+            changes.fetch_add(1);
+        }
+    });
+    while (changes.load() < 100)
+        std::this_thread::yield();
+
+    std::atomic<bool> dying{false};
+    Watcher watcher;
+    watcher.dying = &dying;
+    auto holder = std::make_shared<SlowHolder>(&dying);
+    holder->setTake(take);
+    holder->addObserver(&watcher, "take.name");
+    holder.reset();
+    stop = true;
+    writer.join();
+
+    EXPECT_EQ(watcher.callsWhileDying.load(), 0);
+    EXPECT_FALSE(take->hasObservers());
 }
