@@ -18,7 +18,7 @@ struct Object::Registration {
     std::atomic<int> inflight{0};
 
     // For key paths: the forwarder registered on the current intermediate object.
-    std::mutex childMutex;
+    std::recursive_mutex childMutex;  // re-entered when following the path makes a change that is heard at once
     std::weak_ptr<Object> childTarget;
     Object* childTargetRaw = nullptr;
     std::unique_ptr<Observer> forwarder;

@@ -474,3 +474,67 @@ TEST(ObjectObservation, KeyPathObserverIsNotToldOnceItsObjectIsBeingDestroyed) {
     EXPECT_EQ(watcher.callsWhileDying.load(), 0);
     EXPECT_FALSE(take->hasObservers());
 }
+
+namespace {
+
+// Makes its inner holder the first time it is asked, and announces it.
+class LazyHolder : public Object {
+    ONDREL_OBJECT(LazyHolder, Object)
+public:
+    std::shared_ptr<TakeHolder> inner() const {
+        if (!m_inner) {
+            auto* self = const_cast<LazyHolder*>(this);
+            self->willChangeValueForKey("inner");
+            self->m_inner = std::make_shared<TakeHolder>();
+            self->didChangeValueForKey("inner");
+        }
+        return m_inner;
+    }
+
+private:
+    std::shared_ptr<TakeHolder> m_inner;
+};
+
+const ClassInfo& LazyHolder::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<LazyHolder, Object>("LazyHolder").property("inner", &LazyHolder::inner);
+    return info;
+}
+
+class LazyOwner : public Object {
+    ONDREL_OBJECT(LazyOwner, Object)
+public:
+    std::shared_ptr<LazyHolder> lazy() const { return m_lazy; }
+    void setLazy(std::shared_ptr<LazyHolder> lazy) { setAndNotify("lazy", m_lazy, std::move(lazy)); }
+
+private:
+    std::shared_ptr<LazyHolder> m_lazy;
+};
+
+const ClassInfo& LazyOwner::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<LazyOwner, Object>("LazyOwner").property("lazy", &LazyOwner::lazy, &LazyOwner::setLazy);
+    return info;
+}
+
+} // namespace
+
+TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItself) {
+    // Following the path asks the lazy holder for "inner", which announces it
+    // being made: the observer hears of it and removes itself at once.
+    auto owner = std::make_shared<LazyOwner>();
+    struct SelfRemoving : Observer {
+        Object* object = nullptr;
+        int calls = 0;
+        void observeValueForKeyPath(const QString& keyPath, Object*, const KeyValueChangeInfo&, void*) override {
+            ++calls;
+            object->removeObserver(this, keyPath);
+        }
+    } remover;
+    remover.object = owner.get();
+    owner->addObserver(&remover, "lazy.inner.take.name");
+    owner->setLazy(std::make_shared<LazyHolder>());
+    EXPECT_EQ(remover.calls, 1);
+    EXPECT_FALSE(owner->hasObservers());
+    EXPECT_FALSE(owner->lazy()->hasObservers());
+}
