@@ -3,6 +3,7 @@
 #include <QtCore/QStringList>
 
 #include <algorithm>
+#include <condition_variable>
 #include <thread>
 
 // One observer of one key path on one object.
@@ -80,6 +81,9 @@ void splitKeyPath(const QString& keyPath, QString* first, QString* rest) {
     }
 }
 
+// The handlers running on this thread, innermost last.
+thread_local std::vector<const void*> t_handlersRunning;
+
 class HandlerObserver : public Observer, public Observation {
 public:
     HandlerObserver(Object* object, std::weak_ptr<Object> weak, bool managed, QString keyPath,
@@ -89,23 +93,44 @@ public:
     ~HandlerObserver() override { invalidate(); }
 
     void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo& change, void*) override {
+        struct Running {
+            explicit Running(const void* h) { t_handlersRunning.push_back(h); }
+            ~Running() { t_handlersRunning.pop_back(); }
+        } running(this);
         m_handler(change);
     }
+
+    // The removal runs without the lock: it waits for calls of the handler on
+    // other threads, and such a call may itself invalidate. A second caller
+    // waits for the first to finish, unless it is one of those calls.
     void invalidate() override {
-        std::lock_guard lock(m_mutex);
-        if (!m_object)
+        std::unique_lock lock(m_mutex);
+        if (m_state == State::Removing) {
+            if (std::find(t_handlersRunning.begin(), t_handlersRunning.end(), this) == t_handlersRunning.end())
+                m_removed.wait(lock, [this] { return m_state == State::Removed; });
             return;
+        }
+        if (m_state == State::Removed)
+            return;
+        m_state = State::Removing;
+        lock.unlock();
         if (m_managed) {
             if (auto strong = m_weak.lock())
                 strong->removeObserver(this, m_keyPath, nullptr);
         } else {
             m_object->removeObserver(this, m_keyPath, nullptr);
         }
+        lock.lock();
+        m_state = State::Removed;
         m_object = nullptr;
+        m_removed.notify_all();
     }
 
 private:
+    enum class State { Observing, Removing, Removed };
     std::mutex m_mutex;
+    std::condition_variable m_removed;
+    State m_state = State::Observing;
     Object* m_object;
     std::weak_ptr<Object> m_weak;
     bool m_managed;

@@ -538,3 +538,26 @@ TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItsel
     EXPECT_FALSE(owner->hasObservers());
     EXPECT_FALSE(owner->lazy()->hasObservers());
 }
+
+TEST(ObjectObservation, HandleInvalidatedFromItsHandlerWhileAnotherThreadInvalidatesIt) {
+    auto track = std::make_shared<Track>();
+    std::atomic<bool> inHandler{false};
+    std::atomic<int> calls{0};
+    ObservationHandle handle;
+    handle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) {
+        calls.fetch_add(1);
+        inHandler = true;
+        // Give the main thread time to start its own invalidation, then stop
+        // observing from here too (an observer that wanted one change).
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        handle->invalidate();
+    });
+    std::thread changer([&] { track->setGain(1.0); });
+    while (!inHandler.load())
+        std::this_thread::yield();
+    handle->invalidate();  // waits for the handler, which must not wait for this call
+    changer.join();
+    track->setGain(2.0);
+    EXPECT_EQ(calls.load(), 1);
+    EXPECT_FALSE(track->hasObservers());
+}
