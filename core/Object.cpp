@@ -440,13 +440,21 @@ void Object::detachChild(Registration& r) const {
 void Object::deliver(Registration& r, const KeyValueChangeInfo& change) {
     if (r.removed.load(std::memory_order_acquire))
         return;
-    r.inflight.fetch_add(1, std::memory_order_acq_rel);
+    // Undone also when the observer throws: a removal waits for this count.
+    struct InFlight {
+        Registration& r;
+        explicit InFlight(Registration& registration) : r(registration) {
+            r.inflight.fetch_add(1, std::memory_order_acq_rel);
+        }
+        ~InFlight() { r.inflight.fetch_sub(1, std::memory_order_acq_rel); }
+    } inFlight(r);
     if (!r.removed.load(std::memory_order_acquire)) {
-        t_delivering.push_back(&r);
+        struct Delivering {
+            explicit Delivering(const void* registration) { t_delivering.push_back(registration); }
+            ~Delivering() { t_delivering.pop_back(); }
+        } delivering(&r);
         r.observer->observeValueForKeyPath(r.keyPath, this, change, r.context);
-        t_delivering.pop_back();
     }
-    r.inflight.fetch_sub(1, std::memory_order_acq_rel);
 }
 
 QVariant Object::elementsAt(const QVariant& collection, const IndexSet& indexes) {

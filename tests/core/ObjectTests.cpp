@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -559,5 +560,27 @@ TEST(ObjectObservation, HandleInvalidatedFromItsHandlerWhileAnotherThreadInvalid
     changer.join();
     track->setGain(2.0);
     EXPECT_EQ(calls.load(), 1);
+    EXPECT_FALSE(track->hasObservers());
+}
+
+TEST(ObjectObservation, ObserverThatThrowsCanStillBeRemovedFromAnotherThread) {
+    auto track = std::make_shared<Track>();
+    struct Throwing : Observer {
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
+            throw std::runtime_error("observer failed");
+        }
+    } observer;
+    track->addObserver(&observer, "gain");
+    EXPECT_THROW(track->setGain(1.0), std::runtime_error);
+    std::atomic<bool> removed{false};
+    std::thread remover([&] {
+        track->removeObserver(&observer, "gain");
+        removed = true;
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!removed.load() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_TRUE(removed.load()) << "removal hangs after an observer threw";
+    remover.join();
     EXPECT_FALSE(track->hasObservers());
 }
