@@ -343,8 +343,11 @@ TEST(ObjectObservation, ObjectsObservedFromManyThreadsAtOnce) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t)
         threads.emplace_back([&] {
-            for (int i = 0; i < 1000; ++i)
-                track->setGain(i);
+            // Announcements only: the gain field itself is not guarded.
+            for (int i = 0; i < 1000; ++i) {
+                track->willChangeValueForKey("gain");
+                track->didChangeValueForKey("gain");
+            }
         });
     for (auto& t : threads)
         t.join();
