@@ -368,6 +368,43 @@ TEST(ClassRegistry, FindsAndMakesClassesByName) {
 
 namespace {
 
+// A class with many keys, first defined while another thread looks for it by name.
+class LateClass : public Object {
+    ONDREL_OBJECT(LateClass, Object)
+};
+
+const ClassInfo& LateClass::staticClassInfo() {
+    static const ClassInfo& info = []() -> const ClassInfo& {
+        ClassInfo& i = ClassInfo::define<LateClass, Object>("LateClass");
+        for (int k = 0; k < 20000; ++k)
+            i.addProperty(QStringLiteral("k%1").arg(k), [k](const Object*) { return QVariant(k); });
+        return i;
+    }();
+    return info;
+}
+
+} // namespace
+
+TEST(ClassRegistry, AClassFoundByNameIsComplete) {
+    std::atomic<bool> go{false};
+    const ClassInfo::Property* last = nullptr;
+    std::thread finder([&] {
+        go = true;
+        const ClassInfo* found = nullptr;
+        while (!(found = ClassRegistry::classNamed("LateClass")))
+            std::this_thread::yield();
+        last = found->property("k19999");
+    });
+    while (!go.load())
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    LateClass::staticClassInfo();
+    finder.join();
+    EXPECT_NE(last, nullptr);
+}
+
+namespace {
+
 // A holder whose "take" may be read and replaced from several threads at once.
 class TakeHolder : public Object {
     ONDREL_OBJECT(TakeHolder, Object)
