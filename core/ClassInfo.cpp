@@ -9,8 +9,13 @@ std::mutex& registryMutex() {
     static std::mutex mutex;
     return mutex;
 }
-QHash<QString, const ClassInfo*>& registry() {
-    static QHash<QString, const ClassInfo*> classes;
+// A class is registered as soon as its info is made, before its keys are added.
+struct Entry {
+    const ClassInfo* info = nullptr;
+    const ClassInfo& (*complete)() = nullptr;
+};
+QHash<QString, Entry>& registry() {
+    static QHash<QString, Entry> classes;
     return classes;
 }
 } // namespace
@@ -50,16 +55,26 @@ QStringList ClassInfo::propertyKeys() const {
     return keys;
 }
 
-void ClassInfo::registerSelf(const ClassInfo& info) { ClassRegistry::registerClass(info); }
+void ClassInfo::registerSelf(const ClassInfo& info, const ClassInfo& (*complete)()) {
+    ClassRegistry::registerClass(info, complete);
+}
 
-void ClassRegistry::registerClass(const ClassInfo& info) {
+void ClassRegistry::registerClass(const ClassInfo& info, const ClassInfo& (*complete)()) {
     std::lock_guard lock(registryMutex());
-    registry().insert(info.name(), &info);
+    registry().insert(info.name(), Entry{&info, complete});
 }
 
 const ClassInfo* ClassRegistry::classNamed(const QString& name) {
-    std::lock_guard lock(registryMutex());
-    return registry().value(name, nullptr);
+    Entry entry;
+    {
+        std::lock_guard lock(registryMutex());
+        entry = registry().value(name);
+    }
+    // The class may still be adding its keys on the thread that defines it:
+    // its staticClassInfo() returns once that is done. Never under the lock.
+    if (entry.complete)
+        entry.complete();
+    return entry.info;
 }
 
 ObjectPtr ClassRegistry::create(const QString& name) {
@@ -78,7 +93,7 @@ QStringList ClassRegistry::subclassesOf(const QString& name) {
     QStringList names;
     std::lock_guard lock(registryMutex());
     for (auto it = registry().cbegin(); it != registry().cend(); ++it)
-        if (it.key() != name && it.value()->isSubclassOf(name))
+        if (it.key() != name && it.value().info->isSubclassOf(name))
             names << it.key();
     names.sort();
     return names;

@@ -79,7 +79,7 @@ public:
     }
 
 private:
-    static void registerSelf(const ClassInfo& info);
+    static void registerSelf(const ClassInfo& info, const ClassInfo& (*complete)());
 
     QString m_name;
     const ClassInfo* m_superclass;
@@ -94,7 +94,7 @@ ClassInfo& ClassInfo::define(const QString& name) {
     auto* info = new ClassInfo(name, &Base::staticClassInfo());
     if constexpr (std::is_default_constructible_v<C> && !std::is_abstract_v<C>)
         info->template creatable<C>();
-    registerSelf(*info);
+    registerSelf(*info, &C::staticClassInfo);
     return *info;
 }
 
@@ -102,7 +102,9 @@ ClassInfo& ClassInfo::define(const QString& name) {
 // name, processors by class name, archived objects.
 class ClassRegistry {
 public:
-    static void registerClass(const ClassInfo& info);
+    // `complete`, when given, answers the info once its class is fully defined
+    // (the class's staticClassInfo): a lookup from another thread waits for it.
+    static void registerClass(const ClassInfo& info, const ClassInfo& (*complete)() = nullptr);
     static const ClassInfo* classNamed(const QString& name);
     static ObjectPtr create(const QString& name);  // null for an unknown or abstract class
     static QStringList classNames();

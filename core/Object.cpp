@@ -3,6 +3,7 @@
 #include <QtCore/QStringList>
 
 #include <algorithm>
+#include <condition_variable>
 #include <thread>
 
 // One observer of one key path on one object.
@@ -18,7 +19,7 @@ struct Object::Registration {
     std::atomic<int> inflight{0};
 
     // For key paths: the forwarder registered on the current intermediate object.
-    std::mutex childMutex;
+    std::recursive_mutex childMutex;  // re-entered when following the path makes a change that is heard at once
     std::weak_ptr<Object> childTarget;
     Object* childTargetRaw = nullptr;
     std::unique_ptr<Observer> forwarder;
@@ -26,12 +27,28 @@ struct Object::Registration {
 
 // Observes the rest of a key path on an intermediate object and reports its
 // changes to the owner's registration, as changes of the whole key path.
+//
+// The intermediate object may change on another thread while the owner is
+// being destroyed: an owner held by a shared_ptr is kept alive for each call,
+// and one whose last owner is gone is not told any more.
 struct KeyPathForwarder : Observer {
     Object* owner;
     Object::Registration* registration;
-    KeyPathForwarder(Object* o, Object::Registration* r) : owner(o), registration(r) {}
+    std::weak_ptr<Object> ownerRef;
+    bool ownerShared;
+    KeyPathForwarder(Object* o, Object::Registration* r) : owner(o), registration(r), ownerRef(o->weak_from_this()) {
+        const std::weak_ptr<Object> none;
+        ownerShared = ownerRef.owner_before(none) || none.owner_before(ownerRef);
+    }
     void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo& change, void*) override {
-        owner->deliver(*registration, change);
+        if (!ownerShared) {
+            owner->deliver(*registration, change);
+            return;
+        }
+        // Dropping the last reference here destroys the owner, and with it
+        // this forwarder: nothing of this object is touched after the call.
+        if (const ObjectPtr strong = ownerRef.lock())
+            owner->deliver(*registration, change);
     }
 };
 
@@ -64,6 +81,9 @@ void splitKeyPath(const QString& keyPath, QString* first, QString* rest) {
     }
 }
 
+// The handlers running on this thread, innermost last.
+thread_local std::vector<const void*> t_handlersRunning;
+
 class HandlerObserver : public Observer, public Observation {
 public:
     HandlerObserver(Object* object, std::weak_ptr<Object> weak, bool managed, QString keyPath,
@@ -73,23 +93,44 @@ public:
     ~HandlerObserver() override { invalidate(); }
 
     void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo& change, void*) override {
+        struct Running {
+            explicit Running(const void* h) { t_handlersRunning.push_back(h); }
+            ~Running() { t_handlersRunning.pop_back(); }
+        } running(this);
         m_handler(change);
     }
+
+    // The removal runs without the lock: it waits for calls of the handler on
+    // other threads, and such a call may itself invalidate. A second caller
+    // waits for the first to finish, unless it is one of those calls.
     void invalidate() override {
-        std::lock_guard lock(m_mutex);
-        if (!m_object)
+        std::unique_lock lock(m_mutex);
+        if (m_state == State::Removing) {
+            if (std::find(t_handlersRunning.begin(), t_handlersRunning.end(), this) == t_handlersRunning.end())
+                m_removed.wait(lock, [this] { return m_state == State::Removed; });
             return;
+        }
+        if (m_state == State::Removed)
+            return;
+        m_state = State::Removing;
+        lock.unlock();
         if (m_managed) {
             if (auto strong = m_weak.lock())
                 strong->removeObserver(this, m_keyPath, nullptr);
         } else {
             m_object->removeObserver(this, m_keyPath, nullptr);
         }
+        lock.lock();
+        m_state = State::Removed;
         m_object = nullptr;
+        m_removed.notify_all();
     }
 
 private:
+    enum class State { Observing, Removing, Removed };
     std::mutex m_mutex;
+    std::condition_variable m_removed;
+    State m_state = State::Observing;
     Object* m_object;
     std::weak_ptr<Object> m_weak;
     bool m_managed;
@@ -357,15 +398,29 @@ std::vector<std::shared_ptr<Object::Registration>> Object::registrationsForKey(c
 
 void Object::attachChild(const std::shared_ptr<Registration>& r) const {
     ObjectPtr target = Variant::object(valueForKey(r->firstKey));
-    std::unique_lock lock(r->childMutex);
-    if (!target || r->removed)
-        return;
-    r->forwarder = std::make_unique<KeyPathForwarder>(r->owner, r.get());
-    r->childTarget = target;
-    r->childTargetRaw = target.get();
-    Observer* forwarder = r->forwarder.get();
-    lock.unlock();
-    target->addObserver(forwarder, r->rest, r->options & ~KeyValueObservingOptionInitial, nullptr);
+    std::unique_ptr<Observer> oldForwarder;
+    ObjectPtr oldTarget;
+    {
+        // The forwarder is registered with the lock held, so that a detach on
+        // another thread (a removal, or a re-attach after another change) waits
+        // for it and then finds it registered, and never frees it before.
+        std::lock_guard lock(r->childMutex);
+        if (r->removed)
+            return;
+        oldForwarder = std::move(r->forwarder);
+        oldTarget = r->childTarget.lock();
+        r->childTarget.reset();
+        r->childTargetRaw = nullptr;
+        if (target) {
+            r->forwarder = std::make_unique<KeyPathForwarder>(r->owner, r.get());
+            r->childTarget = target;
+            r->childTargetRaw = target.get();
+            target->addObserver(r->forwarder.get(), r->rest, r->options & ~KeyValueObservingOptionInitial, nullptr);
+        }
+    }
+    // Removal waits for calls of the old forwarder on other threads: never under the lock.
+    if (oldForwarder && oldTarget)
+        oldTarget->removeObserver(oldForwarder.get(), r->rest, nullptr);
 }
 
 void Object::detachChild(Registration& r) const {
@@ -385,13 +440,21 @@ void Object::detachChild(Registration& r) const {
 void Object::deliver(Registration& r, const KeyValueChangeInfo& change) {
     if (r.removed.load(std::memory_order_acquire))
         return;
-    r.inflight.fetch_add(1, std::memory_order_acq_rel);
+    // Undone also when the observer throws: a removal waits for this count.
+    struct InFlight {
+        Registration& r;
+        explicit InFlight(Registration& registration) : r(registration) {
+            r.inflight.fetch_add(1, std::memory_order_acq_rel);
+        }
+        ~InFlight() { r.inflight.fetch_sub(1, std::memory_order_acq_rel); }
+    } inFlight(r);
     if (!r.removed.load(std::memory_order_acquire)) {
-        t_delivering.push_back(&r);
+        struct Delivering {
+            explicit Delivering(const void* registration) { t_delivering.push_back(registration); }
+            ~Delivering() { t_delivering.pop_back(); }
+        } delivering(&r);
         r.observer->observeValueForKeyPath(r.keyPath, this, change, r.context);
-        t_delivering.pop_back();
     }
-    r.inflight.fetch_sub(1, std::memory_order_acq_rel);
 }
 
 QVariant Object::elementsAt(const QVariant& collection, const IndexSet& indexes) {
@@ -462,10 +525,8 @@ void Object::notifyAfter(const QString& key, KeyValueChange kind, const IndexSet
     for (auto& [r, old] : pending.registrations) {
         if (r->removed.load(std::memory_order_acquire))
             continue;
-        if (!r->rest.isEmpty()) {
-            detachChild(*r);
-            attachChild(r);
-        }
+        if (!r->rest.isEmpty())
+            attachChild(r);  // replaces the forwarder on the old intermediate object
         KeyValueChangeInfo change;
         const bool whole = kind == KeyValueChange::Setting || !r->rest.isEmpty();
         change.kind = whole ? KeyValueChange::Setting : kind;

@@ -48,6 +48,15 @@ qsizetype invalidCharacterIndex(const QString& text) {
     return -1;
 }
 
+// A date as written, in UTC; empty when it is not valid or its year has no
+// four-digit form.
+QString dateText(const QDateTime& value) {
+    const QDateTime date = value.toUTC();
+    if (!date.isValid())
+        return QString();
+    return date.toString(date.time().msec() ? Qt::ISODateWithMs : Qt::ISODate);
+}
+
 bool isAsciiDigit(QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); }
 
 QString describeKeyPath(const QStringList& path) {
@@ -209,10 +218,10 @@ private:
             m_xml.writeTextElement(QStringLiteral("integer"), QString::number(value.toULongLong()));
             return true;
         case QMetaType::QDateTime: {
-            const QDateTime date = value.toDateTime().toUTC();
+            const QDateTime date = value.toDateTime();
             if (!date.isValid())
                 return fail(QStringLiteral("the date at %1 is not valid").arg(describeKeyPath(m_path)));
-            const QString text = date.toString(date.time().msec() ? Qt::ISODateWithMs : Qt::ISODate);
+            const QString text = dateText(date);
             if (text.isEmpty())
                 return fail(QStringLiteral("the date at %1 is out of range").arg(describeKeyPath(m_path)));
             m_xml.writeTextElement(QStringLiteral("date"), text);
@@ -531,7 +540,7 @@ bool isPropertyListValue(const QVariant& value) {
     case QMetaType::QString:
         return invalidCharacterIndex(value.toString()) < 0;
     case QMetaType::QDateTime:
-        return value.toDateTime().isValid();
+        return !dateText(value.toDateTime()).isEmpty();  // what the writer can write
     case QMetaType::QByteArray:
         return true;
     default:

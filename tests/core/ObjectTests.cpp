@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -340,8 +343,11 @@ TEST(ObjectObservation, ObjectsObservedFromManyThreadsAtOnce) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t)
         threads.emplace_back([&] {
-            for (int i = 0; i < 1000; ++i)
-                track->setGain(i);
+            // Announcements only: the gain field itself is not guarded.
+            for (int i = 0; i < 1000; ++i) {
+                track->willChangeValueForKey("gain");
+                track->didChangeValueForKey("gain");
+            }
         });
     for (auto& t : threads)
         t.join();
@@ -358,4 +364,263 @@ TEST(ClassRegistry, FindsAndMakesClassesByName) {
     EXPECT_FALSE(ClassRegistry::create("NoSuchClass"));
     EXPECT_TRUE(ClassRegistry::subclassesOf("Object").contains("Take"));
     EXPECT_TRUE(Track::staticClassInfo().propertyKeys().contains("gain"));
+}
+
+namespace {
+
+// A class with many keys, first defined while another thread looks for it by name.
+class LateClass : public Object {
+    ONDREL_OBJECT(LateClass, Object)
+};
+
+const ClassInfo& LateClass::staticClassInfo() {
+    static const ClassInfo& info = []() -> const ClassInfo& {
+        ClassInfo& i = ClassInfo::define<LateClass, Object>("LateClass");
+        for (int k = 0; k < 20000; ++k)
+            i.addProperty(QStringLiteral("k%1").arg(k), [k](const Object*) { return QVariant(k); });
+        return i;
+    }();
+    return info;
+}
+
+} // namespace
+
+TEST(ClassRegistry, AClassFoundByNameIsComplete) {
+    std::atomic<bool> go{false};
+    const ClassInfo::Property* last = nullptr;
+    std::thread finder([&] {
+        go = true;
+        const ClassInfo* found = nullptr;
+        while (!(found = ClassRegistry::classNamed("LateClass")))
+            std::this_thread::yield();
+        last = found->property("k19999");
+    });
+    while (!go.load())
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    LateClass::staticClassInfo();
+    finder.join();
+    EXPECT_NE(last, nullptr);
+}
+
+namespace {
+
+// A holder whose "take" may be read and replaced from several threads at once.
+class TakeHolder : public Object {
+    ONDREL_OBJECT(TakeHolder, Object)
+public:
+    std::shared_ptr<Take> take() const {
+        std::lock_guard lock(m_mutex);
+        return m_take;
+    }
+    void setTake(std::shared_ptr<Take> take) {
+        willChangeValueForKey("take");
+        {
+            std::lock_guard lock(m_mutex);
+            m_take = std::move(take);
+        }
+        didChangeValueForKey("take");
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<Take> m_take;
+};
+
+const ClassInfo& TakeHolder::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<TakeHolder, Object>("TakeHolder").property("take", &TakeHolder::take, &TakeHolder::setTake);
+    return info;
+}
+
+} // namespace
+
+TEST(ObjectObservation, KeyPathObserversRemovedWhileAnotherThreadReplacesTheIntermediate) {
+    auto holder = std::make_shared<TakeHolder>();
+    std::vector<std::shared_ptr<Take>> takes;
+    for (int i = 0; i < 4; ++i)
+        takes.push_back(std::make_shared<Take>());
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        for (size_t i = 0; !stop.load(); ++i) {
+            holder->setTake(takes[i % takes.size()]);
+            changes.fetch_add(1);
+        }
+    });
+    while (changes.load() < 100)
+        std::this_thread::yield();
+
+    struct Quiet : Observer {
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {}
+    };
+    for (int round = 0; round < 20000; ++round) {
+        auto observer = std::make_unique<Quiet>();
+        holder->addObserver(observer.get(), "take.name");
+        if (round % 2)
+            std::this_thread::yield();
+        holder->removeObserver(observer.get(), "take.name");
+    }
+    stop = true;
+    writer.join();
+
+    // Nothing may stay registered on an intermediate once its key path observer is gone.
+    EXPECT_FALSE(holder->hasObservers());
+    for (const auto& take : takes)
+        EXPECT_FALSE(take->hasObservers());
+}
+
+TEST(ObjectObservation, KeyPathObserverIsNotToldOnceItsObjectIsBeingDestroyed) {
+    // A holder that takes a while to go, so that another thread's changes
+    // meet it half destroyed.
+    struct SlowHolder : TakeHolder {
+        std::atomic<bool>* dying;
+        explicit SlowHolder(std::atomic<bool>* flag) : dying(flag) {}
+        ~SlowHolder() override {
+            dying->store(true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        }
+    };
+    struct Watcher : Observer {
+        std::atomic<bool>* dying;
+        std::atomic<int> callsWhileDying{0};
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
+            if (dying->load())
+                callsWhileDying.fetch_add(1);
+        }
+    };
+
+    auto take = std::make_shared<Take>();
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        for (int i = 0; !stop.load(); ++i) {
+            take->setName(QString::number(i));
+            changes.fetch_add(1);
+        }
+    });
+    while (changes.load() < 100)
+        std::this_thread::yield();
+
+    std::atomic<bool> dying{false};
+    Watcher watcher;
+    watcher.dying = &dying;
+    auto holder = std::make_shared<SlowHolder>(&dying);
+    holder->setTake(take);
+    holder->addObserver(&watcher, "take.name");
+    holder.reset();
+    stop = true;
+    writer.join();
+
+    EXPECT_EQ(watcher.callsWhileDying.load(), 0);
+    EXPECT_FALSE(take->hasObservers());
+}
+
+namespace {
+
+// Makes its inner holder the first time it is asked, and announces it.
+class LazyHolder : public Object {
+    ONDREL_OBJECT(LazyHolder, Object)
+public:
+    std::shared_ptr<TakeHolder> inner() const {
+        if (!m_inner) {
+            auto* self = const_cast<LazyHolder*>(this);
+            self->willChangeValueForKey("inner");
+            self->m_inner = std::make_shared<TakeHolder>();
+            self->didChangeValueForKey("inner");
+        }
+        return m_inner;
+    }
+
+private:
+    std::shared_ptr<TakeHolder> m_inner;
+};
+
+const ClassInfo& LazyHolder::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<LazyHolder, Object>("LazyHolder").property("inner", &LazyHolder::inner);
+    return info;
+}
+
+class LazyOwner : public Object {
+    ONDREL_OBJECT(LazyOwner, Object)
+public:
+    std::shared_ptr<LazyHolder> lazy() const { return m_lazy; }
+    void setLazy(std::shared_ptr<LazyHolder> lazy) { setAndNotify("lazy", m_lazy, std::move(lazy)); }
+
+private:
+    std::shared_ptr<LazyHolder> m_lazy;
+};
+
+const ClassInfo& LazyOwner::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<LazyOwner, Object>("LazyOwner").property("lazy", &LazyOwner::lazy, &LazyOwner::setLazy);
+    return info;
+}
+
+} // namespace
+
+TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItself) {
+    // Following the path asks the lazy holder for "inner", which announces it
+    // being made: the observer hears of it and removes itself at once.
+    auto owner = std::make_shared<LazyOwner>();
+    struct SelfRemoving : Observer {
+        Object* object = nullptr;
+        int calls = 0;
+        void observeValueForKeyPath(const QString& keyPath, Object*, const KeyValueChangeInfo&, void*) override {
+            ++calls;
+            object->removeObserver(this, keyPath);
+        }
+    } remover;
+    remover.object = owner.get();
+    owner->addObserver(&remover, "lazy.inner.take.name");
+    owner->setLazy(std::make_shared<LazyHolder>());
+    EXPECT_EQ(remover.calls, 1);
+    EXPECT_FALSE(owner->hasObservers());
+    EXPECT_FALSE(owner->lazy()->hasObservers());
+}
+
+TEST(ObjectObservation, HandleInvalidatedFromItsHandlerWhileAnotherThreadInvalidatesIt) {
+    auto track = std::make_shared<Track>();
+    std::atomic<bool> inHandler{false};
+    std::atomic<int> calls{0};
+    ObservationHandle handle;
+    handle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) {
+        calls.fetch_add(1);
+        inHandler = true;
+        // Give the main thread time to start its own invalidation, then stop
+        // observing from here too (an observer that wanted one change).
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        handle->invalidate();
+    });
+    std::thread changer([&] { track->setGain(1.0); });
+    while (!inHandler.load())
+        std::this_thread::yield();
+    handle->invalidate();  // waits for the handler, which must not wait for this call
+    changer.join();
+    track->setGain(2.0);
+    EXPECT_EQ(calls.load(), 1);
+    EXPECT_FALSE(track->hasObservers());
+}
+
+TEST(ObjectObservation, ObserverThatThrowsCanStillBeRemovedFromAnotherThread) {
+    auto track = std::make_shared<Track>();
+    struct Throwing : Observer {
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
+            throw std::runtime_error("observer failed");
+        }
+    } observer;
+    track->addObserver(&observer, "gain");
+    EXPECT_THROW(track->setGain(1.0), std::runtime_error);
+    std::atomic<bool> removed{false};
+    std::thread remover([&] {
+        track->removeObserver(&observer, "gain");
+        removed = true;
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!removed.load() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_TRUE(removed.load()) << "removal hangs after an observer threw";
+    remover.join();
+    EXPECT_FALSE(track->hasObservers());
 }

@@ -183,6 +183,8 @@ TEST(PropertyList, ValuesWithoutAFormAreRefused) {
         "bell \a",
         QString(QChar(0xD800)),
         QDateTime(),
+        QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC),  // valid, but past what ISO 8601 text holds
+        QDateTime(QDate(-44, 3, 15), QTime(12, 0), Qt::UTC),
     };
     for (const QVariant& value : bad) {
         VMKError error;

@@ -266,6 +266,18 @@ TEST_F(UserDefaultsTest, ValuesWithoutAPropertyListFormAreRefused) {
     EXPECT_FALSE(restart()->objectForKey("kept").isValid());
 }
 
+TEST_F(UserDefaultsTest, AValueTheFileCantHoldIsRefusedAndNeverBlocksLaterWrites) {
+    auto defaults = UserDefaults::standardUserDefaults();
+    WarningCounter warnings;
+    defaults->setObjectForKey(QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC), "far");
+    EXPECT_EQ(warnings.count(), 1);
+    EXPECT_FALSE(defaults->objectForKey("far").isValid());
+    defaults->setIntegerForKey(7, "later");
+    VMKError error;
+    EXPECT_TRUE(defaults->synchronize(&error)) << error.reason().toStdString();
+    EXPECT_EQ(restart()->integerForKey("later"), 7);
+}
+
 TEST_F(UserDefaultsTest, TypedReadersConvert) {
     auto defaults = UserDefaults::standardUserDefaults();
     defaults->registerDefaults({
