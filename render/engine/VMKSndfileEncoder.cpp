@@ -7,6 +7,8 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
+
 namespace {
 
 using Kind = VMKAudioFileFormat::Kind;
@@ -79,6 +81,9 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
         sf_command(m_file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     using namespace VMKAudioEncoding;
     m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
+    // libsndfile neither clips nor bounds floats beyond full scale on their
+    // way into µLaw, ALaw or ADPCM: they wrap or index past its tables.
+    m_clipsFloats = m_settings.encoding != PCM;
     return true;
 }
 
@@ -95,6 +100,9 @@ bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKEr
         if (m_floats.size() < needed)
             m_floats.resize(needed);
         interleaveFloats(channels, count, frames, m_floats.data());
+        if (m_clipsFloats)
+            for (size_t i = 0; i < needed; ++i)
+                m_floats[i] = std::clamp(m_floats[i], -1.0f, 1.0f);
         written = sf_writef_float(m_file, m_floats.data(), frames);
     }
     m_frames += written;

@@ -1,0 +1,111 @@
+#include "EngineTestSupport.h"
+
+#include "render/engine/VMKAudioFileEncoder.h"
+#include "render/engine/VMKAudioFileReader.h"
+
+#include <QtCore/QFile>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+using namespace VMKAudioEncoding;
+
+namespace {
+
+// Encodes `audio` into `path` with the settings; false with the reason in `error`.
+bool encode(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path, VMKError* error) {
+    settings.numberOfChannels = int(audio.size());
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, error);
+    if (!encoder)
+        return false;
+    std::vector<const float*> pointers;
+    for (const auto& channel : audio)
+        pointers.push_back(channel.data());
+    return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
+}
+
+TestAudio readWithReader(const QString& path) {
+    VMKError error;
+    auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
+    EXPECT_TRUE(reader) << error.localizedDescription().toStdString();
+    if (!reader)
+        return {};
+    TestAudio audio(reader->numberOfChannels(), std::vector<float>(reader->frames(), 0.0f));
+    std::vector<float*> pointers;
+    for (auto& channel : audio)
+        pointers.push_back(channel.data());
+    EXPECT_TRUE(reader->readFrames(pointers.data(), int(pointers.size()), qint64(reader->frames()), 0));
+    return audio;
+}
+
+// The samples of a mono file as FFmpeg decodes them.
+std::vector<float> readWithFFmpeg(const QString& path, const QString& rawPath) {
+    QString output;
+    EXPECT_EQ(runTool(QStringLiteral("ffmpeg"), {"-v", "error", "-y", "-i", path, "-f", "f32le", rawPath}, &output),
+              0)
+        << output.toStdString();
+    QFile file(rawPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray bytes = file.readAll();
+    std::vector<float> samples(size_t(bytes.size()) / sizeof(float));
+    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
+    return samples;
+}
+
+} // namespace
+
+// Companding and ADPCM encodings take floats from the library, which must
+// clip what lies beyond full scale instead of wrapping it or looking it up
+// out of its tables.
+TEST(VMKAudioFileEncoder, CompandedAndADPCMSamplesBeyondFullScaleClip) {
+    TestFolder folder;
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+        double rate;
+    };
+    const Case cases[] = {
+        {"ulaw.wav", VMKAudioFileFormat::Kind::WAVE, uLaw, 44100},
+        {"alaw.wav", VMKAudioFileFormat::Kind::WAVE, aLaw, 44100},
+        {"ulaw.au", VMKAudioFileFormat::Kind::AU, uLaw, 44100},
+        {"alaw.aif", VMKAudioFileFormat::Kind::AIFF, aLaw, 44100},
+        {"ima.wav", VMKAudioFileFormat::Kind::WAVE, IMA4, 44100},
+        {"ulaw.vox", VMKAudioFileFormat::Kind::VOX, uLaw, 8000},
+    };
+    // Held levels well past full scale, each long enough for ADPCM to settle.
+    const float levels[] = {1.5f, -1.5f, 4.0f, -4.0f, 1.0f, -1.0f};
+    constexpr qint64 hold = 2000;
+    TestAudio audio(1);
+    for (float level : levels)
+        audio[0].insert(audio[0].end(), size_t(hold), level);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
+        settings.encoding = c.encoding;
+        settings.sampleRate = c.rate;
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
+        const TestAudio read = readWithReader(folder.path(c.name));
+        ASSERT_EQ(read.size(), 1u);
+        ASSERT_EQ(read[0].size(), audio[0].size());
+        for (size_t l = 0; l < std::size(levels); ++l) {
+            SCOPED_TRACE(levels[l]);
+            // The last frames of each hold: near full scale with the sign of the level.
+            const float sample = read[0][(l + 1) * size_t(hold) - 10];
+            EXPECT_GT(sample * (levels[l] > 0 ? 1.0f : -1.0f), 0.95f);
+            EXPECT_LE(std::abs(sample), 1.0f);
+        }
+        if (c.kind != VMKAudioFileFormat::Kind::VOX) {
+            // (ADPCM blocks may decode a little past the stated length.)
+            const std::vector<float> other =
+                readWithFFmpeg(folder.path(c.name), folder.path(QStringLiteral("ffmpeg.raw")));
+            ASSERT_GE(other.size(), audio[0].size());
+            for (size_t l = 0; l < std::size(levels); ++l)
+                EXPECT_GT(other[(l + 1) * size_t(hold) - 10] * (levels[l] > 0 ? 1.0f : -1.0f), 0.95f) << levels[l];
+        }
+    }
+}
