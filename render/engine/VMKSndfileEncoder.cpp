@@ -134,7 +134,8 @@ void VMKSndfileEncoder::correctLength() const {
     if (kind == Kind::AIFF) {
         const int bytesPerFrame = m_settings.numberOfChannels * (m_settings.bitDepth / 8);
         const qint64 bytes = m_frames * bytesPerFrame;
-        if (m_settings.encoding != VMKAudioEncoding::PCM || !(bytes & 1))
+        // One byte a sample (8-bit PCM, µLaw, ALaw) is the only way to an odd size.
+        if (!(bytes & 1))
             return;
         QByteArray frames(4, '\0');
         qToBigEndian<quint32>(quint32(m_frames), frames.data());

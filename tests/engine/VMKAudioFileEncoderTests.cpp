@@ -109,3 +109,31 @@ TEST(VMKAudioFileEncoder, CompandedAndADPCMSamplesBeyondFullScaleClip) {
         }
     }
 }
+
+// One byte a frame and an odd number of frames: the sound data needs a pad
+// byte, which must not count as a frame.
+TEST(VMKAudioFileEncoder, OddByteAIFFDataKeepsItsFrameCount) {
+    TestFolder folder;
+    for (quint32 encoding : {PCM, uLaw, aLaw}) {
+        SCOPED_TRACE(VMKAudioFileFormat::stringWithFourCharCode(encoding).toStdString());
+        const QString path = folder.path(QStringLiteral("odd%1.aif").arg(encoding));
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::AIFF);
+        settings.encoding = encoding;
+        settings.bitDepth = 8;
+        settings.sampleRate = 8000;
+        const TestAudio audio{{0.25f, -0.5f, 0.75f}};
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+        const TestAudio read = readWithReader(path);
+        ASSERT_EQ(read.size(), 1u);
+        EXPECT_EQ(read[0].size(), 3u);
+        QString output;
+        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=duration_ts", "-of",
+                                                      "default=noprint_wrappers=1", path},
+                          &output),
+                  0)
+            << output.toStdString();
+        EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=3"))) << output.toStdString();
+    }
+}
