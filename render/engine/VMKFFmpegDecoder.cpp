@@ -265,8 +265,9 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
     qint64 done = 0;
     bool restartedFromStart = false;
     while (done < frames) {
-        if (m_frameSamples == 0 || m_frameOffset >= m_frameSamples ||
-            m_framePosition + m_frameSamples <= m_position) {
+        // What the decoded frame holds counts, not how much of it was
+        // delivered: a seek may go back into a frame already used up.
+        if (m_frameSamples == 0 || m_framePosition + m_frameSamples <= m_position) {
             if (m_endOfFile)
                 break;
             VMKError decodeError;

@@ -157,14 +157,17 @@ TEST_P(EncodedFiles, ReadWithExactLengthAndCloseSamples) {
     const TestAudio read = readAll(*reader, 4000);
     EXPECT_GE(signalToNoise(audio, read), tc.minimumSNR);
 
-    // Random access gives the samples of a sequential read.
-    for (qint64 at : {qint64(30000), qint64(5), qint64(44000), qint64(0), qint64(frames - 10)}) {
+    // Random access gives the samples of a sequential read, also when it
+    // goes back a little after reading up to the end; past the end is silence.
+    for (qint64 at : {qint64(30000), qint64(5), qint64(44000), qint64(0), qint64(frames - 10), qint64(frames - 1),
+                      qint64(frames - 3), qint64(30000), qint64(29990)}) {
         std::vector<float> left(10), right(10);
         float* pointers[2] = {left.data(), right.data()};
         ASSERT_TRUE(reader->readFrames(pointers, 2, 10, at, &error)) << error.localizedDescription().toStdString();
         for (int i = 0; i < 10; ++i) {
-            EXPECT_NEAR(left[size_t(i)], read[0][size_t(at + i)], tc.seekTolerance) << "at " << at + i;
-            EXPECT_NEAR(right[size_t(i)], read[1][size_t(at + i)], tc.seekTolerance) << "at " << at + i;
+            const bool inside = at + i < frames;
+            EXPECT_NEAR(left[size_t(i)], inside ? read[0][size_t(at + i)] : 0.0f, tc.seekTolerance) << "at " << at + i;
+            EXPECT_NEAR(right[size_t(i)], inside ? read[1][size_t(at + i)] : 0.0f, tc.seekTolerance) << "at " << at + i;
         }
     }
 }
