@@ -67,8 +67,9 @@ bool VMKAudioFileEncoder::resolveSettings(VMKAudioFileEncoderSettings& s, VMKErr
     case ALAC:
         if (s.bitDepth <= 0)
             s.bitDepth = 16;
-        s.bitDepth = s.isFloatingPoint || s.bitDepth > 24 ? (format.kind == Kind::CAF ? 32 : 24)
-                     : s.bitDepth <= 16                   ? 16
+        // Our Apple Lossless encoder goes to 24 bits in either container.
+        s.bitDepth = s.isFloatingPoint || s.bitDepth > 24       ? 24
+                     : s.bitDepth <= 16                           ? 16
                      : s.bitDepth <= 20 && format.kind == Kind::CAF ? 20
                                                                     : 24;
         s.isFloatingPoint = false;

@@ -39,7 +39,7 @@ TestAudio readWithReader(const QString& path) {
     return audio;
 }
 
-// The samples of a mono file as FFmpeg decodes them.
+// The samples of a file as FFmpeg decodes them, interleaved.
 std::vector<float> readWithFFmpeg(const QString& path, const QString& rawPath) {
     QString output;
     EXPECT_EQ(runTool(QStringLiteral("ffmpeg"), {"-v", "error", "-y", "-i", path, "-f", "f32le", rawPath}, &output),
@@ -135,5 +135,37 @@ TEST(VMKAudioFileEncoder, OddByteAIFFDataKeepsItsFrameCount) {
                   0)
             << output.toStdString();
         EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=3"))) << output.toStdString();
+    }
+}
+
+// Apple Lossless asked for deeper than it goes, or for floating point
+// samples, is written at its deepest and keeps every sample.
+TEST(VMKAudioFileEncoder, DeepAppleLosslessKeepsItsSamples) {
+    TestFolder folder;
+    const qint64 frames = 10000;
+    const TestAudio audio = makeSines(2, frames, 44100, 0.5f, 24);
+    for (auto kind : {VMKAudioFileFormat::Kind::CAF, VMKAudioFileFormat::Kind::M4A}) {
+        for (bool floatingPoint : {false, true}) {
+            const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
+            SCOPED_TRACE(format.name.toStdString() + (floatingPoint ? " float" : " 32 bits"));
+            const QString path = folder.path(QStringLiteral("deep.") + format.extension());
+            VMKAudioFileEncoderSettings settings;
+            settings.format = &format;
+            settings.encoding = ALAC;
+            settings.sampleRate = 44100;
+            settings.bitDepth = 32;
+            settings.isFloatingPoint = floatingPoint;
+            VMKError error;
+            ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+            const TestAudio read = readWithReader(path);
+            ASSERT_EQ(read.size(), 2u);
+            EXPECT_EQ(maximumDifference(audio, read), 0.0f);
+            const std::vector<float> other = readWithFFmpeg(path, folder.path(QStringLiteral("deep.raw")));
+            ASSERT_EQ(other.size(), 2 * size_t(frames));
+            for (size_t i = 0; i < size_t(frames); i += 997) {
+                EXPECT_EQ(other[2 * i], audio[0][i]) << i;
+                EXPECT_EQ(other[2 * i + 1], audio[1][i]) << i;
+            }
+        }
     }
 }
