@@ -73,7 +73,8 @@ void describeSubtype(int subtype, int major, VMKAudioFileFacts* facts) {
 }
 
 // The exact frame count that a file of a block-based encoding states beside
-// its blocks: the `fact` chunk of WAVE, the packet table of Core Audio files.
+// its blocks: the `fact` chunk of WAVE and Wave64, the packet table of Core
+// Audio files.
 // -1 when it has none.
 qint64 statedFrames(const QString& path, Kind kind) {
     const VMKAudioChunkFile chunks = VMKAudioChunkFile::chunkFileWithPath(path);
@@ -82,6 +83,11 @@ qint64 statedFrames(const QString& path, Kind kind) {
             const QByteArray bytes = chunks.readChunk(*fact, 4);
             return chunks.isBigEndian() ? qFromBigEndian<quint32>(bytes.constData())
                                         : qFromLittleEndian<quint32>(bytes.constData());
+        }
+    } else if (kind == Kind::Wave64) {
+        if (const auto* fact = chunks.chunk("fact"); fact && fact->size >= 8) {
+            const QByteArray bytes = chunks.readChunk(*fact, 8);
+            return qint64(std::min<quint64>(qFromLittleEndian<quint64>(bytes.constData()), quint64(INT64_MAX)));
         }
     } else if (kind == Kind::CAF) {
         if (const auto* pakt = chunks.chunk("pakt"); pakt && pakt->size >= 24) {

@@ -128,8 +128,9 @@ bool VMKSndfileEncoder::finish(VMKError* outError) {
 
 void VMKSndfileEncoder::correctLength() const {
     // libsndfile counts the pad byte of an odd-sized AIFF sound chunk as a
-    // frame, and states the frames of multichannel ADPCM WAVE files wrongly:
-    // state the frames written.
+    // frame, and states the frames of ADPCM WAVE and Wave64 files wrongly
+    // (whole blocks, or half of them for two channels): state the frames
+    // written.
     const auto kind = m_settings.format->kind;
     if (kind == Kind::AIFF) {
         const int bytesPerFrame = m_settings.numberOfChannels * (m_settings.bitDepth / 8);
@@ -144,6 +145,11 @@ void VMKSndfileEncoder::correctLength() const {
     } else if (kind == Kind::WAVE && m_settings.encoding == VMKAudioEncoding::IMA4) {
         QByteArray frames(4, '\0');
         qToLittleEndian<quint32>(quint32(m_frames), frames.data());
+        VMKAudioChunkFile::patchChunk(m_path, "fact", 0, frames);
+    } else if (kind == Kind::Wave64 && m_settings.encoding == VMKAudioEncoding::IMA4) {
+        // Wave64 counts in 64 bits, and libsndfile states whole blocks there.
+        QByteArray frames(8, '\0');
+        qToLittleEndian<quint64>(quint64(m_frames), frames.data());
         VMKAudioChunkFile::patchChunk(m_path, "fact", 0, frames);
     }
 }

@@ -169,3 +169,35 @@ TEST(VMKAudioFileEncoder, DeepAppleLosslessKeepsItsSamples) {
         }
     }
 }
+
+// ADPCM data comes in whole blocks; the file must state the frames written,
+// not those of its last block filled up.
+TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
+    TestFolder folder;
+    for (auto kind : {VMKAudioFileFormat::Kind::WAVE, VMKAudioFileFormat::Kind::Wave64}) {
+        for (int channels : {1, 2}) {
+            const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
+            SCOPED_TRACE(format.name.toStdString() + " " + std::to_string(channels));
+            const QString path = folder.path(QStringLiteral("ima%1.").arg(channels) + format.extension());
+            const qint64 frames = 10001;
+            const TestAudio audio = makeSines(channels, frames, 44100, 0.5f);
+            VMKAudioFileEncoderSettings settings;
+            settings.format = &format;
+            settings.encoding = IMA4;
+            settings.sampleRate = 44100;
+            VMKError error;
+            ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+            const TestAudio read = readWithReader(path);
+            ASSERT_EQ(read.size(), size_t(channels));
+            EXPECT_EQ(read[0].size(), size_t(frames));
+            EXPECT_GE(signalToNoise(audio, read), 20.0);
+            QString output;
+            ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=duration_ts", "-of",
+                                                          "default=noprint_wrappers=1", path},
+                              &output),
+                      0)
+                << output.toStdString();
+            EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=%1").arg(frames))) << output.toStdString();
+        }
+    }
+}
