@@ -289,6 +289,49 @@ TEST_F(BrokenFiles, TruncatedCompressedFilesFailOrReadWhatIsThere) {
     }
 }
 
+// A read that can't reach its frames in a damaged file leaves silence, never
+// what the caller's buffer held before.
+TEST_F(BrokenFiles, UnreachableFramesOfTruncatedFilesAreSilence) {
+    const TestAudio audio = makeSines(2, 44100, 44100, 0.5f, 16);
+    const QString source = folder.path("source.wav");
+    ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, source));
+    struct Case {
+        const char* name;
+        QString program;
+        QStringList arguments;
+    };
+    for (const auto& c : {Case{"cut.m4a", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "aac", "-movflags", "+faststart"}},
+                          Case{"cut.ogg", "oggenc", {"-Q", source, "-o"}}, Case{"cut.mp3", "lame", {"--quiet", source}},
+                          Case{"cut.flac", "flac", {"-s", "-f", source, "-o"}},
+                          Case{"cut.caf", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "alac"}}}) {
+        SCOPED_TRACE(c.name);
+        const QString full = folder.path(QStringLiteral("full_") + c.name);
+        ASSERT_EQ(runTool(c.program, c.arguments + QStringList{full}), 0);
+        QFile file(full);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        for (qsizetype keep : {bytes.size() / 2, bytes.size() * 3 / 4}) {
+            writeBytes(folder.path(c.name), bytes.left(keep));
+            VMKError error;
+            auto reader = VMKAudioFileReader::initWithURL(folder.url(c.name), &error);
+            if (!reader)
+                continue;
+            for (qint64 at : {qint64(100), qint64(reader->frames()) - 100, qint64(reader->frames()) / 2 + 7}) {
+                SCOPED_TRACE(at);
+                std::vector<float> left(1000, 0.75f), right(1000, 0.75f);
+                float* channels[2] = {left.data(), right.data()};
+                if (!reader->readFrames(channels, 2, 1000, at, &error)) {
+                    EXPECT_EQ(*std::max_element(left.begin(), left.end()), 0.0f);
+                    EXPECT_EQ(*std::min_element(right.begin(), right.end()), 0.0f);
+                    EXPECT_EQ(*std::max_element(right.begin(), right.end()), 0.0f);
+                }
+                for (size_t i = 0; i < 1000; ++i)
+                    ASSERT_NE(left[i], 0.75f) << "at " << at + qint64(i) << " of " << reader->frames();
+            }
+        }
+    }
+}
+
 TEST_F(BrokenFiles, TruncatedDataReadsWhatIsThere) {
     const TestAudio audio = makeSines(1, 10000, 44100, 0.5f, 16);
     const QString full = folder.path("full.wav");
