@@ -253,8 +253,11 @@ bool VMKFFmpegDecoder::seek(qint64 frame, VMKError* outError) {
     const bool ahead = m_frameSamples > 0 && frame >= m_framePosition && frame < m_framePosition + 8 * 4096;
     if (!ahead) {
         // Seek points are packets; the decoder needs a few packets of run-in.
-        if (!restartAt(frame, 8192, outError))
+        if (!restartAt(frame, 8192, outError)) {
+            m_position = -1;
+            m_frameSamples = 0;
             return false;
+        }
     }
     m_position = frame;
     return true;
@@ -264,6 +267,11 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
     frames = std::min(frames, std::max<qint64>(0, m_facts.frames - m_position));
     qint64 done = 0;
     bool restartedFromStart = false;
+    auto failed = [this] {
+        m_position = -1;
+        m_frameSamples = 0;
+        return qint64(-1);
+    };
     while (done < frames) {
         // What the decoded frame holds counts, not how much of it was
         // delivered: a seek may go back into a frame already used up.
@@ -274,7 +282,7 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
             if (!decodeNext(&decodeError)) {
                 if (decodeError) {
                     VMKError::set(outError, decodeError);
-                    return -1;
+                    return failed();
                 }
                 break;
             }
@@ -282,11 +290,11 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
                 // The seek landed behind the target: decode from the start instead.
                 if (restartedFromStart) {
                     VMKError::set(outError, error(QStringLiteral("frame %1 can't be reached").arg(m_position)));
-                    return -1;
+                    return failed();
                 }
                 restartedFromStart = true;
                 if (!restartAt(0, 0, outError))
-                    return -1;
+                    return failed();
             }
             continue;
         }

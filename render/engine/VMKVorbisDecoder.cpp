@@ -51,6 +51,7 @@ bool VMKVorbisDecoder::seek(qint64 frame, VMKError* error) {
     if (ov_pcm_seek(m_file.get(), frame) != 0) {
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                      QStringLiteral("frame %1 can't be reached").arg(frame)));
+        m_position = -1;
         return false;
     }
     m_position = frame;
@@ -68,6 +69,7 @@ qint64 VMKVorbisDecoder::read(float* const* channels, qint64 frames, VMKError* e
         if (got < 0) {
             VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                          QStringLiteral("the Vorbis stream is damaged")));
+            m_position = -1;
             return -1;
         }
         if (got == 0)

@@ -316,7 +316,15 @@ TEST_F(BrokenFiles, UnreachableFramesOfTruncatedFilesAreSilence) {
             auto reader = VMKAudioFileReader::initWithURL(folder.url(c.name), &error);
             if (!reader)
                 continue;
-            for (qint64 at : {qint64(100), qint64(reader->frames()) - 100, qint64(reader->frames()) / 2 + 7}) {
+            // Reads that fail in between leave the reader able to go on
+            // where it was: the frames after the first block are those a
+            // fresh reader gives.
+            auto fresh = VMKAudioFileReader::initWithURL(folder.url(c.name));
+            ASSERT_TRUE(fresh);
+            std::vector<float> expected(1000), unused(1000);
+            float* expectedChannels[2] = {expected.data(), unused.data()};
+            fresh->readFrames(expectedChannels, 2, 1000, 1100);
+            for (qint64 at : {qint64(100), qint64(reader->frames()) - 100, qint64(reader->frames()) / 2 + 7, qint64(1100)}) {
                 SCOPED_TRACE(at);
                 std::vector<float> left(1000, 0.75f), right(1000, 0.75f);
                 float* channels[2] = {left.data(), right.data()};
@@ -327,6 +335,11 @@ TEST_F(BrokenFiles, UnreachableFramesOfTruncatedFilesAreSilence) {
                 }
                 for (size_t i = 0; i < 1000; ++i)
                     ASSERT_NE(left[i], 0.75f) << "at " << at + qint64(i) << " of " << reader->frames();
+                if (at == 1100) {
+                    // (AAC's noise generator isn't rewound by a seek.)
+                    for (size_t i = 0; i < 1000; ++i)
+                        ASSERT_NEAR(left[i], expected[i], 0.01f) << "at " << at + qint64(i);
+                }
             }
         }
     }
