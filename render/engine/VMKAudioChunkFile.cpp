@@ -83,10 +83,19 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
         } else {
             chunk.size = declared;
         }
+        if (!caf && !w64 && (chunk.size & 1) && chunk.offset + chunk.size < end) {
+            // Some writers leave the pad byte out: a chunk id right at the
+            // end of the data (where a pad byte is zero) means there is none.
+            file.seek(chunk.offset + chunk.size);
+            const QByteArray next = file.read(4);
+            const bool isID = next.size() == 4 && next[0] != '\0' &&
+                              std::all_of(next.begin(), next.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
+            chunk.isPadded = !isID;
+        }
         result.m_chunks.push_back(chunk);
         if (declared < 0 || declared > available)
             break;
-        at = chunk.offset + chunk.size + (w64 ? (8 - chunk.size % 8) % 8 : !caf && (chunk.size & 1) ? 1 : 0);
+        at = chunk.offset + chunk.size + (w64 ? (8 - chunk.size % 8) % 8 : chunk.isPadded ? 1 : 0);
     }
     return result;
 }
@@ -141,7 +150,7 @@ bool VMKAudioChunkFile::replaceChunks(const QString& path, const std::vector<QBy
     };
     // The file is cut behind the last chunk that stays; removed chunks before
     // that point become padding of the same size.
-    auto chunkEnd = [caf](const Chunk& c) { return c.offset + c.size + (!caf && (c.size & 1) ? 1 : 0); };
+    auto chunkEnd = [](const Chunk& c) { return c.offset + c.size + (c.isPadded ? 1 : 0); };
     qint64 keepEnd = 12;
     for (const auto& c : chunkFile.m_chunks)
         if (!remove(c) || c.offset <= data->offset)
@@ -164,6 +173,10 @@ bool VMKAudioChunkFile::replaceChunks(const QString& path, const std::vector<QBy
     if (!file.resize(keepEnd))
         return fail(file.errorString());
     file.seek(keepEnd);
+    // Chunks start at even offsets: give a last chunk of odd size the pad
+    // byte it lacks.
+    if (!caf && (keepEnd & 1) && !append.empty())
+        file.write("\0", 1);
     for (const auto& [id, bytes] : append) {
         QByteArray header = id.left(4);
         if (caf) {

@@ -23,6 +23,7 @@ public:
         qint64 offset = 0;        // where its data starts
         qint64 size = 0;          // bytes of data that are really in the file
         bool isTruncated = false; // the declared size ran past the end
+        bool isPadded = false;    // a pad byte follows (odd size in RIFF and FORM files)
     };
 
     // Lists the chunks of the file at `path`; an empty list and Container::None
