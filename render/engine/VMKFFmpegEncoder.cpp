@@ -163,7 +163,12 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     m_codec = avcodec_alloc_context3(codec);
     const int rate = int(m_settings.sampleRate);
     m_codec->sample_rate = rate;
-    av_channel_layout_default(&m_codec->ch_layout, m_settings.numberOfChannels);
+    // Channels come in WAVE order. FFmpeg's default for three is 2.1, whose
+    // third channel is a low frequency one: three are left, right, centre.
+    if (m_settings.numberOfChannels == 3)
+        m_codec->ch_layout = AV_CHANNEL_LAYOUT_SURROUND;
+    else
+        av_channel_layout_default(&m_codec->ch_layout, m_settings.numberOfChannels);
     m_codec->time_base = AVRational{1, rate};
     if (alac) {
         m_codec->sample_fmt = m_settings.bitDepth > 16 ? AV_SAMPLE_FMT_S32P : AV_SAMPLE_FMT_S16P;

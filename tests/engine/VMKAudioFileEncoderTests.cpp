@@ -201,3 +201,41 @@ TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
         }
     }
 }
+
+// Three channels are left, right and centre, as in WAVE files: no channel
+// may be taken for a low frequency one (and cut to its lows), and Apple
+// Lossless takes them too.
+TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentre) {
+    TestFolder folder;
+    const qint64 frames = 22050;
+    TestAudio audio(3, std::vector<float>(size_t(frames)));
+    for (int c = 0; c < 3; ++c)
+        for (qint64 i = 0; i < frames; ++i)
+            audio[size_t(c)][size_t(i)] = 0.4f * float(std::sin(2.0 * M_PI * (400.0 + 300.0 * c) * double(i) / 44100.0));
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+    };
+    for (const Case& c : {Case{"aac.m4a", VMKAudioFileFormat::Kind::M4A, AAC}, Case{"aac.caf", VMKAudioFileFormat::Kind::CAF, AAC},
+                          Case{"alac.m4a", VMKAudioFileFormat::Kind::M4A, ALAC}}) {
+        SCOPED_TRACE(c.name);
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
+        settings.encoding = c.encoding;
+        settings.sampleRate = 44100;
+        settings.bitrate = 256000;
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
+        const TestAudio read = readWithReader(folder.path(c.name));
+        ASSERT_EQ(read.size(), 3u);
+        for (size_t channel = 0; channel < 3; ++channel)
+            EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
+        QString output;
+        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=channel_layout", "-of",
+                                                      "default=noprint_wrappers=1", folder.path(c.name)},
+                          &output),
+                  0);
+        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=3.0"))) << output.toStdString();
+    }
+}
