@@ -165,8 +165,12 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     m_codec->sample_rate = rate;
     // Channels come in WAVE order. FFmpeg's default for three is 2.1, whose
     // third channel is a low frequency one: three are left, right, centre.
+    // Four are a quad, as WAVE files say, where AAC can tell it (Apple
+    // Lossless knows only 4.0).
     if (m_settings.numberOfChannels == 3)
         m_codec->ch_layout = AV_CHANNEL_LAYOUT_SURROUND;
+    else if (m_settings.numberOfChannels == 4 && !alac)
+        m_codec->ch_layout = AV_CHANNEL_LAYOUT_QUAD;
     else
         av_channel_layout_default(&m_codec->ch_layout, m_settings.numberOfChannels);
     m_codec->time_base = AVRational{1, rate};

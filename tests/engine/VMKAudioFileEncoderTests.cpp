@@ -239,3 +239,33 @@ TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentre) {
         EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=3.0"))) << output.toStdString();
     }
 }
+
+// Four channels are a quad, as in the WAVE files written here and by other
+// tools: AAC must not label the back pair front and back centre.
+TEST(VMKAudioFileEncoder, FourChannelAACIsAQuad) {
+    TestFolder folder;
+    const qint64 frames = 22050;
+    const TestAudio audio = makeSines(4, frames, 44100, 0.4f);
+    for (auto kind : {VMKAudioFileFormat::Kind::WAVE, VMKAudioFileFormat::Kind::M4A, VMKAudioFileFormat::Kind::CAF}) {
+        const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
+        SCOPED_TRACE(format.name.toStdString());
+        const QString path = folder.path(QStringLiteral("quad.") + format.extension());
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &format;
+        settings.encoding = kind == VMKAudioFileFormat::Kind::WAVE ? PCM : AAC;
+        settings.sampleRate = 44100;
+        settings.bitrate = 320000;
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+        const TestAudio read = readWithReader(path);
+        ASSERT_EQ(read.size(), 4u);
+        for (size_t channel = 0; channel < 4; ++channel)
+            EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
+        QString output;
+        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=channel_layout", "-of",
+                                                      "default=noprint_wrappers=1", path},
+                          &output),
+                  0);
+        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=quad"))) << output.toStdString();
+    }
+}
