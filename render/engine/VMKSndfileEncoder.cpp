@@ -48,6 +48,35 @@ int subtypeFormat(const VMKAudioFileEncoderSettings& s) {
     }
 }
 
+const int* waveChannelMap(int channels) {
+    enum {
+        L = SF_CHANNEL_MAP_LEFT,
+        R = SF_CHANNEL_MAP_RIGHT,
+        C = SF_CHANNEL_MAP_CENTER,
+        LFE = SF_CHANNEL_MAP_LFE,
+        BL = SF_CHANNEL_MAP_REAR_LEFT,
+        BR = SF_CHANNEL_MAP_REAR_RIGHT,
+        BC = SF_CHANNEL_MAP_REAR_CENTER,
+        SL = SF_CHANNEL_MAP_SIDE_LEFT,
+        SR = SF_CHANNEL_MAP_SIDE_RIGHT
+    };
+    static const int three[] = {L, R, C};
+    static const int four[] = {L, R, BL, BR};
+    static const int five[] = {L, R, C, BL, BR};
+    static const int six[] = {L, R, C, LFE, BL, BR};
+    static const int seven[] = {L, R, C, LFE, BC, SL, SR};
+    static const int eight[] = {L, R, C, LFE, BL, BR, SL, SR};
+    switch (channels) {
+    case 3: return three;
+    case 4: return four;
+    case 5: return five;
+    case 6: return six;
+    case 7: return seven;
+    case 8: return eight;
+    default: return nullptr;
+    }
+}
+
 } // namespace
 
 VMKSndfileEncoder::~VMKSndfileEncoder() {
@@ -79,6 +108,13 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
     }
     if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64)
         sf_command(m_file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+    // The speakers of WAVE order, as the other formats written here have
+    // them (left without a map, libsndfile calls eight channels the old
+    // "wide" 7.1 and leaves three, five and seven unknown).
+    if (const int* map = waveChannelMap(m_settings.numberOfChannels);
+        map && (m_settings.format->kind == Kind::WAVE || m_settings.format->kind == Kind::Wave64))
+        sf_command(m_file, SFC_SET_CHANNEL_MAP_INFO, const_cast<int*>(map),
+                   int(sizeof(int)) * m_settings.numberOfChannels);
     using namespace VMKAudioEncoding;
     m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
     // libsndfile neither clips nor bounds floats beyond full scale on their

@@ -269,3 +269,28 @@ TEST(VMKAudioFileEncoder, FourChannelAACIsAQuad) {
         EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=quad"))) << output.toStdString();
     }
 }
+
+// WAVE files say which speaker each channel is for, the same layouts the
+// other formats written here use: eight channels are 7.1 with side
+// channels last, not the old "wide" 7.1 with two front centre channels.
+TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
+    TestFolder folder;
+    const char* layouts[] = {"3.0", "quad", "5.0", "5.1", "6.1", "7.1"};
+    for (int channels = 3; channels <= 8; ++channels) {
+        SCOPED_TRACE(channels);
+        const QString path = folder.path(QStringLiteral("layout%1.wav").arg(channels));
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::WAVE);
+        settings.sampleRate = 44100;
+        const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+        EXPECT_EQ(maximumDifference(audio, readWithReader(path)), 0.0f);
+        QString output;
+        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=channel_layout", "-of",
+                                                      "csv=p=0", path},
+                          &output),
+                  0);
+        EXPECT_EQ(output.trimmed().toStdString(), layouts[channels - 3]);
+    }
+}
