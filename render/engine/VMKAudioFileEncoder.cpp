@@ -121,11 +121,14 @@ std::unique_ptr<VMKAudioFileEncoder> VMKAudioFileEncoder::encoderWithSettings(co
 
 void VMKAudioFileEncoder::interleaveIntegers(const float* const* channels, int count, qint64 frames, int bits,
                                              int32_t* out) {
+    // A NaN is no sample (it would convert to anything, in 32 bits to -1.0):
+    // it becomes silence.
     if (bits == 32) {
         for (int c = 0; c < count; ++c)
-            for (qint64 i = 0; i < frames; ++i)
-                out[i * count + c] =
-                    int32_t(std::clamp(std::nearbyint(double(channels[c][i]) * 2147483648.0), -2147483648.0, 2147483647.0));
+            for (qint64 i = 0; i < frames; ++i) {
+                const double x = double(channels[c][i]) * 2147483648.0;
+                out[i * count + c] = int32_t(std::clamp(std::nearbyint(x == x ? x : 0.0), -2147483648.0, 2147483647.0));
+            }
         return;
     }
     const float scale = float(1u << (bits - 1));
@@ -135,7 +138,8 @@ void VMKAudioFileEncoder::interleaveIntegers(const float* const* channels, int c
         const float* in = channels[c];
         int32_t* o = out + c;
         for (qint64 i = 0; i < frames; ++i) {
-            const float v = std::clamp(std::nearbyint(in[i] * scale), -scale, top);
+            const float x = in[i] * scale;
+            const float v = std::clamp(std::nearbyint(x == x ? x : 0.0f), -scale, top);
             o[i * count] = int32_t(int64_t(v) * (int64_t(1) << shift));
         }
     }

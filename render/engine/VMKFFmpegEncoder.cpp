@@ -242,15 +242,19 @@ bool VMKFFmpegEncoder::write(const float* const* channels, qint64 frames, VMKErr
                 std::copy(in, in + n, reinterpret_cast<float*>(m_frame->extended_data[c]) + m_filled);
             } else if (format == AV_SAMPLE_FMT_S16P) {
                 int16_t* out = reinterpret_cast<int16_t*>(m_frame->extended_data[c]) + m_filled;
-                for (int i = 0; i < n; ++i)
-                    out[i] = int16_t(std::clamp(std::nearbyint(in[i] * 32768.0f), -32768.0f, 32767.0f));
+                for (int i = 0; i < n; ++i) {
+                    const float x = in[i] * 32768.0f;  // a NaN becomes silence
+                    out[i] = int16_t(std::clamp(std::nearbyint(x == x ? x : 0.0f), -32768.0f, 32767.0f));
+                }
             } else {
                 // Left-aligned, as FFmpeg keeps deeper samples in 32 bits.
                 int32_t* out = reinterpret_cast<int32_t*>(m_frame->extended_data[c]) + m_filled;
                 const float scale = float(1 << (m_settings.bitDepth - 1));
                 const int shift = 32 - m_settings.bitDepth;
-                for (int i = 0; i < n; ++i)
-                    out[i] = int32_t(std::clamp(std::nearbyint(in[i] * scale), -scale, scale - 1.0f)) * (1 << shift);
+                for (int i = 0; i < n; ++i) {
+                    const float x = in[i] * scale;  // a NaN becomes silence
+                    out[i] = int32_t(std::clamp(std::nearbyint(x == x ? x : 0.0f), -scale, scale - 1.0f)) * (1 << shift);
+                }
             }
         }
         m_filled += n;

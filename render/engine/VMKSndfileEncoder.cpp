@@ -117,8 +117,8 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
                    int(sizeof(int)) * m_settings.numberOfChannels);
     using namespace VMKAudioEncoding;
     m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
-    // libsndfile neither clips nor bounds floats beyond full scale on their
-    // way into µLaw, ALaw or ADPCM: they wrap or index past its tables.
+    // libsndfile neither clips nor bounds floats beyond full scale (or NaNs)
+    // on their way into µLaw, ALaw or ADPCM: they wrap or index past its tables.
     m_clipsFloats = m_settings.encoding != PCM;
     return true;
 }
@@ -137,8 +137,10 @@ bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKEr
             m_floats.resize(needed);
         interleaveFloats(channels, count, frames, m_floats.data());
         if (m_clipsFloats)
-            for (size_t i = 0; i < needed; ++i)
-                m_floats[i] = std::clamp(m_floats[i], -1.0f, 1.0f);
+            for (size_t i = 0; i < needed; ++i) {
+                const float x = m_floats[i];  // a NaN would index its tables anywhere: silence
+                m_floats[i] = x == x ? std::clamp(x, -1.0f, 1.0f) : 0.0f;
+            }
         written = sf_writef_float(m_file, m_floats.data(), frames);
     }
     m_frames += written;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 
 using namespace VMKAudioEncoding;
 
@@ -292,5 +293,50 @@ TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
                           &output),
                   0);
         EXPECT_EQ(output.trimmed().toStdString(), layouts[channels - 3]);
+    }
+}
+
+// A sample that is no number (a filter gone unstable upstream) becomes
+// silence in integer files, at every depth, never a full scale click.
+TEST(VMKAudioFileEncoder, SamplesThatAreNoNumberBecomeSilence) {
+    TestFolder folder;
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const TestAudio audio{{0.25f, nan, -nan, 0.25f}};
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+        int bits;
+    };
+    for (const Case& c : {Case{"a8.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 8},
+                          Case{"a16.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 16},
+                          Case{"a24.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 24},
+                          Case{"a32.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 32},
+                          Case{"a24.flac", VMKAudioFileFormat::Kind::FLAC, FLAC, 24},
+                          Case{"a16.m4a", VMKAudioFileFormat::Kind::M4A, ALAC, 16},
+                          Case{"a24.m4a", VMKAudioFileFormat::Kind::M4A, ALAC, 24},
+                          Case{"ulaw.wav", VMKAudioFileFormat::Kind::WAVE, uLaw, 8},
+                          Case{"alaw.wav", VMKAudioFileFormat::Kind::WAVE, aLaw, 8},
+                          Case{"ima.wav", VMKAudioFileFormat::Kind::WAVE, IMA4, 4}}) {
+        SCOPED_TRACE(c.name);
+        const bool isLossy = c.encoding != PCM && c.encoding != FLAC && c.encoding != ALAC;
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
+        settings.encoding = c.encoding;
+        settings.bitDepth = c.bits;
+        settings.sampleRate = 44100;
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
+        const TestAudio read = readWithReader(folder.path(c.name));
+        ASSERT_EQ(read.size(), 1u);
+        ASSERT_EQ(read[0].size(), 4u);
+        // (Companding comes near the numbers; ADPCM moves from 0.25 in small steps.)
+        const float tolerance = c.encoding == IMA4 ? 0.3f : isLossy ? 0.01f : 0.0f;
+        EXPECT_NEAR(read[0][1], 0.0f, tolerance);
+        EXPECT_NEAR(read[0][2], 0.0f, tolerance);
+        if (!isLossy) {
+            EXPECT_EQ(read[0][0], 0.25f);
+            EXPECT_EQ(read[0][3], 0.25f);
+        }
     }
 }
