@@ -153,3 +153,10 @@ void VMKAudioFileEncoder::interleaveFloats(const float* const* channels, int cou
             o[i * count] = in[i];
     }
 }
+
+void VMKAudioFileEncoder::copyFinite(const float* in, qint64 frames, float* out) {
+    for (qint64 i = 0; i < frames; ++i) {
+        const float x = in[i];
+        out[i] = std::isinf(x) ? std::copysign(1.0f, x) : x == x ? x : 0.0f;
+    }
+}

@@ -239,7 +239,7 @@ bool VMKFFmpegEncoder::write(const float* const* channels, qint64 frames, VMKErr
         for (int c = 0; c < count; ++c) {
             const float* in = channels[c] + done;
             if (format == AV_SAMPLE_FMT_FLTP) {
-                std::copy(in, in + n, reinterpret_cast<float*>(m_frame->extended_data[c]) + m_filled);
+                copyFinite(in, n, reinterpret_cast<float*>(m_frame->extended_data[c]) + m_filled);
             } else if (format == AV_SAMPLE_FMT_S16P) {
                 int16_t* out = reinterpret_cast<int16_t*>(m_frame->extended_data[c]) + m_filled;
                 for (int i = 0; i < n; ++i) {

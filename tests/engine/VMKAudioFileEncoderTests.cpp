@@ -340,3 +340,41 @@ TEST(VMKAudioFileEncoder, SamplesThatAreNoNumberBecomeSilence) {
         }
     }
 }
+
+// The lossy encoders, fed NaN or infinite samples, neither abort nor fail
+// nor burst into noise far above full scale.
+TEST(VMKAudioFileEncoder, LossyEncodersSurviveSamplesThatAreNoNumber) {
+    TestFolder folder;
+    TestAudio audio = makeSines(2, 44100, 44100, 0.5f);
+    for (size_t i = 20000; i < 20010; ++i)
+        audio[0][i] = std::numeric_limits<float>::quiet_NaN();
+    audio[1][30000] = std::numeric_limits<float>::infinity();
+    audio[1][30001] = -std::numeric_limits<float>::infinity();
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+    };
+    for (const Case& c : {Case{"a.mp3", VMKAudioFileFormat::Kind::MP3, MPEG3},
+                          Case{"a.ogg", VMKAudioFileFormat::Kind::OggVorbis, Vorbis},
+                          Case{"a.m4a", VMKAudioFileFormat::Kind::M4A, AAC},
+                          Case{"a.caf", VMKAudioFileFormat::Kind::CAF, AAC}}) {
+        SCOPED_TRACE(c.name);
+        VMKAudioFileEncoderSettings settings;
+        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
+        settings.encoding = c.encoding;
+        settings.sampleRate = 44100;
+        settings.bitrate = 192000;
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
+        const TestAudio read = readWithReader(folder.path(c.name));
+        ASSERT_EQ(read.size(), 2u);
+        float peak = 0.0f;
+        for (const auto& channel : read)
+            for (float v : channel) {
+                ASSERT_FALSE(std::isnan(v));
+                peak = std::max(peak, std::abs(v));
+            }
+        EXPECT_LT(peak, 2.0f);
+    }
+}
