@@ -386,6 +386,34 @@ TEST_F(BrokenFiles, FLACRenamedIsReadAsFLAC) {
     EXPECT_EQ(maximumDifference(audio, readAll(*reader)), 0.0f);
 }
 
+// Ogg streams can be chained, and a later link may have fewer channels than
+// the first: reading such a file never goes past the channels a link has.
+TEST_F(BrokenFiles, ChainedOggWithFewerChannelsLater) {
+    ASSERT_TRUE(soxWrite(makeSines(2, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("two.wav")));
+    ASSERT_TRUE(soxWrite(makeSines(1, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("one.wav")));
+    ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("two.wav"), "-o", folder.path("two.ogg")}), 0);
+    ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("one.wav"), "-o", folder.path("one.ogg")}), 0);
+    QFile two(folder.path("two.ogg")), one(folder.path("one.ogg"));
+    ASSERT_TRUE(two.open(QIODevice::ReadOnly) && one.open(QIODevice::ReadOnly));
+    writeBytes(folder.path("chain.ogg"), two.readAll() + one.readAll());
+    VMKError error;
+    auto reader = VMKAudioFileReader::initWithURL(folder.url("chain.ogg"), &error);
+    if (!reader) {
+        EXPECT_TRUE(error.isError());
+        return;
+    }
+    const qint64 frames = qint64(reader->frames());
+    std::vector<float> left(size_t(frames), 0.75f), right(size_t(frames), 0.75f);
+    float* channels[2] = {left.data(), right.data()};
+    if (!reader->readFrames(channels, 2, frames, 0, &error)) {
+        EXPECT_FALSE(error.reason().isEmpty());
+    }
+    // The first link reads as it was written.
+    EXPECT_EQ(reader->numberOfChannels(), 2u);
+    EXPECT_NEAR(left[1000], makeSines(2, 22050, 44100, 0.5f, 16)[0][1000], 0.05f);
+    EXPECT_NEAR(right[1000], makeSines(2, 22050, 44100, 0.5f, 16)[1][1000], 0.05f);
+}
+
 TEST(VMKAudioFileReader, SilenceOutsideTheFileAndChannelMismatch) {
     TestFolder folder;
     const TestAudio audio = makeSines(2, 1000, 44100, 0.5f, 16);
