@@ -300,8 +300,15 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
         }
         m_frameOffset = m_position - m_framePosition;
         const qint64 count = std::min(frames - done, m_frameSamples - m_frameOffset);
-        for (int c = 0; c < m_facts.numberOfChannels; ++c)
-            copySamples(m_frame, c, m_facts.numberOfChannels, m_frameOffset, count, channels[c] + done);
+        // A damaged stream may decode to fewer channels than it announced:
+        // those it lacks are silence.
+        const int frameChannels = m_frame->ch_layout.nb_channels;
+        for (int c = 0; c < m_facts.numberOfChannels; ++c) {
+            if (c < frameChannels)
+                copySamples(m_frame, c, frameChannels, m_frameOffset, count, channels[c] + done);
+            else
+                std::fill(channels[c] + done, channels[c] + done + count, 0.0f);
+        }
         m_frameOffset += count;
         m_position += count;
         done += count;

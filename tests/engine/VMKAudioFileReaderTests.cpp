@@ -1,5 +1,7 @@
 #include "EngineTestSupport.h"
 
+#include "render/engine/VMKAudioChunkFile.h"
+#include "render/engine/VMKAudioFileEncoder.h"
 #include "render/engine/VMKAudioFileFormat.h"
 #include "render/engine/VMKAudioFileInfo.h"
 #include "render/engine/VMKAudioFileReader.h"
@@ -412,6 +414,48 @@ TEST_F(BrokenFiles, ChainedOggWithFewerChannelsLater) {
     EXPECT_EQ(reader->numberOfChannels(), 2u);
     EXPECT_NEAR(left[1000], makeSines(2, 22050, 44100, 0.5f, 16)[0][1000], 0.05f);
     EXPECT_NEAR(right[1000], makeSines(2, 22050, 44100, 0.5f, 16)[1][1000], 0.05f);
+}
+
+// A damaged first AAC packet can make FFmpeg announce more channels (here
+// 30) than the packets decode to (2): reading never goes past the channels
+// a decoded frame has.
+TEST_F(BrokenFiles, AACFramesWithFewerChannelsThanAnnounced) {
+    const TestAudio audio = makeSines(2, 20000, 44100, 0.5f);
+    VMKAudioFileEncoderSettings settings;
+    settings.format = &VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::CAF);
+    settings.encoding = AAC;
+    settings.sampleRate = 44100;
+    settings.numberOfChannels = 2;
+    settings.bitrate = 128000;
+    const QString path = folder.path("damaged.caf");
+    VMKError error;
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, &error);
+    ASSERT_TRUE(encoder) << error.localizedDescription().toStdString();
+    const float* pointers[2] = {audio[0].data(), audio[1].data()};
+    ASSERT_TRUE(encoder->write(pointers, 20000, &error) && encoder->finish(&error));
+    encoder.reset();
+    const auto chunks = VMKAudioChunkFile::chunkFileWithPath(path);
+    ASSERT_TRUE(chunks.chunk("data"));
+    const qint64 firstPacket = chunks.chunk("data")->offset + 4;  // behind the edit count
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.seek(firstPacket + 1);
+    file.write(QByteArray(1, char(0x85)));
+    file.close();
+
+    auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
+    if (!reader)
+        return;
+    const int channels = int(std::min<quint64>(reader->numberOfChannels(), 64));
+    const qint64 frames = qint64(reader->frames());
+    TestAudio read(size_t(channels), std::vector<float>(size_t(frames), 0.75f));
+    std::vector<float*> out;
+    for (auto& channel : read)
+        out.push_back(channel.data());
+    reader->readFrames(out.data(), channels, frames, 0, &error);
+    for (const auto& channel : read)
+        for (float v : channel)
+            ASSERT_LE(std::abs(v), 2.0f);
 }
 
 TEST(VMKAudioFileReader, SilenceOutsideTheFileAndChannelMismatch) {
