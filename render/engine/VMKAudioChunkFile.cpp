@@ -24,9 +24,11 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
     if (!file.open(QIODevice::ReadOnly))
         return result;
     result.m_fileSize = file.size();
-    const QByteArray head = file.read(12);
+    const QByteArray head = file.read(40);
     if (head.size() < 12)
         return result;
+    static const char wave64[16] = {'r', 'i', 'f', 'f', '\x2E', '\x91', '\xCF', '\x11',
+                                    '\xA5', '\xD6', '\x28', '\xDB', '\x04', '\xC1', '\x00', '\x00'};
     qint64 at = 0;
     qint64 end = result.m_fileSize;
     if (head.startsWith("RIFF") || head.startsWith("RIFX") || head.startsWith("FORM")) {
@@ -41,11 +43,19 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
     } else if (head.startsWith("caff")) {
         result.m_container = Container::CAF;
         at = 8;
+    } else if (head.size() == 40 && head.startsWith(QByteArray(wave64, 16))) {
+        result.m_container = Container::W64;
+        result.m_formType = head.mid(24, 4);
+        const quint64 declared = qFromLittleEndian<quint64>(head.constData() + 16);
+        if (declared < quint64(end))
+            end = qint64(declared);
+        at = 40;
     } else {
         return result;
     }
     const bool caf = result.m_container == Container::CAF;
-    const int headerSize = caf ? 12 : 8;
+    const bool w64 = result.m_container == Container::W64;
+    const int headerSize = caf ? 12 : w64 ? 24 : 8;
     while (at + headerSize <= end && int(result.m_chunks.size()) < maximumChunks) {
         if (!file.seek(at))
             break;
@@ -59,6 +69,8 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
         qint64 declared;
         if (caf)
             declared = qFromBigEndian<qint64>(header.constData() + 4);
+        else if (w64)  // the size counts the 24 bytes of the header
+            declared = qint64(qFromLittleEndian<quint64>(header.constData() + 16) - 24);
         else if (result.isBigEndian())
             declared = qFromBigEndian<quint32>(header.constData() + 4);
         else
@@ -71,10 +83,19 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
         } else {
             chunk.size = declared;
         }
+        if (!caf && !w64 && (chunk.size & 1) && chunk.offset + chunk.size < end) {
+            // Some writers leave the pad byte out: a chunk id right at the
+            // end of the data (where a pad byte is zero) means there is none.
+            file.seek(chunk.offset + chunk.size);
+            const QByteArray next = file.read(4);
+            const bool isID = next.size() == 4 && next[0] != '\0' &&
+                              std::all_of(next.begin(), next.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
+            chunk.isPadded = !isID;
+        }
         result.m_chunks.push_back(chunk);
         if (declared < 0 || declared > available)
             break;
-        at = chunk.offset + chunk.size + (!caf && (chunk.size & 1) ? 1 : 0);
+        at = chunk.offset + chunk.size + (w64 ? (8 - chunk.size % 8) % 8 : chunk.isPadded ? 1 : 0);
     }
     return result;
 }
@@ -109,8 +130,8 @@ bool VMKAudioChunkFile::replaceChunks(const QString& path, const std::vector<QBy
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorTags, action, reason));
         return false;
     };
-    if (chunkFile.m_container == Container::None)
-        return fail(QStringLiteral("the file has no chunks"));
+    if (chunkFile.m_container == Container::None || chunkFile.m_container == Container::W64)
+        return fail(QStringLiteral("the file has no chunks that can be replaced"));
     for (const auto& c : chunkFile.m_chunks)
         if (c.isTruncated)
             return fail(QStringLiteral("the file is truncated"));
@@ -129,7 +150,7 @@ bool VMKAudioChunkFile::replaceChunks(const QString& path, const std::vector<QBy
     };
     // The file is cut behind the last chunk that stays; removed chunks before
     // that point become padding of the same size.
-    auto chunkEnd = [caf](const Chunk& c) { return c.offset + c.size + (!caf && (c.size & 1) ? 1 : 0); };
+    auto chunkEnd = [](const Chunk& c) { return c.offset + c.size + (c.isPadded ? 1 : 0); };
     qint64 keepEnd = 12;
     for (const auto& c : chunkFile.m_chunks)
         if (!remove(c) || c.offset <= data->offset)
@@ -152,6 +173,10 @@ bool VMKAudioChunkFile::replaceChunks(const QString& path, const std::vector<QBy
     if (!file.resize(keepEnd))
         return fail(file.errorString());
     file.seek(keepEnd);
+    // Chunks start at even offsets: give a last chunk of odd size the pad
+    // byte it lacks.
+    if (!caf && (keepEnd & 1) && !append.empty())
+        file.write("\0", 1);
     for (const auto& [id, bytes] : append) {
         QByteArray header = id.left(4);
         if (caf) {

@@ -7,13 +7,15 @@
 
 #include <vector>
 
-// The chunk structure of WAVE (RIFF, RIFX), AIFF (FORM) and Core Audio (caff)
-// files: listing, reading and replacing chunks in place. Sizes that run past
+// The chunk structure of WAVE (RIFF, RIFX), AIFF (FORM), Core Audio (caff)
+// and Wave64 files: listing, reading and replacing chunks in place (Wave64
+// chunks, named by the first four bytes of their GUID, are only listed,
+// read and patched). Sizes that run past
 // the end of the file are clamped and end the walk, so a truncated or lying
 // header never makes a read leave the file.
 class VMKAudioChunkFile {
 public:
-    enum class Container { None, RIFF, RIFX, FORM, CAF };
+    enum class Container { None, RIFF, RIFX, FORM, CAF, W64 };
 
     struct Chunk {
         QByteArray id;            // four bytes
@@ -21,6 +23,7 @@ public:
         qint64 offset = 0;        // where its data starts
         qint64 size = 0;          // bytes of data that are really in the file
         bool isTruncated = false; // the declared size ran past the end
+        bool isPadded = false;    // a pad byte follows (odd size in RIFF and FORM files)
     };
 
     // Lists the chunks of the file at `path`; an empty list and Container::None
@@ -32,7 +35,7 @@ public:
     const std::vector<Chunk>& chunks() const { return m_chunks; }
     const Chunk* chunk(const char* id) const;  // the first of that id
     std::vector<const Chunk*> chunksWithID(const char* id) const;
-    bool isBigEndian() const { return m_container != Container::RIFF; }
+    bool isBigEndian() const { return m_container != Container::RIFF && m_container != Container::W64; }
 
     // The data of a chunk, at most `limit` bytes.
     QByteArray readChunk(const Chunk& chunk, qint64 limit = 64 << 20) const;

@@ -69,6 +69,8 @@ public:
 
 protected:
     VMKAudioFileFacts m_facts;
+    // -1 after a failed seek or read: the library's position is unknown
+    // then, and the next seek must really move.
     qint64 m_position = 0;
     // Interleaved scratch space, grown once to the largest block asked for.
     std::vector<float> m_interleaved;

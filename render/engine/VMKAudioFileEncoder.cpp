@@ -67,8 +67,9 @@ bool VMKAudioFileEncoder::resolveSettings(VMKAudioFileEncoderSettings& s, VMKErr
     case ALAC:
         if (s.bitDepth <= 0)
             s.bitDepth = 16;
-        s.bitDepth = s.isFloatingPoint || s.bitDepth > 24 ? (format.kind == Kind::CAF ? 32 : 24)
-                     : s.bitDepth <= 16                   ? 16
+        // Our Apple Lossless encoder goes to 24 bits in either container.
+        s.bitDepth = s.isFloatingPoint || s.bitDepth > 24       ? 24
+                     : s.bitDepth <= 16                           ? 16
                      : s.bitDepth <= 20 && format.kind == Kind::CAF ? 20
                                                                     : 24;
         s.isFloatingPoint = false;
@@ -120,11 +121,14 @@ std::unique_ptr<VMKAudioFileEncoder> VMKAudioFileEncoder::encoderWithSettings(co
 
 void VMKAudioFileEncoder::interleaveIntegers(const float* const* channels, int count, qint64 frames, int bits,
                                              int32_t* out) {
+    // A NaN is no sample (it would convert to anything, in 32 bits to -1.0):
+    // it becomes silence.
     if (bits == 32) {
         for (int c = 0; c < count; ++c)
-            for (qint64 i = 0; i < frames; ++i)
-                out[i * count + c] =
-                    int32_t(std::clamp(std::nearbyint(double(channels[c][i]) * 2147483648.0), -2147483648.0, 2147483647.0));
+            for (qint64 i = 0; i < frames; ++i) {
+                const double x = double(channels[c][i]) * 2147483648.0;
+                out[i * count + c] = int32_t(std::clamp(std::nearbyint(x == x ? x : 0.0), -2147483648.0, 2147483647.0));
+            }
         return;
     }
     const float scale = float(1u << (bits - 1));
@@ -134,7 +138,8 @@ void VMKAudioFileEncoder::interleaveIntegers(const float* const* channels, int c
         const float* in = channels[c];
         int32_t* o = out + c;
         for (qint64 i = 0; i < frames; ++i) {
-            const float v = std::clamp(std::nearbyint(in[i] * scale), -scale, top);
+            const float x = in[i] * scale;
+            const float v = std::clamp(std::nearbyint(x == x ? x : 0.0f), -scale, top);
             o[i * count] = int32_t(int64_t(v) * (int64_t(1) << shift));
         }
     }
@@ -146,5 +151,12 @@ void VMKAudioFileEncoder::interleaveFloats(const float* const* channels, int cou
         float* o = out + c;
         for (qint64 i = 0; i < frames; ++i)
             o[i * count] = in[i];
+    }
+}
+
+void VMKAudioFileEncoder::copyFinite(const float* in, qint64 frames, float* out) {
+    for (qint64 i = 0; i < frames; ++i) {
+        const float x = in[i];
+        out[i] = std::isinf(x) ? std::copysign(1.0f, x) : x == x ? x : 0.0f;
     }
 }

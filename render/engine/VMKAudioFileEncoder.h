@@ -57,4 +57,7 @@ protected:
     // clipped; the inverse of a read that divides by 2^(bits-1).
     static void interleaveIntegers(const float* const* channels, int count, qint64 frames, int bits, int32_t* out);
     static void interleaveFloats(const float* const* channels, int count, qint64 frames, float* out);
+    // Copies `frames` samples for a lossy encoder, which can't take what is
+    // no number: NaN becomes 0, an infinity full scale of its sign.
+    static void copyFinite(const float* in, qint64 frames, float* out);
 };

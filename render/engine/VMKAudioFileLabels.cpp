@@ -350,6 +350,7 @@ VMKAudioLabelList VMKAudioFileLabels::labelsOfFile(const QString& path, double r
     case VMKAudioChunkFile::Container::RIFX: return labelsOfWaveChunks(file, rate);
     case VMKAudioChunkFile::Container::FORM: return labelsOfAIFFChunks(file, rate);
     case VMKAudioChunkFile::Container::CAF: return labelsOfCAFChunks(file, rate);
+    case VMKAudioChunkFile::Container::W64:
     case VMKAudioChunkFile::Container::None: break;
     }
     return {};

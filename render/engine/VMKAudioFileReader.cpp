@@ -58,10 +58,16 @@ bool VMKAudioFileReader::readFrames(float* const* channels, int channelCount, qi
         if (c >= fileChannels)
             std::memset(channels[c] + lead, 0, size_t(frames - lead) * sizeof(float));
     }
+    // Damaged data: what was asked for is silence, and the error says why.
+    auto silence = [&] {
+        for (int c = 0; c < channelCount; ++c)
+            std::memset(channels[c], 0, size_t(frames) * sizeof(float));
+        return false;
+    };
     qint64 got = 0;
     if (available > 0) {
         if (!m_decoder->seek(first, error))
-            return false;
+            return silence();
         if (channelCount < fileChannels) {
             if (m_spare.size() < size_t(fileChannels - channelCount))
                 m_spare.resize(size_t(fileChannels - channelCount));
@@ -72,12 +78,8 @@ bool VMKAudioFileReader::readFrames(float* const* channels, int channelCount, qi
         for (int c = 0; c < fileChannels; ++c)
             m_pointers[size_t(c)] = c < channelCount ? channels[c] + lead : m_spare[size_t(c - channelCount)].data();
         got = m_decoder->read(m_pointers.data(), available, error);
-        if (got < 0) {
-            // Damaged data: what was asked for is silence, and the error says why.
-            for (int c = 0; c < channelCount; ++c)
-                std::memset(channels[c], 0, size_t(frames) * sizeof(float));
-            return false;
-        }
+        if (got < 0)
+            return silence();
     }
     const qint64 tail = frames - lead - got;
     if (tail > 0)

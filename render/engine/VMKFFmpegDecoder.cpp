@@ -253,8 +253,11 @@ bool VMKFFmpegDecoder::seek(qint64 frame, VMKError* outError) {
     const bool ahead = m_frameSamples > 0 && frame >= m_framePosition && frame < m_framePosition + 8 * 4096;
     if (!ahead) {
         // Seek points are packets; the decoder needs a few packets of run-in.
-        if (!restartAt(frame, 8192, outError))
+        if (!restartAt(frame, 8192, outError)) {
+            m_position = -1;
+            m_frameSamples = 0;
             return false;
+        }
     }
     m_position = frame;
     return true;
@@ -264,16 +267,22 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
     frames = std::min(frames, std::max<qint64>(0, m_facts.frames - m_position));
     qint64 done = 0;
     bool restartedFromStart = false;
+    auto failed = [this] {
+        m_position = -1;
+        m_frameSamples = 0;
+        return qint64(-1);
+    };
     while (done < frames) {
-        if (m_frameSamples == 0 || m_frameOffset >= m_frameSamples ||
-            m_framePosition + m_frameSamples <= m_position) {
+        // What the decoded frame holds counts, not how much of it was
+        // delivered: a seek may go back into a frame already used up.
+        if (m_frameSamples == 0 || m_framePosition + m_frameSamples <= m_position) {
             if (m_endOfFile)
                 break;
             VMKError decodeError;
             if (!decodeNext(&decodeError)) {
                 if (decodeError) {
                     VMKError::set(outError, decodeError);
-                    return -1;
+                    return failed();
                 }
                 break;
             }
@@ -281,18 +290,25 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
                 // The seek landed behind the target: decode from the start instead.
                 if (restartedFromStart) {
                     VMKError::set(outError, error(QStringLiteral("frame %1 can't be reached").arg(m_position)));
-                    return -1;
+                    return failed();
                 }
                 restartedFromStart = true;
                 if (!restartAt(0, 0, outError))
-                    return -1;
+                    return failed();
             }
             continue;
         }
         m_frameOffset = m_position - m_framePosition;
         const qint64 count = std::min(frames - done, m_frameSamples - m_frameOffset);
-        for (int c = 0; c < m_facts.numberOfChannels; ++c)
-            copySamples(m_frame, c, m_facts.numberOfChannels, m_frameOffset, count, channels[c] + done);
+        // A damaged stream may decode to fewer channels than it announced:
+        // those it lacks are silence.
+        const int frameChannels = m_frame->ch_layout.nb_channels;
+        for (int c = 0; c < m_facts.numberOfChannels; ++c) {
+            if (c < frameChannels)
+                copySamples(m_frame, c, frameChannels, m_frameOffset, count, channels[c] + done);
+            else
+                std::fill(channels[c] + done, channels[c] + done + count, 0.0f);
+        }
         m_frameOffset += count;
         m_position += count;
         done += count;

@@ -163,7 +163,16 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     m_codec = avcodec_alloc_context3(codec);
     const int rate = int(m_settings.sampleRate);
     m_codec->sample_rate = rate;
-    av_channel_layout_default(&m_codec->ch_layout, m_settings.numberOfChannels);
+    // Channels come in WAVE order. FFmpeg's default for three is 2.1, whose
+    // third channel is a low frequency one: three are left, right, centre.
+    // Four are a quad, as WAVE files say, where AAC can tell it (Apple
+    // Lossless knows only 4.0).
+    if (m_settings.numberOfChannels == 3)
+        m_codec->ch_layout = AV_CHANNEL_LAYOUT_SURROUND;
+    else if (m_settings.numberOfChannels == 4 && !alac)
+        m_codec->ch_layout = AV_CHANNEL_LAYOUT_QUAD;
+    else
+        av_channel_layout_default(&m_codec->ch_layout, m_settings.numberOfChannels);
     m_codec->time_base = AVRational{1, rate};
     if (alac) {
         m_codec->sample_fmt = m_settings.bitDepth > 16 ? AV_SAMPLE_FMT_S32P : AV_SAMPLE_FMT_S16P;
@@ -230,18 +239,22 @@ bool VMKFFmpegEncoder::write(const float* const* channels, qint64 frames, VMKErr
         for (int c = 0; c < count; ++c) {
             const float* in = channels[c] + done;
             if (format == AV_SAMPLE_FMT_FLTP) {
-                std::copy(in, in + n, reinterpret_cast<float*>(m_frame->extended_data[c]) + m_filled);
+                copyFinite(in, n, reinterpret_cast<float*>(m_frame->extended_data[c]) + m_filled);
             } else if (format == AV_SAMPLE_FMT_S16P) {
                 int16_t* out = reinterpret_cast<int16_t*>(m_frame->extended_data[c]) + m_filled;
-                for (int i = 0; i < n; ++i)
-                    out[i] = int16_t(std::clamp(std::nearbyint(in[i] * 32768.0f), -32768.0f, 32767.0f));
+                for (int i = 0; i < n; ++i) {
+                    const float x = in[i] * 32768.0f;  // a NaN becomes silence
+                    out[i] = int16_t(std::clamp(std::nearbyint(x == x ? x : 0.0f), -32768.0f, 32767.0f));
+                }
             } else {
                 // Left-aligned, as FFmpeg keeps deeper samples in 32 bits.
                 int32_t* out = reinterpret_cast<int32_t*>(m_frame->extended_data[c]) + m_filled;
                 const float scale = float(1 << (m_settings.bitDepth - 1));
                 const int shift = 32 - m_settings.bitDepth;
-                for (int i = 0; i < n; ++i)
-                    out[i] = int32_t(std::clamp(std::nearbyint(in[i] * scale), -scale, scale - 1.0f)) * (1 << shift);
+                for (int i = 0; i < n; ++i) {
+                    const float x = in[i] * scale;  // a NaN becomes silence
+                    out[i] = int32_t(std::clamp(std::nearbyint(x == x ? x : 0.0f), -scale, scale - 1.0f)) * (1 << shift);
+                }
             }
         }
         m_filled += n;

@@ -79,8 +79,16 @@ bool VMKLAMEEncoder::write(const float* const* channels, qint64 frames, VMKError
         const size_t needed = size_t(n) * 5 / 4 + 7200;
         if (m_buffer.size() < needed)
             m_buffer.resize(needed);
-        const float* left = channels[0] + done;
-        const float* right = m_settings.numberOfChannels > 1 ? channels[1] + done : left;
+        // LAME aborts on a NaN: it gets finite copies.
+        if (m_finite.size() < size_t(2 * n))
+            m_finite.resize(size_t(2 * n));
+        float* left = m_finite.data();
+        float* right = left + n;
+        copyFinite(channels[0] + done, n, left);
+        if (m_settings.numberOfChannels > 1)
+            copyFinite(channels[1] + done, n, right);
+        else
+            right = left;
         const int bytes = lame_encode_buffer_ieee_float(m_lame, left, right, n, m_buffer.data(), int(m_buffer.size()));
         if (!put(m_buffer.data(), bytes, outError))
             return false;

@@ -28,4 +28,5 @@ private:
     lame_global_struct* m_lame = nullptr;
     FILE* m_file = nullptr;
     std::vector<unsigned char> m_buffer;
+    std::vector<float> m_finite;  // the samples of a block, left then right
 };

@@ -73,7 +73,8 @@ void describeSubtype(int subtype, int major, VMKAudioFileFacts* facts) {
 }
 
 // The exact frame count that a file of a block-based encoding states beside
-// its blocks: the `fact` chunk of WAVE, the packet table of Core Audio files.
+// its blocks: the `fact` chunk of WAVE and Wave64, the packet table of Core
+// Audio files.
 // -1 when it has none.
 qint64 statedFrames(const QString& path, Kind kind) {
     const VMKAudioChunkFile chunks = VMKAudioChunkFile::chunkFileWithPath(path);
@@ -82,6 +83,11 @@ qint64 statedFrames(const QString& path, Kind kind) {
             const QByteArray bytes = chunks.readChunk(*fact, 4);
             return chunks.isBigEndian() ? qFromBigEndian<quint32>(bytes.constData())
                                         : qFromLittleEndian<quint32>(bytes.constData());
+        }
+    } else if (kind == Kind::Wave64) {
+        if (const auto* fact = chunks.chunk("fact"); fact && fact->size >= 8) {
+            const QByteArray bytes = chunks.readChunk(*fact, 8);
+            return qint64(std::min<quint64>(qFromLittleEndian<quint64>(bytes.constData()), quint64(INT64_MAX)));
         }
     } else if (kind == Kind::CAF) {
         if (const auto* pakt = chunks.chunk("pakt"); pakt && pakt->size >= 24) {
@@ -99,15 +105,32 @@ VMKSndfileDecoder::~VMKSndfileDecoder() {
         sf_close(m_file);
 }
 
-std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL& url, const VMKAudioFileFormat& format,
-                                                                       const QByteArray& head, VMKError* error) {
-    const QString action = readingAction(url);
+namespace {
+
+SF_INFO openingInfo(bool isHeaderless) {
     SF_INFO info{};
-    if (format.kind == Kind::VOX) {
+    if (isHeaderless) {
         info.samplerate = 8000;
         info.channels = 1;
         info.format = SF_FORMAT_RAW | SF_FORMAT_ULAW;
     }
+    return info;
+}
+
+} // namespace
+
+void VMKSndfileDecoder::reopen() {
+    if (m_file)
+        sf_close(m_file);
+    SF_INFO info = openingInfo(m_isHeaderless);
+    m_file = sf_open(QFile::encodeName(m_url.path()).constData(), SFM_READ, &info);
+    m_position = m_file ? 0 : -1;
+}
+
+std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL& url, const VMKAudioFileFormat& format,
+                                                                       const QByteArray& head, VMKError* error) {
+    const QString action = readingAction(url);
+    SF_INFO info = openingInfo(format.kind == Kind::VOX);
     SNDFILE* file = sf_open(QFile::encodeName(url.path()).constData(), SFM_READ, &info);
     if (!file) {
         VMKError::set(error, VMKError::errorWithCode(
@@ -126,6 +149,7 @@ std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL
     std::unique_ptr<VMKSndfileDecoder> decoder(new VMKSndfileDecoder);
     decoder->m_file = file;
     decoder->m_url = url;
+    decoder->m_isHeaderless = format.kind == Kind::VOX;
     VMKAudioFileFacts& facts = decoder->m_facts;
     facts.format = &format;
     facts.frames = info.frames;
@@ -151,11 +175,12 @@ std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL
 bool VMKSndfileDecoder::seek(qint64 frame, VMKError* error) {
     if (frame == m_position)
         return true;
-    if (sf_seek(m_file, frame, SEEK_SET) < 0) {
+    if (!m_file || sf_seek(m_file, frame, SEEK_SET) < 0) {
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                      QStringLiteral("frame %1 can't be reached (%2)")
                                                          .arg(frame)
                                                          .arg(QString::fromUtf8(sf_strerror(m_file)))));
+        reopen();
         return false;
     }
     m_position = frame;
@@ -174,6 +199,7 @@ qint64 VMKSndfileDecoder::read(float* const* channels, qint64 frames, VMKError* 
         if (got < 0 || (got == 0 && sf_error(m_file) != SF_ERR_NO_ERROR)) {
             VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                          QString::fromUtf8(sf_strerror(m_file))));
+            reopen();
             return -1;
         }
         deinterleave(m_interleaved.data(), channels, got, done);

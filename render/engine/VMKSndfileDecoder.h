@@ -20,6 +20,11 @@ public:
 
 private:
     VMKSndfileDecoder() = default;
+    // Opens the file afresh after a failure: libsndfile's FLAC reader, once
+    // a seek has failed, fails every later one.
+    void reopen();
+
     sf_private_tag* m_file = nullptr;
     URL m_url;
+    bool m_isHeaderless = false;
 };

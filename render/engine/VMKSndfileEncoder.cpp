@@ -7,6 +7,8 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
+
 namespace {
 
 using Kind = VMKAudioFileFormat::Kind;
@@ -46,6 +48,35 @@ int subtypeFormat(const VMKAudioFileEncoderSettings& s) {
     }
 }
 
+const int* waveChannelMap(int channels) {
+    enum {
+        L = SF_CHANNEL_MAP_LEFT,
+        R = SF_CHANNEL_MAP_RIGHT,
+        C = SF_CHANNEL_MAP_CENTER,
+        LFE = SF_CHANNEL_MAP_LFE,
+        BL = SF_CHANNEL_MAP_REAR_LEFT,
+        BR = SF_CHANNEL_MAP_REAR_RIGHT,
+        BC = SF_CHANNEL_MAP_REAR_CENTER,
+        SL = SF_CHANNEL_MAP_SIDE_LEFT,
+        SR = SF_CHANNEL_MAP_SIDE_RIGHT
+    };
+    static const int three[] = {L, R, C};
+    static const int four[] = {L, R, BL, BR};
+    static const int five[] = {L, R, C, BL, BR};
+    static const int six[] = {L, R, C, LFE, BL, BR};
+    static const int seven[] = {L, R, C, LFE, BC, SL, SR};
+    static const int eight[] = {L, R, C, LFE, BL, BR, SL, SR};
+    switch (channels) {
+    case 3: return three;
+    case 4: return four;
+    case 5: return five;
+    case 6: return six;
+    case 7: return seven;
+    case 8: return eight;
+    default: return nullptr;
+    }
+}
+
 } // namespace
 
 VMKSndfileEncoder::~VMKSndfileEncoder() {
@@ -77,8 +108,18 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
     }
     if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64)
         sf_command(m_file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+    // The speakers of WAVE order, as the other formats written here have
+    // them (left without a map, libsndfile calls eight channels the old
+    // "wide" 7.1 and leaves three, five and seven unknown).
+    if (const int* map = waveChannelMap(m_settings.numberOfChannels);
+        map && (m_settings.format->kind == Kind::WAVE || m_settings.format->kind == Kind::Wave64))
+        sf_command(m_file, SFC_SET_CHANNEL_MAP_INFO, const_cast<int*>(map),
+                   int(sizeof(int)) * m_settings.numberOfChannels);
     using namespace VMKAudioEncoding;
     m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
+    // libsndfile neither clips nor bounds floats beyond full scale (or NaNs)
+    // on their way into µLaw, ALaw or ADPCM: they wrap or index past its tables.
+    m_clipsFloats = m_settings.encoding != PCM;
     return true;
 }
 
@@ -95,6 +136,11 @@ bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKEr
         if (m_floats.size() < needed)
             m_floats.resize(needed);
         interleaveFloats(channels, count, frames, m_floats.data());
+        if (m_clipsFloats)
+            for (size_t i = 0; i < needed; ++i) {
+                const float x = m_floats[i];  // a NaN would index its tables anywhere: silence
+                m_floats[i] = x == x ? std::clamp(x, -1.0f, 1.0f) : 0.0f;
+            }
         written = sf_writef_float(m_file, m_floats.data(), frames);
     }
     m_frames += written;
@@ -120,13 +166,15 @@ bool VMKSndfileEncoder::finish(VMKError* outError) {
 
 void VMKSndfileEncoder::correctLength() const {
     // libsndfile counts the pad byte of an odd-sized AIFF sound chunk as a
-    // frame, and states the frames of multichannel ADPCM WAVE files wrongly:
-    // state the frames written.
+    // frame, and states the frames of ADPCM WAVE and Wave64 files wrongly
+    // (whole blocks, or half of them for two channels): state the frames
+    // written.
     const auto kind = m_settings.format->kind;
     if (kind == Kind::AIFF) {
         const int bytesPerFrame = m_settings.numberOfChannels * (m_settings.bitDepth / 8);
         const qint64 bytes = m_frames * bytesPerFrame;
-        if (m_settings.encoding != VMKAudioEncoding::PCM || !(bytes & 1))
+        // One byte a sample (8-bit PCM, µLaw, ALaw) is the only way to an odd size.
+        if (!(bytes & 1))
             return;
         QByteArray frames(4, '\0');
         qToBigEndian<quint32>(quint32(m_frames), frames.data());
@@ -135,6 +183,11 @@ void VMKSndfileEncoder::correctLength() const {
     } else if (kind == Kind::WAVE && m_settings.encoding == VMKAudioEncoding::IMA4) {
         QByteArray frames(4, '\0');
         qToLittleEndian<quint32>(quint32(m_frames), frames.data());
+        VMKAudioChunkFile::patchChunk(m_path, "fact", 0, frames);
+    } else if (kind == Kind::Wave64 && m_settings.encoding == VMKAudioEncoding::IMA4) {
+        // Wave64 counts in 64 bits, and libsndfile states whole blocks there.
+        QByteArray frames(8, '\0');
+        qToLittleEndian<quint64>(quint64(m_frames), frames.data());
         VMKAudioChunkFile::patchChunk(m_path, "fact", 0, frames);
     }
 }

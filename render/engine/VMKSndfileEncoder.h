@@ -21,6 +21,7 @@ private:
 
     sf_private_tag* m_file = nullptr;
     bool m_writesIntegers = false;
+    bool m_clipsFloats = false;
     qint64 m_frames = 0;
     std::vector<int32_t> m_integers;
     std::vector<float> m_floats;

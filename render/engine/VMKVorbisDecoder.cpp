@@ -27,10 +27,14 @@ std::unique_ptr<VMKAudioFileDecoder> VMKVorbisDecoder::decoderWithURL(const URL&
     if (result != 0)
         return fail(result == OV_ENOTVORBIS ? QStringLiteral("no Vorbis stream") : QStringLiteral("damaged headers"));
     decoder->m_isOpen = true;
-    const vorbis_info* info = ov_info(decoder->m_file.get(), -1);
+    const vorbis_info* info = ov_info(decoder->m_file.get(), 0);  // the first link
     const ogg_int64_t total = ov_pcm_total(decoder->m_file.get(), -1);
     if (!info || info->channels <= 0 || info->rate <= 0 || total < 0 || !ov_seekable(decoder->m_file.get()))
         return fail(QStringLiteral("no length or no channels"));
+    // Opening a chained stream leaves vorbisfile in its last link: start at
+    // the first.
+    if (ov_pcm_seek(decoder->m_file.get(), 0) != 0)
+        return fail(QStringLiteral("its start can't be reached"));
     VMKAudioFileFacts& facts = decoder->m_facts;
     facts.format = &format;
     facts.frames = total;
@@ -51,6 +55,7 @@ bool VMKVorbisDecoder::seek(qint64 frame, VMKError* error) {
     if (ov_pcm_seek(m_file.get(), frame) != 0) {
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                      QStringLiteral("frame %1 can't be reached").arg(frame)));
+        m_position = -1;
         return false;
     }
     m_position = frame;
@@ -68,13 +73,28 @@ qint64 VMKVorbisDecoder::read(float* const* channels, qint64 frames, VMKError* e
         if (got < 0) {
             VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                          QStringLiteral("the Vorbis stream is damaged")));
+            m_position = -1;
             return -1;
         }
         if (got == 0)
             break;
-        const int* order = VMKVorbisEncoder::vorbisChannelOrder(m_facts.numberOfChannels);
-        for (int c = 0; c < m_facts.numberOfChannels; ++c)
-            std::memcpy(channels[order ? order[c] : c] + done, pcm[c], size_t(got) * sizeof(float));
+        // A chained stream may change its channels from one link to the
+        // next: a link delivers only the channels it has, the others are
+        // silence.
+        const vorbis_info* link = ov_info(m_file.get(), section);
+        const int linkChannels = link ? link->channels : 0;
+        if (linkChannels == m_facts.numberOfChannels) {
+            const int* order = VMKVorbisEncoder::vorbisChannelOrder(m_facts.numberOfChannels);
+            for (int c = 0; c < m_facts.numberOfChannels; ++c)
+                std::memcpy(channels[order ? order[c] : c] + done, pcm[c], size_t(got) * sizeof(float));
+        } else {
+            for (int c = 0; c < m_facts.numberOfChannels; ++c) {
+                if (c < linkChannels)
+                    std::memcpy(channels[c] + done, pcm[c], size_t(got) * sizeof(float));
+                else
+                    std::memset(channels[c] + done, 0, size_t(got) * sizeof(float));
+            }
+        }
         done += got;
         m_position += got;
     }

@@ -163,7 +163,7 @@ bool VMKVorbisEncoder::write(const float* const* channels, qint64 frames, VMKErr
         float** buffer = vorbis_analysis_buffer(&s.dsp, n);
         const int* order = vorbisChannelOrder(m_settings.numberOfChannels);
         for (int c = 0; c < m_settings.numberOfChannels; ++c)
-            std::memcpy(buffer[c], channels[order ? order[c] : c] + done, size_t(n) * sizeof(float));
+            copyFinite(channels[order ? order[c] : c] + done, n, buffer[c]);
         vorbis_analysis_wrote(&s.dsp, n);
         if (!drain(outError))
             return false;

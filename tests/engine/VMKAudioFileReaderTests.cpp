@@ -1,5 +1,7 @@
 #include "EngineTestSupport.h"
 
+#include "render/engine/VMKAudioChunkFile.h"
+#include "render/engine/VMKAudioFileEncoder.h"
 #include "render/engine/VMKAudioFileFormat.h"
 #include "render/engine/VMKAudioFileInfo.h"
 #include "render/engine/VMKAudioFileReader.h"
@@ -157,14 +159,17 @@ TEST_P(EncodedFiles, ReadWithExactLengthAndCloseSamples) {
     const TestAudio read = readAll(*reader, 4000);
     EXPECT_GE(signalToNoise(audio, read), tc.minimumSNR);
 
-    // Random access gives the samples of a sequential read.
-    for (qint64 at : {qint64(30000), qint64(5), qint64(44000), qint64(0), qint64(frames - 10)}) {
+    // Random access gives the samples of a sequential read, also when it
+    // goes back a little after reading up to the end; past the end is silence.
+    for (qint64 at : {qint64(30000), qint64(5), qint64(44000), qint64(0), qint64(frames - 10), qint64(frames - 1),
+                      qint64(frames - 3), qint64(30000), qint64(29990)}) {
         std::vector<float> left(10), right(10);
         float* pointers[2] = {left.data(), right.data()};
         ASSERT_TRUE(reader->readFrames(pointers, 2, 10, at, &error)) << error.localizedDescription().toStdString();
         for (int i = 0; i < 10; ++i) {
-            EXPECT_NEAR(left[size_t(i)], read[0][size_t(at + i)], tc.seekTolerance) << "at " << at + i;
-            EXPECT_NEAR(right[size_t(i)], read[1][size_t(at + i)], tc.seekTolerance) << "at " << at + i;
+            const bool inside = at + i < frames;
+            EXPECT_NEAR(left[size_t(i)], inside ? read[0][size_t(at + i)] : 0.0f, tc.seekTolerance) << "at " << at + i;
+            EXPECT_NEAR(right[size_t(i)], inside ? read[1][size_t(at + i)] : 0.0f, tc.seekTolerance) << "at " << at + i;
         }
     }
 }
@@ -286,6 +291,62 @@ TEST_F(BrokenFiles, TruncatedCompressedFilesFailOrReadWhatIsThere) {
     }
 }
 
+// A read that can't reach its frames in a damaged file leaves silence, never
+// what the caller's buffer held before.
+TEST_F(BrokenFiles, UnreachableFramesOfTruncatedFilesAreSilence) {
+    const TestAudio audio = makeSines(2, 44100, 44100, 0.5f, 16);
+    const QString source = folder.path("source.wav");
+    ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, source));
+    struct Case {
+        const char* name;
+        QString program;
+        QStringList arguments;
+    };
+    for (const auto& c : {Case{"cut.m4a", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "aac", "-movflags", "+faststart"}},
+                          Case{"cut.ogg", "oggenc", {"-Q", source, "-o"}}, Case{"cut.mp3", "lame", {"--quiet", source}},
+                          Case{"cut.flac", "flac", {"-s", "-f", source, "-o"}},
+                          Case{"cut.caf", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "alac"}}}) {
+        SCOPED_TRACE(c.name);
+        const QString full = folder.path(QStringLiteral("full_") + c.name);
+        ASSERT_EQ(runTool(c.program, c.arguments + QStringList{full}), 0);
+        QFile file(full);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        for (qsizetype keep : {bytes.size() / 2, bytes.size() * 3 / 4}) {
+            writeBytes(folder.path(c.name), bytes.left(keep));
+            VMKError error;
+            auto reader = VMKAudioFileReader::initWithURL(folder.url(c.name), &error);
+            if (!reader)
+                continue;
+            // Reads that fail in between leave the reader able to go on
+            // where it was: the frames after the first block are those a
+            // fresh reader gives.
+            auto fresh = VMKAudioFileReader::initWithURL(folder.url(c.name));
+            ASSERT_TRUE(fresh);
+            std::vector<float> expected(1000), unused(1000);
+            float* expectedChannels[2] = {expected.data(), unused.data()};
+            fresh->readFrames(expectedChannels, 2, 1000, 1100);
+            for (qint64 at : {qint64(100), qint64(reader->frames()) - 100, qint64(reader->frames()) / 2 + 7, qint64(1100)}) {
+                SCOPED_TRACE(at);
+                std::vector<float> left(1000, 0.75f), right(1000, 0.75f);
+                float* channels[2] = {left.data(), right.data()};
+                if (!reader->readFrames(channels, 2, 1000, at, &error)) {
+                    EXPECT_EQ(*std::max_element(left.begin(), left.end()), 0.0f);
+                    EXPECT_EQ(*std::min_element(right.begin(), right.end()), 0.0f);
+                    EXPECT_EQ(*std::max_element(right.begin(), right.end()), 0.0f);
+                }
+                for (size_t i = 0; i < 1000; ++i)
+                    ASSERT_NE(left[i], 0.75f) << "at " << at + qint64(i) << " of " << reader->frames();
+                if (at == 1100) {
+                    // (AAC's noise generator isn't rewound by a seek.)
+                    for (size_t i = 0; i < 1000; ++i)
+                        ASSERT_NEAR(left[i], expected[i], 0.01f) << "at " << at + qint64(i);
+                }
+            }
+        }
+    }
+}
+
 TEST_F(BrokenFiles, TruncatedDataReadsWhatIsThere) {
     const TestAudio audio = makeSines(1, 10000, 44100, 0.5f, 16);
     const QString full = folder.path("full.wav");
@@ -325,6 +386,76 @@ TEST_F(BrokenFiles, FLACRenamedIsReadAsFLAC) {
     auto reader = VMKAudioFileReader::initWithURL(folder.url("really.wav"), &error);
     ASSERT_TRUE(reader);
     EXPECT_EQ(maximumDifference(audio, readAll(*reader)), 0.0f);
+}
+
+// Ogg streams can be chained, and a later link may have fewer channels than
+// the first: reading such a file never goes past the channels a link has.
+TEST_F(BrokenFiles, ChainedOggWithFewerChannelsLater) {
+    ASSERT_TRUE(soxWrite(makeSines(2, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("two.wav")));
+    ASSERT_TRUE(soxWrite(makeSines(1, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("one.wav")));
+    ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("two.wav"), "-o", folder.path("two.ogg")}), 0);
+    ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("one.wav"), "-o", folder.path("one.ogg")}), 0);
+    QFile two(folder.path("two.ogg")), one(folder.path("one.ogg"));
+    ASSERT_TRUE(two.open(QIODevice::ReadOnly) && one.open(QIODevice::ReadOnly));
+    writeBytes(folder.path("chain.ogg"), two.readAll() + one.readAll());
+    VMKError error;
+    auto reader = VMKAudioFileReader::initWithURL(folder.url("chain.ogg"), &error);
+    if (!reader) {
+        EXPECT_TRUE(error.isError());
+        return;
+    }
+    const qint64 frames = qint64(reader->frames());
+    std::vector<float> left(size_t(frames), 0.75f), right(size_t(frames), 0.75f);
+    float* channels[2] = {left.data(), right.data()};
+    if (!reader->readFrames(channels, 2, frames, 0, &error)) {
+        EXPECT_FALSE(error.reason().isEmpty());
+    }
+    // The first link reads as it was written.
+    EXPECT_EQ(reader->numberOfChannels(), 2u);
+    EXPECT_NEAR(left[1000], makeSines(2, 22050, 44100, 0.5f, 16)[0][1000], 0.05f);
+    EXPECT_NEAR(right[1000], makeSines(2, 22050, 44100, 0.5f, 16)[1][1000], 0.05f);
+}
+
+// A damaged first AAC packet can make FFmpeg announce more channels (here
+// 30) than the packets decode to (2): reading never goes past the channels
+// a decoded frame has.
+TEST_F(BrokenFiles, AACFramesWithFewerChannelsThanAnnounced) {
+    const TestAudio audio = makeSines(2, 20000, 44100, 0.5f);
+    VMKAudioFileEncoderSettings settings;
+    settings.format = &VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::CAF);
+    settings.encoding = AAC;
+    settings.sampleRate = 44100;
+    settings.numberOfChannels = 2;
+    settings.bitrate = 128000;
+    const QString path = folder.path("damaged.caf");
+    VMKError error;
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, &error);
+    ASSERT_TRUE(encoder) << error.localizedDescription().toStdString();
+    const float* pointers[2] = {audio[0].data(), audio[1].data()};
+    ASSERT_TRUE(encoder->write(pointers, 20000, &error) && encoder->finish(&error));
+    encoder.reset();
+    const auto chunks = VMKAudioChunkFile::chunkFileWithPath(path);
+    ASSERT_TRUE(chunks.chunk("data"));
+    const qint64 firstPacket = chunks.chunk("data")->offset + 4;  // behind the edit count
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.seek(firstPacket + 1);
+    file.write(QByteArray(1, char(0x85)));
+    file.close();
+
+    auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
+    if (!reader)
+        return;
+    const int channels = int(std::min<quint64>(reader->numberOfChannels(), 64));
+    const qint64 frames = qint64(reader->frames());
+    TestAudio read(size_t(channels), std::vector<float>(size_t(frames), 0.75f));
+    std::vector<float*> out;
+    for (auto& channel : read)
+        out.push_back(channel.data());
+    reader->readFrames(out.data(), channels, frames, 0, &error);
+    for (const auto& channel : read)
+        for (float v : channel)
+            ASSERT_LE(std::abs(v), 2.0f);
 }
 
 TEST(VMKAudioFileReader, SilenceOutsideTheFileAndChannelMismatch) {

@@ -259,3 +259,56 @@ TEST(VMKAudioFileLabels, RewritingReplacesOldLabelsAndKeepsTheAudio) {
 }
 
 } // namespace
+
+// Some writers leave out the pad byte behind a chunk of odd size. The chunks
+// behind it are found all the same, and labels written into such a file
+// keep its audio and are found again.
+TEST(VMKAudioFileLabels, ChunksBehindAMissingPadByteAreFound) {
+    TestFolder folder;
+    auto le32 = [](quint32 v) {
+        QByteArray b(4, '\0');
+        qToLittleEndian(v, b.data());
+        return b;
+    };
+    QByteArray fmt = QByteArray("\x01\x00\x01\x00", 4) + le32(8000) + le32(8000) + QByteArray("\x01\x00\x08\x00", 4);
+    const QByteArray samples("\x80\xC8\x3C", 3);  // 0, 0.5625, -0.53125 as unsigned 8-bit
+    const QByteArray cue = le32(1) + le32(7) + le32(2) + "data" + le32(0) + le32(0) + le32(2);
+    const QByteArray labl = le32(7) + QByteArray("Mark\0", 5);
+    const QByteArray adtl = "adtl" + QByteArray("labl") + le32(quint32(labl.size())) + labl + QByteArray(1, '\0');
+    for (bool padded : {true, false}) {
+        SCOPED_TRACE(padded ? "padded" : "unpadded");
+        QByteArray body = "WAVE" + QByteArray("fmt ") + le32(16) + fmt + "data" + le32(3) + samples;
+        if (padded)
+            body += QByteArray(1, '\0');
+        body += "cue " + le32(quint32(cue.size())) + cue + "LIST" + le32(quint32(adtl.size())) + adtl;
+        const QString path = folder.path(padded ? "padded.wav" : "unpadded.wav");
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("RIFF" + le32(quint32(body.size())) + body);
+        file.close();
+
+        auto labels = VMKAudioFileLabels::labelsOfFile(path, 8000);
+        ASSERT_EQ(labels.size(), 1u);
+        EXPECT_EQ(labels[0]->name(), "Mark");
+        EXPECT_DOUBLE_EQ(labels[0]->location(), 2.0 / 8000.0);
+
+        VMKError error;
+        ASSERT_TRUE(VMKAudioFileLabels::writeLabels(path, VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::WAVE),
+                                                    8000, {label(VMKAudioLabel::marker, 1.0 / 8000.0, 0, "New")}, &error))
+            << error.localizedDescription().toStdString();
+        labels = VMKAudioFileLabels::labelsOfFile(path, 8000);
+        ASSERT_EQ(labels.size(), 1u);
+        EXPECT_EQ(labels[0]->name(), "New");
+        auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
+        ASSERT_TRUE(reader) << error.localizedDescription().toStdString();
+        ASSERT_EQ(reader->frames(), 3u);
+        float read[3];
+        float* channels[1] = {read};
+        ASSERT_TRUE(reader->readFrames(channels, 1, 3, 0));
+        EXPECT_EQ(read[1], 0.5625f);
+        EXPECT_EQ(read[2], -0.53125f);
+        QString output;
+        EXPECT_EQ(runTool("sox", {"--i", "-s", path}, &output), 0) << output.toStdString();
+        EXPECT_EQ(output.trimmed(), "3");
+    }
+}
