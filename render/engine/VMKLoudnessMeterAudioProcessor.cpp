@@ -140,10 +140,12 @@ bool VMKLoudnessMeterAudioProcessor::render(VMKAudioBufferList& destination, VMK
     for (int64_t offset = 0; offset < destination.frames(); offset += m_scratchFrames) {
         const int64_t frames = std::min(m_scratchFrames, destination.frames() - offset);
         float* interleaved = m_interleaved.data();
+        // A sample that is no number (a damaged float file) is measured as
+        // silence, so that one bad sample can't become the file's peak.
         for (uint32_t c = 0; c < channels; ++c) {
             const float* source = destination.channel(c) + offset;
             for (int64_t i = 0; i < frames; ++i)
-                interleaved[size_t(i) * channels + c] = source[i];
+                interleaved[size_t(i) * channels + c] = std::isfinite(source[i]) ? source[i] : 0.0f;
         }
         ebur128_add_frames_float(measurement, interleaved, size_t(frames));
     }
