@@ -1,4 +1,5 @@
 #include "render/engine/VMKFFmpegDecoder.h"
+#include "render/engine/VMKFFmpegError.h"
 
 #include "render/engine/VMKAudioChunkFile.h"
 
@@ -16,11 +17,6 @@ extern "C" {
 
 namespace {
 
-QString ffmpegError(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    return QString::fromUtf8(text);
-}
 
 // Copies `count` samples of channel `channel` of a decoded frame, starting at
 // sample `from`, as floats.

@@ -1,4 +1,5 @@
 #include "render/engine/VMKFFmpegEncoder.h"
+#include "render/engine/VMKFFmpegError.h"
 
 #include "render/engine/VMKAudioChunkFile.h"
 
@@ -17,11 +18,6 @@ extern "C" {
 #include <cstring>
 
 namespace {
-QString ffmpegError(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    return QString::fromUtf8(text);
-}
 } // namespace
 
 namespace {
