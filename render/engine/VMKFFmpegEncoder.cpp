@@ -18,9 +18,6 @@ extern "C" {
 #include <cstring>
 
 namespace {
-} // namespace
-
-namespace {
 
 void putBig32(QByteArray& out, quint32 v) {
     char b[4];
