@@ -44,6 +44,8 @@ TestGenerator::Function sine(double frequency, double amplitude, double offset =
     };
 }
 
+float silence(int64_t, uint32_t) { return 0.0f; }
+
 double rms(const std::vector<float>& values, size_t from = 0) {
     double sum = 0.0;
     for (size_t i = from; i < values.size(); ++i)
@@ -296,7 +298,7 @@ TEST(EffectRemoveDC, RemovesAnOffsetAndKeepsTheAudioBand) {
     const auto low = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 96000, sine(20.0, 0.5), 4096);
     EXPECT_NEAR(decibels(rms(low[0], 48000) / (0.5 / std::sqrt(2.0))), 0.0, 0.05);
     // Silence stays silent.
-    const auto silent = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 4096, [](int64_t, uint32_t) { return 0.0f; });
+    const auto silent = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 4096, silence);
     for (float value : silent[0])
         ASSERT_EQ(value, 0.0f);
 }
@@ -392,7 +394,7 @@ TEST(EffectDynamics, ExpansionLowersQuietSignalsAndLeavesLoudOnesAlone) {
     // A ratio of 1 does nothing, and silence stays silent.
     expander->setExpansionRatio(1.0f);
     EXPECT_NEAR(peak(run(expander, 1, 48000, sine(1000.0, 0.001))[0], 24000), 0.001, 1e-7);
-    const auto silent = run(expander, 1, 2000, [](int64_t, uint32_t) { return 0.0f; });
+    const auto silent = run(expander, 1, 2000, silence);
     for (float value : silent[0])
         ASSERT_EQ(value, 0.0f);
     // Settings out of range are held.
@@ -423,6 +425,15 @@ std::pair<int64_t, int64_t> audibleExtent(const std::vector<float>& values) {
     return {first, end};
 }
 
+// Expects the audio of `values` to start within 64 frames and to end in the
+// last 4096 frames before `length`.
+void expectAudibleFor(const std::vector<float>& values, int64_t length) {
+    const auto [first, end] = audibleExtent(values);
+    EXPECT_LT(first, 64);
+    EXPECT_GT(end, length - 4096);
+    EXPECT_LE(end, length);
+}
+
 std::shared_ptr<APLTimePitchAudioProcessor> timePitch(float rate, float cents, qint64 inputFrames) {
     auto processor = std::make_shared<APLTimePitchAudioProcessor>();
     processor->setValueForParameterKey(rate, QStringLiteral("Rate"));
@@ -449,29 +460,19 @@ TEST(EffectTimePitch, SettingsByKey) {
 TEST(EffectTimePitch, OfflineHalfRateDoublesTheLengthExactly) {
     constexpr int64_t kLength = 48000;
     const auto out = run(timePitch(0.5f, 0.0f, kLength), 2, 3 * kLength, toneBurst(kLength), 4096);
-    const auto [first, end] = audibleExtent(out[0]);
-    EXPECT_LT(first, 64);
-    EXPECT_GT(end, 2 * kLength - 4096);
-    EXPECT_LE(end, 2 * kLength);
+    expectAudibleFor(out[0], 2 * kLength);
     // The pitch stays.
     EXPECT_NEAR(frequencyOf(out[0], 20000, 80000), 440.0, 440.0 * 0.005);
     EXPECT_EQ(out[0], out[1]);
     // Twice the rate halves it.
-    const auto fast = run(timePitch(2.0f, 0.0f, kLength), 1, kLength, toneBurst(kLength), 1000);
-    const auto [fastFirst, fastEnd] = audibleExtent(fast[0]);
-    EXPECT_LT(fastFirst, 64);
-    EXPECT_GT(fastEnd, kLength / 2 - 4096);
-    EXPECT_LE(fastEnd, kLength / 2);
+    expectAudibleFor(run(timePitch(2.0f, 0.0f, kLength), 1, kLength, toneBurst(kLength), 1000)[0], kLength / 2);
 }
 
 TEST(EffectTimePitch, OfflineOctaveUpDoublesTheFrequencyAndKeepsTheLength) {
     constexpr int64_t kLength = 48000;
     const auto out = run(timePitch(1.0f, 1200.0f, kLength), 1, 2 * kLength, toneBurst(kLength), 2048);
     EXPECT_NEAR(frequencyOf(out[0], 8000, 40000), 880.0, 880.0 * 0.005);
-    const auto [first, end] = audibleExtent(out[0]);
-    EXPECT_LT(first, 64);
-    EXPECT_GT(end, kLength - 4096);
-    EXPECT_LE(end, kLength);
+    expectAudibleFor(out[0], kLength);
 }
 
 TEST(EffectTimePitch, RealTimeStreamsAlignedAndFollowsItsSettings) {
@@ -513,6 +514,22 @@ int64_t firstDifference(const std::vector<std::vector<float>>& a, const std::vec
     return -1;
 }
 
+// Runs `frames` of `function` through a processor from `make` in blocks of
+// 1, 7 and 256 and expects each run to match the run in blocks of 4096, bit
+// for bit. Answers the reference run.
+std::vector<std::vector<float>> expectBlockSizeBlind(const std::function<std::shared_ptr<VMKAudioProcessor>()>& make,
+                                                     int64_t frames, const TestGenerator::Function& function) {
+    const auto reference = run(make(), 1, frames, function, 4096);
+    for (int64_t block : {1, 7, 256}) {
+        const auto out = run(make(), 1, frames, function, block);
+        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
+    }
+    return reference;
+}
+
+// A NaN and an infinity, the two kinds of sample that are no number.
+constexpr float kBadSamples[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()};
+
 // Frames from `from` on that are not finite.
 int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
     int64_t count = 0;
@@ -524,7 +541,7 @@ int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
 
 TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
     for (const QString& shape : {QStringLiteral("light"), QStringLiteral("optimal")}) {
-        for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        for (float bad : kBadSamples) {
             const auto out = run(dither(16, shape), 1, 4000, sineWithBadSample(bad));
             EXPECT_EQ(nonFiniteFrames(out[0], 0), 0) << qPrintable(shape) << " " << bad;
             // Away from the bad sample the error is the usual fraction of a step.
@@ -536,7 +553,7 @@ TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
 }
 
 TEST(EffectRemoveDC, OneBadSampleDoesNotSpoilWhatFollows) {
-    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    for (float bad : kBadSamples) {
         const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 48000, sineWithBadSample(bad), 512);
         EXPECT_EQ(nonFiniteFrames(out[0], 1001), 0) << bad;
         EXPECT_NEAR(rms(out[0], 24000), 0.25 / std::sqrt(2.0), 1e-3) << bad;
@@ -546,16 +563,13 @@ TEST(EffectRemoveDC, OneBadSampleDoesNotSpoilWhatFollows) {
 TEST(EffectRemoveDC, DecayingTailIsTheSameWhateverTheBlockSize) {
     // A click, then a long silence in which the filter's state decays towards zero.
     const auto click = [](int64_t frame, uint32_t) { return frame == 0 ? 1.0f : 0.0f; };
-    const auto reference = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 300000, click, 4096);
+    const auto reference =
+        expectBlockSizeBlind([] { return std::make_shared<VMKRemoveDCAudioProcessor>(); }, 300000, click);
     EXPECT_EQ(reference[0].back(), 0.0f);  // and it does end in true silence
-    for (int64_t block : {1, 7, 256}) {
-        const auto out = run(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 300000, click, block);
-        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
-    }
 }
 
 TEST(EffectDynamics, OneBadSampleDoesNotSpoilWhatFollows) {
-    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    for (float bad : kBadSamples) {
         auto processor = std::make_shared<APLDynamicsAudioProcessor>();
         const auto out = run(processor, 2, 48000, sineWithBadSample(bad), 512);
         for (const auto& channel : out) {
@@ -582,11 +596,7 @@ TEST(EffectDynamics, IsTheSameWhateverTheBlockSize) {
         processor->setValueForParameterKey(2.0, QStringLiteral("expansionRatio"));
         return processor;
     };
-    const auto reference = run(make(), 1, 210000, function, 4096);
-    for (int64_t block : {1, 7, 256}) {
-        const auto out = run(make(), 1, 210000, function, block);
-        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
-    }
+    expectBlockSizeBlind(make, 210000, function);
 }
 
 TEST(EffectVarispeed, IsTheSameWhateverTheBlockSize) {
@@ -599,15 +609,11 @@ TEST(EffectVarispeed, IsTheSameWhateverTheBlockSize) {
         z = (z ^ (z >> 31)) * 0xBF58476D1CE4E5B9ULL;
         return float(double(z >> 40) / double(1 << 24) - 0.5);
     };
-    const auto reference = run(varispeed, 1, 200000, noise, 4096);
-    for (int64_t block : {1, 7, 256}) {
-        const auto out = run(varispeed, 1, 200000, noise, block);
-        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
-    }
+    expectBlockSizeBlind([&] { return varispeed; }, 200000, noise);
 }
 
 TEST(EffectTimePitch, OneBadSampleDoesNotSpoilWhatFollows) {
-    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+    for (float bad : kBadSamples) {
         for (int64_t inputFrames : {int64_t(0), int64_t(48000)}) {
             SCOPED_TRACE(testing::Message() << bad << (inputFrames ? " offline" : " real time"));
             const auto out = run(timePitch(1.25f, 200.0f, inputFrames), 1, 38400, sineWithBadSample(bad), 1024);
