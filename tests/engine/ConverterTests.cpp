@@ -81,6 +81,40 @@ Conversion convert(const std::vector<ConverterPtr>& converters, const std::vecto
     return run;
 }
 
+// Source -> converter -> recorder, the recorder's input at `outputRate`.
+struct Chain {
+    std::shared_ptr<VMKAudioStream> stream = std::make_shared<VMKAudioStream>();
+    std::shared_ptr<TestGenerator> source;
+    std::shared_ptr<TestRecorder> recorder = std::make_shared<TestRecorder>();
+};
+Chain chain(std::shared_ptr<TestGenerator> source, const ConverterPtr& converter, double outputRate) {
+    Chain result;
+    result.source = std::move(source);
+    for (const std::shared_ptr<VMKAudioProcessor>& p :
+         std::vector<std::shared_ptr<VMKAudioProcessor>>{result.source, converter, result.recorder})
+        result.stream->addProcessorsObject(p);
+    result.stream->connectProcessor(result.source.get(), converter.get());
+    result.stream->connectProcessor(converter.get(), result.recorder.get())->setSampleRate(outputRate);
+    return result;
+}
+
+// Uniform noise in [-0.5, 0.5), seeded.
+Signal noiseOf(size_t frames, unsigned seed) {
+    Signal noise(frames);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
+    for (float& v : noise)
+        v = uniform(random);
+    return noise;
+}
+
+// Silence with a single 1 at frame `at`, the last one.
+Signal impulseAt(int64_t at) {
+    Signal impulse(size_t(at) + 1, 0.0f);
+    impulse.back() = 1.0f;
+    return impulse;
+}
+
 TestGenerator::Function play(const Signal& signal) {
     return [&signal](int64_t frame, uint32_t) {
         return frame >= 0 && frame < int64_t(signal.size()) ? signal[size_t(frame)] : 0.0f;
@@ -235,8 +269,7 @@ TEST(ConverterTiming, AnImpulseComesOutCentredOnItsInstant) {
                               Case{44100, 48000, 4999}, Case{44100, 96000, 3333}, Case{96000, 8000, 20000},
                               Case{44100, 47999.5, 2000}, Case{8000, 192000, 1001}, Case{192000, 8000, 96007}}) {
             SCOPED_TRACE(testing::Message() << recipe.name << " " << c.from << " -> " << c.to << " at " << c.at);
-            Signal impulse(size_t(c.at) + 1, 0.0f);
-            impulse.back() = 1.0f;
+            const Signal impulse = impulseAt(c.at);
             const double expected = double(c.at) * c.to / c.from;
             const auto reach = int64_t(std::max(400.0, 400.0 * c.to / c.from));
             const int64_t frames = int64_t(expected) + reach + 1000;
@@ -279,22 +312,25 @@ TEST(ConverterTiming, AWholeSignalFitsTheRoundedLengthExactly) {
 }
 
 TEST(ConverterTiming, OutputFrameCountRoundsToTheNearestFrame) {
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(48000, 48000.0, 44100.0), 44100);
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(1, 48000.0, 44100.0), 1);
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(160, 48000.0, 44100.0), 147);
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(10007, 48000.0, 44100.0), 9194);  // 9193.93...
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(3, 44100.0, 8000.0), 1);          // 0.544...
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(int64_t(1) << 40, 44100.0, 48000.0),
-              std::llround(double(int64_t(1) << 40) * 48000.0 / 44100.0));
-    EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(1000, 44100.0, 0.0), 0);
+    struct Row {
+        int64_t frames;
+        double from, to;
+        int64_t expected;
+    };
+    for (const Row& row : {Row{48000, 48000.0, 44100.0, 44100}, Row{1, 48000.0, 44100.0, 1},
+                           Row{160, 48000.0, 44100.0, 147},
+                           Row{10007, 48000.0, 44100.0, 9194},  // 9193.93...
+                           Row{3, 44100.0, 8000.0, 1},          // 0.544...
+                           Row{int64_t(1) << 40, 44100.0, 48000.0,
+                               std::llround(double(int64_t(1) << 40) * 48000.0 / 44100.0)},
+                           Row{1000, 44100.0, 0.0, 0}}) {
+        SCOPED_TRACE(testing::Message() << row.frames << " frames, " << row.from << " -> " << row.to);
+        EXPECT_EQ(VMKConverterAudioProcessor::outputFrameCount(row.frames, row.from, row.to), row.expected);
+    }
 }
 
 TEST(ConverterTiming, StartingLateGivesTheFramesOfAContinuousRun) {
-    Signal noise(60000);
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
-    for (float& v : noise)
-        v = uniform(random);
+    const Signal noise = noiseOf(60000, 7);
     for (const auto& [from, to] : {std::pair{48000.0, 44100.0}, std::pair{44100.0, 48000.0}})
         for (const Recipe& recipe : highQualityRecipes()) {
             SCOPED_TRACE(testing::Message() << recipe.name << " " << from << " -> " << to);
@@ -307,22 +343,12 @@ TEST(ConverterTiming, StartingLateGivesTheFramesOfAContinuousRun) {
 }
 
 TEST(ConverterTiming, PullingAnEarlierTimeAgainRepeatsTheFrames) {
-    Signal noise(30000);
-    std::mt19937 random(11);
-    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
-    for (float& v : noise)
-        v = uniform(random);
+    const Signal noise = noiseOf(30000, 11);
     for (bool compensated : {true, false}) {
         SCOPED_TRACE(compensated ? "compensated" : "not compensated");
-        auto stream = std::make_shared<VMKAudioStream>();
-        auto source = std::make_shared<TestGenerator>(1, 44100.0, play(noise));
         auto converter = goodhertz("linearPhase", compensated);
-        auto recorder = std::make_shared<TestRecorder>();
-        for (const std::shared_ptr<VMKAudioProcessor>& p :
-             std::vector<std::shared_ptr<VMKAudioProcessor>>{source, converter, recorder})
-            stream->addProcessorsObject(p);
-        stream->connectProcessor(source.get(), converter.get());
-        stream->connectProcessor(converter.get(), recorder.get())->setSampleRate(48000.0);
+        auto [stream, source, recorder] =
+            chain(std::make_shared<TestGenerator>(1, 44100.0, play(noise)), converter, 48000.0);
         recorder->inputConnection()->setMaxFrames(1024);
         recorder->setFrameCount(20000);
         VMKError error;
@@ -344,8 +370,7 @@ TEST(ConverterTiming, PullingAnEarlierTimeAgainRepeatsTheFrames) {
 
 TEST(ConverterTiming, LinearPhaseIsSymmetricAndMinimumPhaseRingsAfter) {
     // 1120 frames at 48 kHz are exactly 1029 frames at 44.1 kHz.
-    Signal impulse(1121, 0.0f);
-    impulse.back() = 1.0f;
+    const Signal impulse = impulseAt(1120);
     const Conversion linear = convert({goodhertz("linearPhase")}, {48000.0, 44100.0}, play(impulse), 4000);
     const Conversion minimum = convert({goodhertz("minimumPhase")}, {48000.0, 44100.0}, play(impulse), 4000);
     ASSERT_TRUE(linear.ok && minimum.ok);
@@ -377,8 +402,7 @@ TEST(ConverterTiming, LinearPhaseIsSymmetricAndMinimumPhaseRingsAfter) {
 }
 
 TEST(ConverterTiming, WithoutCompensationTheOutputTrailsByTheLatency) {
-    Signal impulse(1121, 0.0f);
-    impulse.back() = 1.0f;
+    const Signal impulse = impulseAt(1120);
     auto linear = goodhertz("linearPhase", false);
     auto minimum = goodhertz("minimumPhase", false);
     const Conversion late = convert({linear}, {48000.0, 44100.0}, play(impulse), 6000);
@@ -416,15 +440,9 @@ TEST(ConverterGraph, KeepsChannelsApartAndPassesEqualRatesThrough) {
 }
 
 TEST(ConverterGraph, PullsUpstreamAtInputTimesAndReportsItsFailures) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(1, 44100.0, &TestGenerator::ramp);
     auto converter = apple(APLConverterAudioProcessor::kComplexityNormal);
-    auto recorder = std::make_shared<TestRecorder>();
-    for (const std::shared_ptr<VMKAudioProcessor>& p : std::vector<std::shared_ptr<VMKAudioProcessor>>{
-             source, converter, recorder})
-        stream->addProcessorsObject(p);
-    stream->connectProcessor(source.get(), converter.get());
-    stream->connectProcessor(converter.get(), recorder.get())->setSampleRate(88200.0);
+    auto [stream, source, recorder] =
+        chain(std::make_shared<TestGenerator>(1, 44100.0, &TestGenerator::ramp), converter, 88200.0);
     recorder->setFrameCount(30000);
     source->failAtFrame = 10000;
     VMKError error;
@@ -460,15 +478,9 @@ TEST(ConverterSettings, RejectsRatesItCannotConvert) {
 }
 
 TEST(ConverterSettings, RefusesAnInputAtAnotherRateThanItsOwn) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(1, 48000.0, &TestGenerator::ramp);
     auto converter = goodhertz("linearPhase");
-    auto recorder = std::make_shared<TestRecorder>();
-    for (const std::shared_ptr<VMKAudioProcessor>& p : std::vector<std::shared_ptr<VMKAudioProcessor>>{
-             source, converter, recorder})
-        stream->addProcessorsObject(p);
-    stream->connectProcessor(source.get(), converter.get());
-    stream->connectProcessor(converter.get(), recorder.get())->setSampleRate(44100.0);
+    auto [stream, source, recorder] =
+        chain(std::make_shared<TestGenerator>(1, 48000.0, &TestGenerator::ramp), converter, 44100.0);
     ASSERT_TRUE(converter->setInSampleRate(96000.0));
     VMKError error;
     EXPECT_FALSE(stream->initialize(&error));
@@ -516,11 +528,7 @@ TEST(ConverterSettings, AreReachedByParameterKeyAndByClassName) {
 }
 
 TEST(ConverterTiming, TheBlockSizeChangesNoFrame) {
-    Signal noise(12000);
-    std::mt19937 random(5);
-    std::uniform_real_distribution<float> uniform(-0.5f, 0.5f);
-    for (float& v : noise)
-        v = uniform(random);
+    const Signal noise = noiseOf(12000, 5);
     for (const auto& [from, to] :
          {std::pair{48000.0, 44100.0}, std::pair{22050.0, 96000.0}, std::pair{44100.0, 7999.0},
           std::pair{44100.0, 47999.5}}) {
