@@ -211,6 +211,35 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(bytes);
     }
+    static QByteArray readBytes(const QString& path) {
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+        return file.readAll();
+    }
+
+    // A compressed file made by a tool from `source` (a program and its
+    // arguments; the output path goes last).
+    struct ToolFile {
+        const char* name;
+        QString program;
+        QStringList arguments;
+    };
+    static std::vector<ToolFile> compressedFiles(const QString& source) {
+        return {{"cut.m4a", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "aac", "-movflags", "+faststart"}},
+                {"cut.ogg", "oggenc", {"-Q", source, "-o"}},
+                {"cut.mp3", "lame", {"--quiet", source}},
+                {"cut.flac", "flac", {"-s", "-f", source, "-o"}}};
+    }
+    // The bytes of `file` made from a second of 16-bit stereo sines.
+    QByteArray makeToolFile(const ToolFile& file) {
+        const QString source = folder.path("source.wav");
+        if (!QFile::exists(source)) {
+            EXPECT_TRUE(soxWrite(makeSines(2, 44100, 44100, 0.5f, 16), 44100, {"-b", "16"}, source));
+        }
+        const QString full = folder.path(QStringLiteral("full_") + file.name);
+        EXPECT_EQ(runTool(file.program, file.arguments + QStringList{full}), 0);
+        return readBytes(full);
+    }
 };
 
 TEST_F(BrokenFiles, MissingFileAndFolder) {
@@ -244,31 +273,16 @@ TEST_F(BrokenFiles, TruncatedHeaders) {
                       0);
         else
             ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, full));
-        QFile file(full);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        writeBytes(path, file.read(20));
+        writeBytes(path, readBytes(full).left(20));
         openExpectingFailure(path);
     }
 }
 
 TEST_F(BrokenFiles, TruncatedCompressedFilesFailOrReadWhatIsThere) {
-    const TestAudio audio = makeSines(2, 44100, 44100, 0.5f, 16);
-    const QString source = folder.path("source.wav");
-    ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, source));
-    struct Case {
-        const char* name;
-        QString program;
-        QStringList arguments;
-    };
-    for (const auto& c : {Case{"cut.m4a", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "aac", "-movflags", "+faststart"}},
-                          Case{"cut.ogg", "oggenc", {"-Q", source, "-o"}}, Case{"cut.mp3", "lame", {"--quiet", source}},
-                          Case{"cut.flac", "flac", {"-s", "-f", source, "-o"}}}) {
+    for (const ToolFile& c : compressedFiles(folder.path("source.wav"))) {
         SCOPED_TRACE(c.name);
-        const QString full = folder.path(QStringLiteral("full_") + c.name);
-        ASSERT_EQ(runTool(c.program, c.arguments + QStringList{full}), 0);
-        QFile file(full);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
+        const QByteArray bytes = makeToolFile(c);
+        ASSERT_FALSE(bytes.isEmpty());
         for (qsizetype keep : {qsizetype(20), qsizetype(200), bytes.size() / 2}) {
             writeBytes(folder.path(c.name), bytes.left(keep));
             VMKError error;
@@ -294,24 +308,13 @@ TEST_F(BrokenFiles, TruncatedCompressedFilesFailOrReadWhatIsThere) {
 // A read that can't reach its frames in a damaged file leaves silence, never
 // what the caller's buffer held before.
 TEST_F(BrokenFiles, UnreachableFramesOfTruncatedFilesAreSilence) {
-    const TestAudio audio = makeSines(2, 44100, 44100, 0.5f, 16);
     const QString source = folder.path("source.wav");
-    ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, source));
-    struct Case {
-        const char* name;
-        QString program;
-        QStringList arguments;
-    };
-    for (const auto& c : {Case{"cut.m4a", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "aac", "-movflags", "+faststart"}},
-                          Case{"cut.ogg", "oggenc", {"-Q", source, "-o"}}, Case{"cut.mp3", "lame", {"--quiet", source}},
-                          Case{"cut.flac", "flac", {"-s", "-f", source, "-o"}},
-                          Case{"cut.caf", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "alac"}}}) {
+    auto files = compressedFiles(source);
+    files.push_back({"cut.caf", "ffmpeg", {"-v", "error", "-y", "-i", source, "-c:a", "alac"}});
+    for (const ToolFile& c : files) {
         SCOPED_TRACE(c.name);
-        const QString full = folder.path(QStringLiteral("full_") + c.name);
-        ASSERT_EQ(runTool(c.program, c.arguments + QStringList{full}), 0);
-        QFile file(full);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
+        const QByteArray bytes = makeToolFile(c);
+        ASSERT_FALSE(bytes.isEmpty());
         for (qsizetype keep : {bytes.size() / 2, bytes.size() * 3 / 4}) {
             writeBytes(folder.path(c.name), bytes.left(keep));
             VMKError error;
@@ -351,9 +354,7 @@ TEST_F(BrokenFiles, TruncatedDataReadsWhatIsThere) {
     const TestAudio audio = makeSines(1, 10000, 44100, 0.5f, 16);
     const QString full = folder.path("full.wav");
     ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, full));
-    QFile file(full);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray bytes = file.readAll();
+    const QByteArray bytes = readBytes(full);
     writeBytes(folder.path("cut.wav"), bytes.left(bytes.size() - 2000));  // the header still says 10000
     VMKError error;
     auto reader = VMKAudioFileReader::initWithURL(folder.url("cut.wav"), &error);
@@ -367,9 +368,7 @@ TEST_F(BrokenFiles, MPEGAudioBehindJunkIsFound) {
     const TestAudio audio = makeSines(1, 22050, 44100, 0.5f, 16);
     ASSERT_TRUE(soxWrite(audio, 44100, {"-b", "16"}, folder.path("in.wav")));
     ASSERT_EQ(runTool("lame", {"--quiet", "-b", "128", folder.path("in.wav"), folder.path("clean.mp3")}), 0);
-    QFile clean(folder.path("clean.mp3"));
-    ASSERT_TRUE(clean.open(QIODevice::ReadOnly));
-    writeBytes(folder.path("junk.mp3"), QByteArray(333, '\0') + clean.readAll());
+    writeBytes(folder.path("junk.mp3"), QByteArray(333, '\0') + readBytes(folder.path("clean.mp3")));
     VMKError error;
     auto info = VMKAudioFileInfo::initWithURL(folder.url("junk.mp3"), &error);
     ASSERT_TRUE(info) << error.localizedDescription().toStdString();
@@ -395,9 +394,7 @@ TEST_F(BrokenFiles, ChainedOggWithFewerChannelsLater) {
     ASSERT_TRUE(soxWrite(makeSines(1, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("one.wav")));
     ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("two.wav"), "-o", folder.path("two.ogg")}), 0);
     ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("one.wav"), "-o", folder.path("one.ogg")}), 0);
-    QFile two(folder.path("two.ogg")), one(folder.path("one.ogg"));
-    ASSERT_TRUE(two.open(QIODevice::ReadOnly) && one.open(QIODevice::ReadOnly));
-    writeBytes(folder.path("chain.ogg"), two.readAll() + one.readAll());
+    writeBytes(folder.path("chain.ogg"), readBytes(folder.path("two.ogg")) + readBytes(folder.path("one.ogg")));
     VMKError error;
     auto reader = VMKAudioFileReader::initWithURL(folder.url("chain.ogg"), &error);
     if (!reader) {
@@ -487,12 +484,11 @@ TEST(VMKAudioFileReader, SilenceOutsideTheFileAndChannelMismatch) {
 }
 
 TEST(VMKAudioFileFormat, TableAndEncodingCodes) {
-    EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding("PCM"), fourCharCode("lpcm"));
-    EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding("µLaw"), fourCharCode("ulaw"));
-    EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding("Apple Lossless"), fourCharCode("alac"));
-    EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding("ALAC"), fourCharCode("alac"));
-    EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding("AAC"), fourCharCode("aac "));
-    EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding("aac"), 0u);
+    for (const auto& [name, code] : {std::pair{"PCM", fourCharCode("lpcm")}, std::pair{"µLaw", fourCharCode("ulaw")},
+                                     std::pair{"Apple Lossless", fourCharCode("alac")},
+                                     std::pair{"ALAC", fourCharCode("alac")}, std::pair{"AAC", fourCharCode("aac ")},
+                                     std::pair{"aac", quint32(0)}})
+        EXPECT_EQ(VMKAudioFileFormat::encodingCodeFromEncoding(name), code) << name;
     EXPECT_EQ(VMKAudioFileFormat::stringWithFourCharCode(fourCharCode("aac ")), "aac ");
     for (const char* name : {"WAVE File", "AIFF File", "AU File", "Wave64 File", "CAF File", "FLAC Audio File",
                              "Ogg Vorbis Audio File", "MP3 Audio File", "M4A Audio File", "VOX Audio File"}) {
