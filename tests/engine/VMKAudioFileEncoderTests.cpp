@@ -26,6 +26,38 @@ bool encode(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const 
     return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
 }
 
+// Settings for `encoding` in a file of `kind` at `rate`.
+VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 encoding, double rate = 44100) {
+    VMKAudioFileEncoderSettings settings;
+    settings.format = &VMKAudioFileFormat::formatOfKind(kind);
+    settings.encoding = encoding;
+    settings.sampleRate = rate;
+    return settings;
+}
+
+// What ffprobe says of `entries` (such as "stream=channel_layout") of a file,
+// printed as `printFormat`.
+QString probe(const QString& path, const QString& entries, const QString& printFormat = "default=noprint_wrappers=1") {
+    QString output;
+    EXPECT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", entries, "-of", printFormat, path},
+                      &output),
+              0)
+        << output.toStdString();
+    return output;
+}
+
+TestAudio readWithReader(const QString& path);
+
+// Encodes `audio` into `path` and reads it back; no channels when either fails.
+TestAudio encodeAndRead(const TestAudio& audio, const VMKAudioFileEncoderSettings& settings, const QString& path) {
+    VMKError error;
+    if (!encode(audio, settings, path, &error)) {
+        ADD_FAILURE() << error.localizedDescription().toStdString();
+        return {};
+    }
+    return readWithReader(path);
+}
+
 TestAudio readWithReader(const QString& path) {
     VMKError error;
     auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
@@ -84,13 +116,8 @@ TEST(VMKAudioFileEncoder, CompandedAndADPCMSamplesBeyondFullScaleClip) {
         audio[0].insert(audio[0].end(), size_t(hold), level);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
-        settings.encoding = c.encoding;
-        settings.sampleRate = c.rate;
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
-        const TestAudio read = readWithReader(folder.path(c.name));
+        const VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding, c.rate);
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
         ASSERT_EQ(read.size(), 1u);
         ASSERT_EQ(read[0].size(), audio[0].size());
         for (size_t l = 0; l < std::size(levels); ++l) {
@@ -118,23 +145,13 @@ TEST(VMKAudioFileEncoder, OddByteAIFFDataKeepsItsFrameCount) {
     for (quint32 encoding : {PCM, uLaw, aLaw}) {
         SCOPED_TRACE(VMKAudioFileFormat::stringWithFourCharCode(encoding).toStdString());
         const QString path = folder.path(QStringLiteral("odd%1.aif").arg(encoding));
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::AIFF);
-        settings.encoding = encoding;
+        VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::AIFF, encoding, 8000);
         settings.bitDepth = 8;
-        settings.sampleRate = 8000;
         const TestAudio audio{{0.25f, -0.5f, 0.75f}};
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-        const TestAudio read = readWithReader(path);
+        const TestAudio read = encodeAndRead(audio, settings, path);
         ASSERT_EQ(read.size(), 1u);
         EXPECT_EQ(read[0].size(), 3u);
-        QString output;
-        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=duration_ts", "-of",
-                                                      "default=noprint_wrappers=1", path},
-                          &output),
-                  0)
-            << output.toStdString();
+        const QString output = probe(path, "stream=duration_ts");
         EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=3"))) << output.toStdString();
     }
 }
@@ -150,15 +167,10 @@ TEST(VMKAudioFileEncoder, DeepAppleLosslessKeepsItsSamples) {
             const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
             SCOPED_TRACE(format.name.toStdString() + (floatingPoint ? " float" : " 32 bits"));
             const QString path = folder.path(QStringLiteral("deep.") + format.extension());
-            VMKAudioFileEncoderSettings settings;
-            settings.format = &format;
-            settings.encoding = ALAC;
-            settings.sampleRate = 44100;
+            VMKAudioFileEncoderSettings settings = settingsFor(kind, ALAC);
             settings.bitDepth = 32;
             settings.isFloatingPoint = floatingPoint;
-            VMKError error;
-            ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-            const TestAudio read = readWithReader(path);
+            const TestAudio read = encodeAndRead(audio, settings, path);
             ASSERT_EQ(read.size(), 2u);
             EXPECT_EQ(maximumDifference(audio, read), 0.0f);
             const std::vector<float> other = readWithFFmpeg(path, folder.path(QStringLiteral("deep.raw")));
@@ -182,22 +194,12 @@ TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
             const QString path = folder.path(QStringLiteral("ima%1.").arg(channels) + format.extension());
             const qint64 frames = 10001;
             const TestAudio audio = makeSines(channels, frames, 44100, 0.5f);
-            VMKAudioFileEncoderSettings settings;
-            settings.format = &format;
-            settings.encoding = IMA4;
-            settings.sampleRate = 44100;
-            VMKError error;
-            ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-            const TestAudio read = readWithReader(path);
+            const VMKAudioFileEncoderSettings settings = settingsFor(kind, IMA4);
+            const TestAudio read = encodeAndRead(audio, settings, path);
             ASSERT_EQ(read.size(), size_t(channels));
             EXPECT_EQ(read[0].size(), size_t(frames));
             EXPECT_GE(signalToNoise(audio, read), 20.0);
-            QString output;
-            ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=duration_ts", "-of",
-                                                          "default=noprint_wrappers=1", path},
-                              &output),
-                      0)
-                << output.toStdString();
+            const QString output = probe(path, "stream=duration_ts");
             EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=%1").arg(frames))) << output.toStdString();
         }
     }
@@ -221,22 +223,13 @@ TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentre) {
     for (const Case& c : {Case{"aac.m4a", VMKAudioFileFormat::Kind::M4A, AAC}, Case{"aac.caf", VMKAudioFileFormat::Kind::CAF, AAC},
                           Case{"alac.m4a", VMKAudioFileFormat::Kind::M4A, ALAC}}) {
         SCOPED_TRACE(c.name);
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
-        settings.encoding = c.encoding;
-        settings.sampleRate = 44100;
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
         settings.bitrate = 256000;
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
-        const TestAudio read = readWithReader(folder.path(c.name));
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
         ASSERT_EQ(read.size(), 3u);
         for (size_t channel = 0; channel < 3; ++channel)
             EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
-        QString output;
-        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=channel_layout", "-of",
-                                                      "default=noprint_wrappers=1", folder.path(c.name)},
-                          &output),
-                  0);
+        const QString output = probe(folder.path(c.name), "stream=channel_layout");
         EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=3.0"))) << output.toStdString();
     }
 }
@@ -251,22 +244,13 @@ TEST(VMKAudioFileEncoder, FourChannelAACIsAQuad) {
         const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
         SCOPED_TRACE(format.name.toStdString());
         const QString path = folder.path(QStringLiteral("quad.") + format.extension());
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &format;
-        settings.encoding = kind == VMKAudioFileFormat::Kind::WAVE ? PCM : AAC;
-        settings.sampleRate = 44100;
+        VMKAudioFileEncoderSettings settings = settingsFor(kind, kind == VMKAudioFileFormat::Kind::WAVE ? PCM : AAC);
         settings.bitrate = 320000;
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-        const TestAudio read = readWithReader(path);
+        const TestAudio read = encodeAndRead(audio, settings, path);
         ASSERT_EQ(read.size(), 4u);
         for (size_t channel = 0; channel < 4; ++channel)
             EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
-        QString output;
-        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=channel_layout", "-of",
-                                                      "default=noprint_wrappers=1", path},
-                          &output),
-                  0);
+        const QString output = probe(path, "stream=channel_layout");
         EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=quad"))) << output.toStdString();
     }
 }
@@ -280,19 +264,12 @@ TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
     for (int channels = 3; channels <= 8; ++channels) {
         SCOPED_TRACE(channels);
         const QString path = folder.path(QStringLiteral("layout%1.wav").arg(channels));
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::WAVE);
-        settings.sampleRate = 44100;
+        const VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::WAVE, 0);
         const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
         VMKError error;
         ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
         EXPECT_EQ(maximumDifference(audio, readWithReader(path)), 0.0f);
-        QString output;
-        ASSERT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "stream=channel_layout", "-of",
-                                                      "csv=p=0", path},
-                          &output),
-                  0);
-        EXPECT_EQ(output.trimmed().toStdString(), layouts[channels - 3]);
+        EXPECT_EQ(probe(path, "stream=channel_layout", "csv=p=0").trimmed().toStdString(), layouts[channels - 3]);
     }
 }
 
@@ -320,14 +297,9 @@ TEST(VMKAudioFileEncoder, SamplesThatAreNoNumberBecomeSilence) {
                           Case{"ima.wav", VMKAudioFileFormat::Kind::WAVE, IMA4, 4}}) {
         SCOPED_TRACE(c.name);
         const bool isLossy = c.encoding != PCM && c.encoding != FLAC && c.encoding != ALAC;
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
-        settings.encoding = c.encoding;
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
         settings.bitDepth = c.bits;
-        settings.sampleRate = 44100;
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
-        const TestAudio read = readWithReader(folder.path(c.name));
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
         ASSERT_EQ(read.size(), 1u);
         ASSERT_EQ(read[0].size(), 4u);
         // (Companding comes near the numbers; ADPCM moves from 0.25 in small steps.)
@@ -360,14 +332,9 @@ TEST(VMKAudioFileEncoder, LossyEncodersSurviveSamplesThatAreNoNumber) {
                           Case{"a.m4a", VMKAudioFileFormat::Kind::M4A, AAC},
                           Case{"a.caf", VMKAudioFileFormat::Kind::CAF, AAC}}) {
         SCOPED_TRACE(c.name);
-        VMKAudioFileEncoderSettings settings;
-        settings.format = &VMKAudioFileFormat::formatOfKind(c.kind);
-        settings.encoding = c.encoding;
-        settings.sampleRate = 44100;
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
         settings.bitrate = 192000;
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, folder.path(c.name), &error)) << error.localizedDescription().toStdString();
-        const TestAudio read = readWithReader(folder.path(c.name));
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
         ASSERT_EQ(read.size(), 2u);
         float peak = 0.0f;
         for (const auto& channel : read)
