@@ -98,13 +98,35 @@ URL writeWithLabels(const TestFolder& folder, const QString& format, const VMKAu
     return writer->resultURL();
 }
 
+// A 32-bit little-endian number, as RIFF chunks hold them.
+QByteArray le32(quint32 v) {
+    QByteArray b(4, '\0');
+    qToLittleEndian(v, b.data());
+    return b;
+}
+
+void writeBytes(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
 VMKAudioLabelList sampleLabels() {
     return {label(VMKAudioLabel::marker, 0.25, 0, "Start ä"), label(VMKAudioLabel::region, 0.5, 0.125, "Verse"),
             label(VMKAudioLabel::slice, 0.0625, 0, {}), label(VMKAudioLabel::loop, 0.75, 0.2, "Loop A"),
             label(VMKAudioLabel::marker, 0.9, 0, {})};
 }
 
-void expectLabels(const VMKAudioLabelList& actual, const std::vector<std::tuple<QString, double, double, QString>>& expected) {
+using LabelRows = std::vector<std::tuple<QString, double, double, QString>>;
+
+// The sample labels as a format that holds every kind reads them back, in order.
+const LabelRows kEveryKind{{"slice", 0.0625, 0, ""},
+                           {"marker", 0.25, 0, "Start ä"},
+                           {"region", 0.5, 0.125, "Verse"},
+                           {"loop", 0.75, 0.2, "Loop A"},
+                           {"marker", 0.9, 0, ""}};
+
+void expectLabels(const VMKAudioLabelList& actual, const LabelRows& expected) {
     ASSERT_EQ(actual.size(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         const auto& [type, location, length, name] = expected[i];
@@ -121,11 +143,7 @@ TEST(VMKAudioFileLabels, WaveHoldsEveryKind) {
     const URL url = writeWithLabels(folder, "WAVE File", sampleLabels(), tags);
     auto reader = VMKAudioFileReader::initWithURL(url);
     ASSERT_TRUE(reader);
-    expectLabels(reader->labels(), {{"slice", 0.0625, 0, ""},
-                                    {"marker", 0.25, 0, "Start ä"},
-                                    {"region", 0.5, 0.125, "Verse"},
-                                    {"loop", 0.75, 0.2, "Loop A"},
-                                    {"marker", 0.9, 0, ""}});
+    expectLabels(reader->labels(), kEveryKind);
     EXPECT_EQ(reader->metadata().value("title").toString(), "With labels");
     EXPECT_EQ(reader->frames(), 48000u);
     QString output;
@@ -157,11 +175,7 @@ TEST(VMKAudioFileLabels, CAFHoldsEveryKind) {
     const URL url = writeWithLabels(folder, "CAF File", sampleLabels(), {{"title", "Core"}, {"tempo", 120.5}});
     auto reader = VMKAudioFileReader::initWithURL(url);
     ASSERT_TRUE(reader);
-    expectLabels(reader->labels(), {{"slice", 0.0625, 0, ""},
-                                    {"marker", 0.25, 0, "Start ä"},
-                                    {"region", 0.5, 0.125, "Verse"},
-                                    {"loop", 0.75, 0.2, "Loop A"},
-                                    {"marker", 0.9, 0, ""}});
+    expectLabels(reader->labels(), kEveryKind);
     EXPECT_EQ(reader->metadata().value("title").toString(), "Core");
     EXPECT_EQ(reader->metadata().value("tempo").toDouble(), 120.5);
     EXPECT_EQ(reader->frames(), 48000u);
@@ -181,11 +195,6 @@ TEST(VMKAudioFileLabels, FormatsWithoutLabelsDropThem) {
 
 // A WAVE file of silence with the chunks given after the data.
 QByteArray waveWithChunks(const std::vector<std::pair<QByteArray, QByteArray>>& chunks, quint32 riffSize = 0) {
-    auto le32 = [](quint32 v) {
-        QByteArray b(4, '\0');
-        qToLittleEndian(v, b.data());
-        return b;
-    };
     QByteArray fmt;
     fmt += QByteArray("\x01\x00\x01\x00", 4) + le32(8000) + le32(16000) + QByteArray("\x02\x00\x10\x00", 4);
     QByteArray body = "WAVE" + QByteArray("fmt ") + le32(16) + fmt + "data" + le32(1600) + QByteArray(1600, '\0');
@@ -196,11 +205,6 @@ QByteArray waveWithChunks(const std::vector<std::pair<QByteArray, QByteArray>>& 
 
 TEST(VMKAudioFileLabels, DamagedChunksNeverReadOutsideTheFile) {
     TestFolder folder;
-    auto le32 = [](quint32 v) {
-        QByteArray b(4, '\0');
-        qToLittleEndian(v, b.data());
-        return b;
-    };
     const QByteArray cuePoint = le32(1) + le32(80) + "data" + le32(0) + le32(0) + le32(80);
     struct Case {
         const char* name;
@@ -221,18 +225,16 @@ TEST(VMKAudioFileLabels, DamagedChunksNeverReadOutsideTheFile) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        QFile file(folder.path(c.name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(c.bytes);
-        file.close();
-        const auto labels = VMKAudioFileLabels::labelsOfFile(file.fileName(), 8000);
+        const QString path = folder.path(c.name);
+        writeBytes(path, c.bytes);
+        const auto labels = VMKAudioFileLabels::labelsOfFile(path, 8000);
         EXPECT_EQ(labels.size(), c.labels);
         if (!labels.empty()) {
             EXPECT_DOUBLE_EQ(labels[0]->location(), 0.01);  // frame 80
         }
         // Replacing labels in a damaged file fails cleanly or succeeds; it never crashes.
         VMKError error;
-        VMKAudioFileLabels::writeLabels(file.fileName(), VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::WAVE),
+        VMKAudioFileLabels::writeLabels(path, VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::WAVE),
                                         8000, sampleLabels(), &error);
     }
 }
@@ -265,11 +267,6 @@ TEST(VMKAudioFileLabels, RewritingReplacesOldLabelsAndKeepsTheAudio) {
 // keep its audio and are found again.
 TEST(VMKAudioFileLabels, ChunksBehindAMissingPadByteAreFound) {
     TestFolder folder;
-    auto le32 = [](quint32 v) {
-        QByteArray b(4, '\0');
-        qToLittleEndian(v, b.data());
-        return b;
-    };
     QByteArray fmt = QByteArray("\x01\x00\x01\x00", 4) + le32(8000) + le32(8000) + QByteArray("\x01\x00\x08\x00", 4);
     const QByteArray samples("\x80\xC8\x3C", 3);  // 0, 0.5625, -0.53125 as unsigned 8-bit
     const QByteArray cue = le32(1) + le32(7) + le32(2) + "data" + le32(0) + le32(0) + le32(2);
@@ -282,10 +279,7 @@ TEST(VMKAudioFileLabels, ChunksBehindAMissingPadByteAreFound) {
             body += QByteArray(1, '\0');
         body += "cue " + le32(quint32(cue.size())) + cue + "LIST" + le32(quint32(adtl.size())) + adtl;
         const QString path = folder.path(padded ? "padded.wav" : "unpadded.wav");
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("RIFF" + le32(quint32(body.size())) + body);
-        file.close();
+        writeBytes(path, "RIFF" + le32(quint32(body.size())) + body);
 
         auto labels = VMKAudioFileLabels::labelsOfFile(path, 8000);
         ASSERT_EQ(labels.size(), 1u);
