@@ -1,5 +1,9 @@
 #include "EngineTestSupport.h"
 
+#include "render/engine/VMKAudioFileReader.h"
+
+#include <gtest/gtest.h>
+
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
 
@@ -77,6 +81,33 @@ bool soxWrite(const TestAudio& audio, double sampleRate, const QStringList& form
     const int code = runTool(QStringLiteral("sox"), arguments);
     QFile::remove(raw);
     return code == 0;
+}
+
+QString probe(const QString& path, const QString& entries, const QString& printFormat) {
+    QString output;
+    EXPECT_EQ(runTool(QStringLiteral("ffprobe"),
+                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"), entries,
+                       QStringLiteral("-of"), printFormat, path},
+                      &output),
+              0)
+        << output.toStdString();
+    return output;
+}
+
+TestAudio readAllFrames(VMKAudioFileReader& reader) {
+    TestAudio audio(reader.numberOfChannels(), std::vector<float>(reader.frames(), 0.0f));
+    std::vector<float*> pointers;
+    for (auto& channel : audio)
+        pointers.push_back(channel.data());
+    EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), qint64(reader.frames()), 0));
+    return audio;
+}
+
+TestAudio readFile(const QString& path) {
+    VMKError error;
+    auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
+    EXPECT_TRUE(reader) << error.localizedDescription().toStdString();
+    return reader ? readAllFrames(*reader) : TestAudio{};
 }
 
 float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset) {

@@ -2,6 +2,8 @@
 
 #include "core/URL.h"
 
+class VMKAudioFileReader;
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
@@ -26,6 +28,15 @@ int runTool(const QString& program, const QStringList& arguments, QString* outpu
 // Makes a file of `audio` with sox from raw floats; `formatArguments` go
 // before the output path (such as "-b", "24").
 bool soxWrite(const TestAudio& audio, double sampleRate, const QStringList& formatArguments, const QString& path);
+
+// What ffprobe says of `entries` (such as "stream=channel_layout") of the
+// file at `path`, printed as `printFormat`; expects ffprobe to succeed.
+QString probe(const QString& path, const QString& entries,
+              const QString& printFormat = QStringLiteral("default=noprint_wrappers=1"));
+// Every frame of a reader, read at once.
+TestAudio readAllFrames(VMKAudioFileReader& reader);
+// Every frame of the file at `path`; no channels (and a failure) when it can't be opened.
+TestAudio readFile(const QString& path);
 
 // Largest absolute difference over all channels and frames, comparing
 // `actual` from frame `offset` of `expected` on.

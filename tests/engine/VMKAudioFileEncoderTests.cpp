@@ -35,19 +35,6 @@ VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 e
     return settings;
 }
 
-// What ffprobe says of `entries` (such as "stream=channel_layout") of a file,
-// printed as `printFormat`.
-QString probe(const QString& path, const QString& entries, const QString& printFormat = "default=noprint_wrappers=1") {
-    QString output;
-    EXPECT_EQ(runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", entries, "-of", printFormat, path},
-                      &output),
-              0)
-        << output.toStdString();
-    return output;
-}
-
-TestAudio readWithReader(const QString& path);
-
 // Encodes `audio` into `path` and reads it back; no channels when either fails.
 TestAudio encodeAndRead(const TestAudio& audio, const VMKAudioFileEncoderSettings& settings, const QString& path) {
     VMKError error;
@@ -55,21 +42,7 @@ TestAudio encodeAndRead(const TestAudio& audio, const VMKAudioFileEncoderSetting
         ADD_FAILURE() << error.localizedDescription().toStdString();
         return {};
     }
-    return readWithReader(path);
-}
-
-TestAudio readWithReader(const QString& path) {
-    VMKError error;
-    auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
-    EXPECT_TRUE(reader) << error.localizedDescription().toStdString();
-    if (!reader)
-        return {};
-    TestAudio audio(reader->numberOfChannels(), std::vector<float>(reader->frames(), 0.0f));
-    std::vector<float*> pointers;
-    for (auto& channel : audio)
-        pointers.push_back(channel.data());
-    EXPECT_TRUE(reader->readFrames(pointers.data(), int(pointers.size()), qint64(reader->frames()), 0));
-    return audio;
+    return readFile(path);
 }
 
 // The samples of a file as FFmpeg decodes them, interleaved.
@@ -268,7 +241,7 @@ TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
         const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
         VMKError error;
         ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-        EXPECT_EQ(maximumDifference(audio, readWithReader(path)), 0.0f);
+        EXPECT_EQ(maximumDifference(audio, readFile(path)), 0.0f);
         EXPECT_EQ(probe(path, "stream=channel_layout", "csv=p=0").trimmed().toStdString(), layouts[channels - 3]);
     }
 }

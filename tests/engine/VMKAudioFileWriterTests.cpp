@@ -16,15 +16,6 @@ using namespace VMKAudioEncoding;
 
 namespace {
 
-TestAudio readAllFrames(VMKAudioFileReader& reader) {
-    TestAudio audio(reader.numberOfChannels(), std::vector<float>(reader.frames(), 0.0f));
-    std::vector<float*> pointers;
-    for (auto& channel : audio)
-        pointers.push_back(channel.data());
-    EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), qint64(reader.frames()), 0));
-    return audio;
-}
-
 // Renders `audio` through a writer set up by `configure`; answers the writer
 // after the run (its resultURL is the file) or null with `error` set.
 std::shared_ptr<VMKAudioFileWriterAudioProcessor> render(
@@ -117,22 +108,16 @@ TEST_P(WriterRoundTrip, WritesWhatReadsBackAndOpensInOtherTools) {
 
         // Independent tools open the file with the same facts.
         if (QString::fromUtf8(tc.format) != QLatin1String("VOX Audio File")) {
-            QString output;
-            ASSERT_EQ(runTool("ffprobe", {"-v", "error", "-show_entries", "stream=channels,sample_rate", "-of",
-                                          "default=noprint_wrappers=1", url.path()},
-                              &output),
-                      0)
-                << output.toStdString();
+            const QString output = probe(url.path(), "stream=channels,sample_rate");
             EXPECT_TRUE(output.contains(QStringLiteral("channels=%1").arg(channels))) << output.toStdString();
             EXPECT_TRUE(output.contains(QStringLiteral("sample_rate=%1").arg(tc.rate))) << output.toStdString();
         }
         const QString extension = url.pathExtension();
+        QString output;
         if (QStringList{"wav", "aif", "au", "w64", "flac", "ogg", "mp3"}.contains(extension)) {
-            QString output;
             EXPECT_EQ(runTool("sox", {"--i", url.path()}, &output), 0) << output.toStdString();
         }
         if (extension == QLatin1String("flac")) {
-            QString output;
             EXPECT_EQ(runTool("flac", {"-t", "-s", url.path()}, &output), 0) << output.toStdString();
         }
     }
