@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/engine/VMKAudioProcessor.h"
+#include "render/engine/VMKAudioStream.h"
 #include "render/engine/VMKHeadAudioProcessor.h"
 
 #include <functional>
@@ -49,6 +50,21 @@ private:
     double m_sampleRate;
     Function m_function;
 };
+
+// Adds `processors` to `stream` and connects each to the next; answers the
+// last connection (into the head, when the last one is a head).
+inline std::shared_ptr<VMKAudioConnection>
+chainProcessors(VMKAudioStream& stream, std::initializer_list<std::shared_ptr<VMKAudioProcessor>> processors) {
+    std::shared_ptr<VMKAudioConnection> connection;
+    VMKAudioProcessor* previous = nullptr;
+    for (const auto& processor : processors) {
+        stream.addProcessorsObject(processor);
+        if (previous)
+            connection = stream.connectProcessor(previous, processor.get());
+        previous = processor.get();
+    }
+    return connection;
+}
 
 // A head for tests that keeps every frame it pulled, channel by channel.
 class TestRecorder : public VMKHeadAudioProcessor {

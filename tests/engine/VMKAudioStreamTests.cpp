@@ -20,13 +20,17 @@ struct Chain {
         generator->setIdentifier(QStringLiteral("generator"));
         middle->setIdentifier(QStringLiteral("middle"));
         recorder->setIdentifier(QStringLiteral("recorder"));
-        stream->addProcessorsObject(generator);
-        stream->addProcessorsObject(middle);
-        stream->addProcessorsObject(recorder);
-        stream->connectProcessor(generator.get(), middle.get());
-        stream->connectProcessor(middle.get(), recorder.get());
+        chainProcessors(*stream, {generator, middle, recorder});
     }
 };
+
+// An entry of the "processors" list of a stream description.
+QVariantMap processorEntry(const QString& className, const QString& identifier = {}, QVariantMap more = {}) {
+    more.insert(QStringLiteral("className"), className);
+    if (!identifier.isEmpty())
+        more.insert(QStringLiteral("identifier"), identifier);
+    return more;
+}
 } // namespace
 
 TEST(VMKAudioStream, RunsAPassThroughChainToCompletionInBlocks) {
@@ -103,25 +107,35 @@ TEST(VMKAudioStream, RefusesGraphsThatCantRun) {
         EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("\"middle\""))) << qPrintable(error.localizedDescription());
         EXPECT_FALSE(chain.stream->isInitialized());
     }
-    {  // two processors with a free output
-        Chain chain(1, 44100.0);
-        auto spare = std::make_shared<TestGenerator>(1, 44100.0, &TestGenerator::ramp);
-        chain.stream->addProcessorsObject(spare);
+    struct Refusal {
+        const char* what;
+        uint32_t channels;
+        std::function<void(Chain&)> change;
+        int code;
+    };
+    const Refusal refusals[] = {
+        {"two processors with a free output", 1,
+         [](Chain& chain) {
+             chain.stream->addProcessorsObject(std::make_shared<TestGenerator>(1, 44100.0, &TestGenerator::ramp));
+         },
+         VMKEngineErrorGraph},
+        {"a loop beside the head", 1,
+         [](Chain& chain) {
+             auto a = std::make_shared<VMKAudioProcessor>();
+             auto b = std::make_shared<VMKAudioProcessor>();
+             chainProcessors(*chain.stream, {a, b});
+             chain.stream->connectProcessor(b.get(), a.get());
+         },
+         VMKEngineErrorGraph},
+        {"a channel count nobody decides", 0, [](Chain&) {}, VMKEngineErrorFormat},
+    };
+    for (const Refusal& refusal : refusals) {
+        SCOPED_TRACE(refusal.what);
+        Chain chain(refusal.channels, 44100.0);
+        refusal.change(chain);
         VMKError error;
         EXPECT_FALSE(chain.stream->initialize(&error));
-        EXPECT_EQ(error.code(), VMKEngineErrorGraph);
-    }
-    {  // a loop beside the head
-        Chain chain(1, 44100.0);
-        auto a = std::make_shared<VMKAudioProcessor>();
-        auto b = std::make_shared<VMKAudioProcessor>();
-        chain.stream->addProcessorsObject(a);
-        chain.stream->addProcessorsObject(b);
-        chain.stream->connectProcessor(a.get(), b.get());
-        chain.stream->connectProcessor(b.get(), a.get());
-        VMKError error;
-        EXPECT_FALSE(chain.stream->initialize(&error));
-        EXPECT_EQ(error.code(), VMKEngineErrorGraph);
+        EXPECT_EQ(error.code(), refusal.code);
     }
     {  // a source whose rate disagrees with what the builder set downstream
         Chain chain(2, 44100.0);
@@ -134,26 +148,16 @@ TEST(VMKAudioStream, RefusesGraphsThatCantRun) {
         EXPECT_EQ(chain.middle->outputConnection()->sampleRate(), 48000.0);
         EXPECT_EQ(chain.generator->outputConnection()->sampleRate(), 0.0);
     }
-    {  // a channel count nobody decides
-        Chain chain(0, 44100.0);
-        VMKError error;
-        EXPECT_FALSE(chain.stream->initialize(&error));
-        EXPECT_EQ(error.code(), VMKEngineErrorFormat);
-    }
 }
 
 TEST(VMKAudioStream, BuildsProcessorsAndConnectionsFromADescription) {
     VMKAudioStream::registerEngineClasses();
     const QVariantMap description{
         {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("a")}},
-                      QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("b")}},
-                      QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKHeadAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("head")},
-                                  {QStringLiteral("parameters"),
-                                   QVariantMap{{QStringLiteral("frameCount"), 100}}}}}},
+         QVariantList{processorEntry(QStringLiteral("VMKAudioProcessor"), QStringLiteral("a")),
+                      processorEntry(QStringLiteral("VMKAudioProcessor"), QStringLiteral("b")),
+                      processorEntry(QStringLiteral("VMKHeadAudioProcessor"), QStringLiteral("head"),
+                                     {{QStringLiteral("parameters"), QVariantMap{{QStringLiteral("frameCount"), 100}}}})}},
         {QStringLiteral("chain"), QStringList{QStringLiteral("a"), QStringLiteral("b")}},
         {QStringLiteral("connections"),
          QVariantList{QVariantMap{{QStringLiteral("source"), QStringLiteral("b")},
@@ -193,35 +197,36 @@ TEST(VMKAudioStream, BuildsProcessorsAndConnectionsFromADescription) {
 }
 
 TEST(VMKAudioStream, RefusesDescriptionsItCantBuild) {
-    VMKError error;
-    const QVariantMap unknownClass{
-        {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("NoSuchProcessor")}}}}};
-    EXPECT_FALSE(VMKAudioStream::initWithDescription(unknownClass, &error));
-    EXPECT_EQ(error.code(), VMKEngineErrorDescription);
-    EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("NoSuchProcessor")));
-
-    const QVariantMap notAProcessor{
-        {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioStream")}}}}};
-    EXPECT_FALSE(VMKAudioStream::initWithDescription(notAProcessor, &error));
-
-    const QVariantMap badLink{
-        {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("a")}}}},
-        {QStringLiteral("chain"), QStringList{QStringLiteral("a"), QStringLiteral("z")}}};
-    error = VMKError();
-    EXPECT_FALSE(VMKAudioStream::initWithDescription(badLink, &error));
-    EXPECT_EQ(error.code(), VMKEngineErrorDescription);
-
-    const QVariantMap tooManyBuses{
-        {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKAudioProcessor")},
-                                  {QStringLiteral("numberOfInputBuses"), 2}}}}};
-    error = VMKError();
-    EXPECT_FALSE(VMKAudioStream::initWithDescription(tooManyBuses, &error));
-    EXPECT_EQ(error.code(), VMKEngineErrorInvalidArgument);
+    const auto processors = [](const QVariantMap& entry) {
+        return QVariantMap{{QStringLiteral("processors"), QVariantList{entry}}};
+    };
+    QVariantMap badLink = processors(processorEntry(QStringLiteral("VMKAudioProcessor"), QStringLiteral("a")));
+    badLink.insert(QStringLiteral("chain"), QStringList{QStringLiteral("a"), QStringLiteral("z")});
+    struct Refusal {
+        const char* what;
+        QVariantMap description;
+        int code;  // 0: any error
+        QString mentioned;
+    };
+    const Refusal refusals[] = {
+        {"unknown class", processors(processorEntry(QStringLiteral("NoSuchProcessor"))), VMKEngineErrorDescription,
+         QStringLiteral("NoSuchProcessor")},
+        {"not a processor", processors(processorEntry(QStringLiteral("VMKAudioStream"))), 0, {}},
+        {"a link to a processor that isn't there", badLink, VMKEngineErrorDescription, {}},
+        {"more buses than the class has",
+         processors(processorEntry(QStringLiteral("VMKAudioProcessor"), {},
+                                   {{QStringLiteral("numberOfInputBuses"), 2}})),
+         VMKEngineErrorInvalidArgument, {}},
+    };
+    for (const Refusal& refusal : refusals) {
+        SCOPED_TRACE(refusal.what);
+        VMKError error;
+        EXPECT_FALSE(VMKAudioStream::initWithDescription(refusal.description, &error));
+        if (refusal.code) {
+            EXPECT_EQ(error.code(), refusal.code);
+        }
+        EXPECT_TRUE(error.localizedDescription().contains(refusal.mentioned)) << qPrintable(error.localizedDescription());
+    }
 }
 
 namespace {
@@ -259,9 +264,7 @@ TEST(VMKAudioStream, ADeviceHeadRunsUntilStopped) {
     auto stream = std::make_shared<VMKAudioStream>();
     auto source = std::make_shared<CountingSource>();
     auto head = std::make_shared<DeviceHead>();
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(head);
-    stream->connectProcessor(source.get(), head.get());
+    chainProcessors(*stream, {source, head});
     std::vector<bool> seen;
     auto observation = stream->observe(QStringLiteral("running"), KeyValueObservingOptionNew,
                                        [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue.toBool()); });
@@ -282,9 +285,7 @@ TEST(VMKAudioStream, StopFromAnotherThreadEndsARunToCompletion) {
     auto stream = std::make_shared<VMKAudioStream>();
     auto source = std::make_shared<CountingSource>();
     auto head = std::make_shared<VMKHeadAudioProcessor>();
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(head);
-    stream->connectProcessor(source.get(), head.get())->setMaxFrames(64);
+    chainProcessors(*stream, {source, head})->setMaxFrames(64);
     head->setFrameCount(int64_t(1) << 50);
     ASSERT_TRUE(stream->initialize());
     std::atomic<bool> finished{false};
@@ -348,11 +349,7 @@ TEST(VMKAudioStream, RemovingAProcessorFromAnInitializedStreamUninitializesItFir
     auto generator = std::make_shared<TestGenerator>(2, 48000.0, &TestGenerator::ramp);
     auto counting = std::make_shared<Counting>(&uninitialized);
     auto recorder = std::make_shared<TestRecorder>();
-    stream->addProcessorsObject(generator);
-    stream->addProcessorsObject(counting);
-    stream->addProcessorsObject(recorder);
-    stream->connectProcessor(generator.get(), counting.get());
-    stream->connectProcessor(counting.get(), recorder.get());
+    chainProcessors(*stream, {generator, counting, recorder});
     VMKError error;
     ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
     ASSERT_TRUE(counting->isInitialized());
