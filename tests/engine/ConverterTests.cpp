@@ -549,7 +549,7 @@ TEST(ConverterTiming, TheBlockSizeChangesNoFrame) {
 
 TEST(ConverterTiming, OneBadSampleIsForgottenOnceTheFilterHasPassedIt) {
     const auto tone = sine(1000.0, 48000.0, 0.5);
-    for (float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()})
+    for (float bad : kBadSamples)
         for (const Recipe& recipe : highQualityRecipes()) {
             SCOPED_TRACE(testing::Message() << recipe.name << " " << bad);
             const auto function = [&](int64_t frame, uint32_t channel) {

@@ -23,13 +23,9 @@ std::vector<std::vector<float>> run(const std::shared_ptr<VMKAudioProcessor>& pr
                                     int64_t frames, TestGenerator::Function function, int64_t block = 1024,
                                     double rate = kRate) {
     auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(channels, rate, std::move(function));
     auto head = std::make_shared<TestRecorder>();
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(processor);
-    stream->addProcessorsObject(head);
-    stream->connectProcessor(source.get(), processor.get());
-    stream->connectProcessor(processor.get(), head.get())->setMaxFrames(block);
+    chainProcessors(*stream, {std::make_shared<TestGenerator>(channels, rate, std::move(function)), processor, head})
+        ->setMaxFrames(block);
     head->setFrameCount(frames);
     VMKError error;
     EXPECT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
@@ -526,9 +522,6 @@ std::vector<std::vector<float>> expectBlockSizeBlind(const std::function<std::sh
     }
     return reference;
 }
-
-// A NaN and an infinity, the two kinds of sample that are no number.
-constexpr float kBadSamples[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()};
 
 // Frames from `from` on that are not finite.
 int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {

@@ -5,7 +5,13 @@
 #include "render/engine/VMKHeadAudioProcessor.h"
 
 #include <functional>
+#include <limits>
 #include <vector>
+
+// A NaN and an infinity: the samples that are no number, as an unstable
+// filter upstream may send them.
+inline constexpr float kBadSamples[] = {std::numeric_limits<float>::quiet_NaN(),
+                                        std::numeric_limits<float>::infinity()};
 
 // A source for tests: sample (frame, channel) of a function, at a stated rate
 // and channel count. Remembers the pulls it served.
