@@ -90,11 +90,7 @@ struct Chain {
 Chain chain(std::shared_ptr<TestGenerator> source, const ConverterPtr& converter, double outputRate) {
     Chain result;
     result.source = std::move(source);
-    for (const std::shared_ptr<VMKAudioProcessor>& p :
-         std::vector<std::shared_ptr<VMKAudioProcessor>>{result.source, converter, result.recorder})
-        result.stream->addProcessorsObject(p);
-    result.stream->connectProcessor(result.source.get(), converter.get());
-    result.stream->connectProcessor(converter.get(), result.recorder.get())->setSampleRate(outputRate);
+    chainProcessors(*result.stream, {result.source, converter, result.recorder})->setSampleRate(outputRate);
     return result;
 }
 

@@ -253,9 +253,7 @@ TEST(VMKAudioFileWriterAudioProcessor, CancellationLeavesNoFile) {
     writer->setFormat("FLAC Audio File");
     writer->setRange({0, 10});
     writer->setBaseDirectory(folder.url(QString()));
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(writer);
-    ASSERT_TRUE(stream->connectProcessor(source.get(), writer.get()));
+    ASSERT_TRUE(chainProcessors(*stream, {source, writer}));
     VMKError error;
     ASSERT_TRUE(stream->initialize(&error));
     EXPECT_FALSE(stream->start(&error));
@@ -289,9 +287,7 @@ TEST(VMKAudioFileWriterAudioProcessor, ResultHooksAndGeneratorChain) {
     writer->target = folder.url("elsewhere/result.aif");
     writer->setFormat("AIFF File");
     writer->setRange({100.0 / 22050, 2000.0 / 22050});
-    stream->addProcessorsObject(generator);
-    stream->addProcessorsObject(writer);
-    ASSERT_TRUE(stream->connectProcessor(generator.get(), writer.get()));
+    ASSERT_TRUE(chainProcessors(*stream, {generator, writer}));
     VMKError error;
     ASSERT_TRUE(stream->initialize(&error)) << error.localizedDescription().toStdString();
     ASSERT_TRUE(stream->start(&error)) << error.localizedDescription().toStdString();
@@ -318,10 +314,7 @@ TEST(VMKAudioFileAudioGenerator, PullsFileFramesWithAnOptionalFadeIn) {
         generator->setAntiClickOnStart(antiClick);
         auto recorder = std::make_shared<TestRecorder>();
         recorder->setFrameCount(2500);
-        stream->addProcessorsObject(generator);
-        stream->addProcessorsObject(recorder);
-        auto connection = stream->connectProcessor(generator.get(), recorder.get());
-        connection->setMaxFrames(100);
+        chainProcessors(*stream, {generator, recorder})->setMaxFrames(100);
         VMKError error;
         ASSERT_TRUE(stream->initialize(&error) && stream->start(&error)) << error.localizedDescription().toStdString();
         const auto& out = recorder->recorded.at(0);

@@ -90,9 +90,7 @@ URL writeWithLabels(const TestFolder& folder, const QString& format, const VMKAu
         indexes.add(qsizetype(i));
     writer->insertLabels(labels, indexes);
     writer->metadata() = metadata;
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(writer);
-    stream->connectProcessor(source.get(), writer.get());
+    chainProcessors(*stream, {source, writer});
     VMKError error;
     EXPECT_TRUE(stream->initialize(&error) && stream->start(&error)) << error.localizedDescription().toStdString();
     return writer->resultURL();

@@ -24,11 +24,7 @@ std::vector<float> run(VMKFaderAudioProcessor& fader, int64_t block, int64_t fra
     auto source = std::make_shared<TestGenerator>(2, kRate, [](int64_t, uint32_t) { return 1.0f; });
     auto head = std::make_shared<TestRecorder>();
     std::shared_ptr<VMKFaderAudioProcessor> shared(std::shared_ptr<VMKFaderAudioProcessor>{}, &fader);
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(shared);
-    stream->addProcessorsObject(head);
-    stream->connectProcessor(source.get(), &fader);
-    stream->connectProcessor(&fader, head.get())->setMaxFrames(block);
+    chainProcessors(*stream, {source, shared, head})->setMaxFrames(block);
     head->setFrameCount(frames);
     head->info().setSampleTime(startFrame);
     VMKError error;
