@@ -1,3 +1,4 @@
+#include "EngineTestSupport.h"
 #include "TestGenerator.h"
 
 #include "core/ClassInfo.h"
@@ -170,8 +171,6 @@ double amplitudeAt(const std::vector<float>& x, double frequency, double rate, s
     }
     return 2.0 * std::hypot(re, im) / windowSum;
 }
-
-double decibels(double ratio) { return 20.0 * std::log10(ratio); }
 
 // Energy-weighted centre: the sample time a symmetric pulse is centred on.
 double centreOf(const std::vector<float>& x, double around, int64_t reach) {
@@ -382,11 +381,9 @@ TEST(ConverterTiming, LinearPhaseIsSymmetricAndMinimumPhaseRingsAfter) {
 
     // Share of the energy in the first 8 frames from where the response starts.
     auto frontShare = [](const std::vector<float>& y) {
-        float peak = 0.0f;
-        for (float v : y)
-            peak = std::max(peak, std::fabs(v));
+        const float top = float(peak(y));
         size_t onset = 0;
-        while (std::fabs(y[onset]) <= peak * 1e-4f)
+        while (std::fabs(y[onset]) <= top * 1e-4f)
             ++onset;
         double front = 0.0, total = 0.0;
         for (size_t n = onset; n < y.size(); ++n)
@@ -554,9 +551,6 @@ TEST(ConverterTiming, OneBadSampleIsForgottenOnceTheFilterHasPassedIt) {
             const Conversion run = convert({recipe.make()}, {48000.0, 44100.0}, function, 44100, 1, 1024);
             ASSERT_TRUE(run.ok);
             ASSERT_EQ(run.output[0].size(), 44100u);
-            int64_t nonFinite = 0;
-            for (size_t i = 22050; i < run.output[0].size(); ++i)
-                nonFinite += std::isfinite(run.output[0][i]) ? 0 : 1;
-            EXPECT_EQ(nonFinite, 0);
+            EXPECT_EQ(nonFiniteFrames(run.output[0], 22050), 0);
         }
 }

@@ -1,3 +1,4 @@
+#include "EngineTestSupport.h"
 #include "TestGenerator.h"
 
 #include "render/engine/APLDynamicsAudioProcessor.h"
@@ -42,13 +43,6 @@ TestGenerator::Function sine(double frequency, double amplitude, double offset =
 
 float silence(int64_t, uint32_t) { return 0.0f; }
 
-double rms(const std::vector<float>& values, size_t from = 0) {
-    double sum = 0.0;
-    for (size_t i = from; i < values.size(); ++i)
-        sum += double(values[i]) * values[i];
-    return std::sqrt(sum / double(values.size() - from));
-}
-
 double mean(const std::vector<float>& values, size_t from, size_t to) {
     double sum = 0.0;
     for (size_t i = from; i < to; ++i)
@@ -72,15 +66,6 @@ double frequencyOf(const std::vector<float>& values, size_t from, size_t to) {
     }
     return crossings > 1 ? double(crossings - 1) * kRate / (last - first) : 0.0;
 }
-
-double peak(const std::vector<float>& values, size_t from) {
-    float result = 0.0f;
-    for (size_t i = from; i < values.size(); ++i)
-        result = std::max(result, std::abs(values[i]));
-    return result;
-}
-
-double decibels(double value) { return 20.0 * std::log10(value); }
 
 // Mean power of `values` at `frequency`, averaged over Hann-windowed segments
 // of 4096 (Goertzel).
@@ -496,20 +481,6 @@ TestGenerator::Function sineWithBadSample(float bad) {
     return [=](int64_t frame, uint32_t channel) { return frame == 1000 ? bad : clean(frame, channel); };
 }
 
-// The first frame where two runs differ in any channel, or -1 when they are identical.
-int64_t firstDifference(const std::vector<std::vector<float>>& a, const std::vector<std::vector<float>>& b) {
-    if (a.size() != b.size())
-        return 0;
-    for (size_t c = 0; c < a.size(); ++c) {
-        if (a[c].size() != b[c].size())
-            return 0;
-        for (size_t i = 0; i < a[c].size(); ++i)
-            if (std::memcmp(&a[c][i], &b[c][i], sizeof(float)) != 0)
-                return int64_t(i);
-    }
-    return -1;
-}
-
 // Runs `frames` of `function` through a processor from `make` in blocks of
 // 1, 7 and 256 and expects each run to match the run in blocks of 4096, bit
 // for bit. Answers the reference run.
@@ -523,13 +494,6 @@ std::vector<std::vector<float>> expectBlockSizeBlind(const std::function<std::sh
     return reference;
 }
 
-// Frames from `from` on that are not finite.
-int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
-    int64_t count = 0;
-    for (size_t i = from; i < values.size(); ++i)
-        count += std::isfinite(values[i]) ? 0 : 1;
-    return count;
-}
 } // namespace
 
 TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {

@@ -8,6 +8,7 @@
 #include <QtCore/QProcess>
 
 #include <cmath>
+#include <cstring>
 #include <random>
 
 namespace {
@@ -108,6 +109,42 @@ TestAudio readFile(const QString& path) {
     auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
     EXPECT_TRUE(reader) << error.localizedDescription().toStdString();
     return reader ? readAllFrames(*reader) : TestAudio{};
+}
+
+double rms(const std::vector<float>& values, size_t from) {
+    double sum = 0.0;
+    for (size_t i = from; i < values.size(); ++i)
+        sum += double(values[i]) * values[i];
+    return std::sqrt(sum / double(values.size() - from));
+}
+
+double peak(const std::vector<float>& values, size_t from) {
+    float result = 0.0f;
+    for (size_t i = from; i < values.size(); ++i)
+        result = std::max(result, std::abs(values[i]));
+    return result;
+}
+
+int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
+    int64_t count = 0;
+    for (size_t i = from; i < values.size(); ++i)
+        count += std::isfinite(values[i]) ? 0 : 1;
+    return count;
+}
+
+double decibels(double ratio) { return 20.0 * std::log10(ratio); }
+
+int64_t firstDifference(const TestAudio& a, const TestAudio& b) {
+    if (a.size() != b.size())
+        return 0;
+    for (size_t c = 0; c < a.size(); ++c) {
+        if (a[c].size() != b[c].size())
+            return 0;
+        for (size_t i = 0; i < a[c].size(); ++i)
+            if (std::memcmp(&a[c][i], &b[c][i], sizeof(float)) != 0)
+                return int64_t(i);
+    }
+    return -1;
 }
 
 float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset) {

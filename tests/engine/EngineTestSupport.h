@@ -38,6 +38,16 @@ TestAudio readAllFrames(VMKAudioFileReader& reader);
 // Every frame of the file at `path`; no channels (and a failure) when it can't be opened.
 TestAudio readFile(const QString& path);
 
+// Measurements of one channel, over its frames from `from` on.
+double rms(const std::vector<float>& values, size_t from = 0);
+double peak(const std::vector<float>& values, size_t from = 0);
+int64_t nonFiniteFrames(const std::vector<float>& values, size_t from = 0);
+// An amplitude ratio in dB.
+double decibels(double ratio);
+// The first frame where two recordings differ, bit for bit, in any channel;
+// 0 when their shapes differ, -1 when they are identical.
+int64_t firstDifference(const TestAudio& a, const TestAudio& b);
+
 // Largest absolute difference over all channels and frames, comparing
 // `actual` from frame `offset` of `expected` on.
 float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset = 0);

@@ -1,3 +1,4 @@
+#include "EngineTestSupport.h"
 #include "TestGenerator.h"
 
 #include "render/engine/VMKAudioStream.h"
@@ -108,7 +109,7 @@ TEST(LoudnessMeter, TruePeakFindsThePeakBetweenSamples) {
     // 1/sqrt(2) of the amplitude, the true peak is the amplitude itself.
     const double amplitude = -6.0;
     const auto quarter = sine(kRate / 4.0, amplitude, kRate, std::numbers::pi / 4.0);
-    const double samplePeak = 20.0 * std::log10(double(decibelsToAmplitude(amplitude)) / std::sqrt(2.0));
+    const double samplePeak = decibels(double(decibelsToAmplitude(amplitude)) / std::sqrt(2.0));
     auto meter = measure(2, quarter, 2 * kSecond, true);
     EXPECT_NEAR(meter->peak(), amplitude, 0.2);
     meter = measure(2, quarter, 2 * kSecond, false);
@@ -117,7 +118,7 @@ TEST(LoudnessMeter, TruePeakFindsThePeakBetweenSamples) {
     EXPECT_NEAR(measure(2, sine(1000.0, 0.0), kSecond, true)->peak(), 0.0, 0.2);
     // Peak is the largest over the channels.
     auto louder = [](int64_t frame, uint32_t channel) { return channel == 1 && frame == 100 ? -0.5f : 0.0f; };
-    EXPECT_NEAR(measure(2, louder, kSecond)->peak(), 20.0 * std::log10(0.5), 1e-6);
+    EXPECT_NEAR(measure(2, louder, kSecond)->peak(), decibels(0.5), 1e-6);
 }
 
 TEST(LoudnessMeter, LoudnessRangeOfAlternatingLevels) {
