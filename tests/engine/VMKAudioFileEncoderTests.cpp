@@ -180,51 +180,41 @@ TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
 
 // Three channels are left, right and centre, as in WAVE files: no channel
 // may be taken for a low frequency one (and cut to its lows), and Apple
-// Lossless takes them too.
-TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentre) {
+// Lossless takes them too. Four channels are a quad, as in the WAVE files
+// written here and by other tools: AAC must not label the back pair front
+// and back centre.
+TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentreAndFourAQuad) {
     TestFolder folder;
     const qint64 frames = 22050;
-    TestAudio audio(3, std::vector<float>(size_t(frames)));
+    TestAudio three(3, std::vector<float>(size_t(frames)));
     for (int c = 0; c < 3; ++c)
         for (qint64 i = 0; i < frames; ++i)
-            audio[size_t(c)][size_t(i)] = 0.4f * float(std::sin(2.0 * M_PI * (400.0 + 300.0 * c) * double(i) / 44100.0));
+            three[size_t(c)][size_t(i)] = 0.4f * float(std::sin(2.0 * M_PI * (400.0 + 300.0 * c) * double(i) / 44100.0));
+    const TestAudio four = makeSines(4, frames, 44100, 0.4f);
     struct Case {
         const char* name;
         VMKAudioFileFormat::Kind kind;
         quint32 encoding;
+        const TestAudio& audio;
+        quint32 bitrate;
+        const char* layout;
     };
-    for (const Case& c : {Case{"aac.m4a", VMKAudioFileFormat::Kind::M4A, AAC}, Case{"aac.caf", VMKAudioFileFormat::Kind::CAF, AAC},
-                          Case{"alac.m4a", VMKAudioFileFormat::Kind::M4A, ALAC}}) {
+    using Kind = VMKAudioFileFormat::Kind;
+    for (const Case& c : {Case{"aac.m4a", Kind::M4A, AAC, three, 256000, "3.0"},
+                          Case{"aac.caf", Kind::CAF, AAC, three, 256000, "3.0"},
+                          Case{"alac.m4a", Kind::M4A, ALAC, three, 256000, "3.0"},
+                          Case{"quad.wav", Kind::WAVE, PCM, four, 320000, "quad"},
+                          Case{"quad.m4a", Kind::M4A, AAC, four, 320000, "quad"},
+                          Case{"quad.caf", Kind::CAF, AAC, four, 320000, "quad"}}) {
         SCOPED_TRACE(c.name);
         VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
-        settings.bitrate = 256000;
-        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
-        ASSERT_EQ(read.size(), 3u);
-        for (size_t channel = 0; channel < 3; ++channel)
-            EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
+        settings.bitrate = c.bitrate;
+        const TestAudio read = encodeAndRead(c.audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), c.audio.size());
+        for (size_t channel = 0; channel < read.size(); ++channel)
+            EXPECT_GE(signalToNoise({c.audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
         const QString output = probe(folder.path(c.name), "stream=channel_layout");
-        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=3.0"))) << output.toStdString();
-    }
-}
-
-// Four channels are a quad, as in the WAVE files written here and by other
-// tools: AAC must not label the back pair front and back centre.
-TEST(VMKAudioFileEncoder, FourChannelAACIsAQuad) {
-    TestFolder folder;
-    const qint64 frames = 22050;
-    const TestAudio audio = makeSines(4, frames, 44100, 0.4f);
-    for (auto kind : {VMKAudioFileFormat::Kind::WAVE, VMKAudioFileFormat::Kind::M4A, VMKAudioFileFormat::Kind::CAF}) {
-        const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
-        SCOPED_TRACE(format.name.toStdString());
-        const QString path = folder.path(QStringLiteral("quad.") + format.extension());
-        VMKAudioFileEncoderSettings settings = settingsFor(kind, kind == VMKAudioFileFormat::Kind::WAVE ? PCM : AAC);
-        settings.bitrate = 320000;
-        const TestAudio read = encodeAndRead(audio, settings, path);
-        ASSERT_EQ(read.size(), 4u);
-        for (size_t channel = 0; channel < 4; ++channel)
-            EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
-        const QString output = probe(path, "stream=channel_layout");
-        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=quad"))) << output.toStdString();
+        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=") + c.layout)) << output.toStdString();
     }
 }
 
