@@ -147,14 +147,13 @@ TEST(Dither, SettingsByKeyAndTheirNames) {
 
 TEST(Dither, IsMadeByNameFromAStreamDescription) {
     GHZDitherAudioProcessor::staticClassInfo();
+    const QVariantMap parameters{{QStringLiteral("bitDepth"), 8},
+                                 {QStringLiteral("noiseShaping"), QStringLiteral("none")},
+                                 {QStringLiteral("autoBlankingEnabled"), false}};
     const QVariantMap description{
         {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("GHZDitherAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("dither")},
-                                  {QStringLiteral("parameters"),
-                                   QVariantMap{{QStringLiteral("bitDepth"), 8},
-                                               {QStringLiteral("noiseShaping"), QStringLiteral("none")},
-                                               {QStringLiteral("autoBlankingEnabled"), false}}}}}}};
+         QVariantList{processorEntry(QStringLiteral("GHZDitherAudioProcessor"), QStringLiteral("dither"),
+                                     {{QStringLiteral("parameters"), parameters}})}}};
     VMKError error;
     auto stream = VMKAudioStream::initWithDescription(description, &error);
     ASSERT_TRUE(stream) << qPrintable(error.localizedDescription());

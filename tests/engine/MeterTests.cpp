@@ -177,11 +177,9 @@ TEST(Meters, PassAudioThroughBitExactAndAreFoundByIdentifier) {
     VMKPitchDetectorAudioProcessor::staticClassInfo();
     const QVariantMap description{
         {QStringLiteral("processors"),
-         QVariantList{QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKLoudnessMeterAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("LUMeter")},
-                                  {QStringLiteral("parameters"), QVariantMap{{QStringLiteral("enableTruePeak"), true}}}},
-                      QVariantMap{{QStringLiteral("className"), QStringLiteral("VMKPitchDetectorAudioProcessor")},
-                                  {QStringLiteral("identifier"), QStringLiteral("pitchDetector")}}}},
+         QVariantList{processorEntry(QStringLiteral("VMKLoudnessMeterAudioProcessor"), QStringLiteral("LUMeter"),
+                                     {{QStringLiteral("parameters"), QVariantMap{{QStringLiteral("enableTruePeak"), true}}}}),
+                      processorEntry(QStringLiteral("VMKPitchDetectorAudioProcessor"), QStringLiteral("pitchDetector"))}},
         {QStringLiteral("chain"), QVariantList{QStringLiteral("LUMeter"), QStringLiteral("pitchDetector")}}};
     VMKError error;
     auto stream = VMKAudioStream::initWithDescription(description, &error);

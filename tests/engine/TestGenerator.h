@@ -72,6 +72,15 @@ chainProcessors(VMKAudioStream& stream, std::initializer_list<std::shared_ptr<VM
     return connection;
 }
 
+// An entry of the "processors" list of a stream description, with `more`
+// keys such as "parameters".
+inline QVariantMap processorEntry(const QString& className, const QString& identifier = {}, QVariantMap more = {}) {
+    more.insert(QStringLiteral("className"), className);
+    if (!identifier.isEmpty())
+        more.insert(QStringLiteral("identifier"), identifier);
+    return more;
+}
+
 // A head for tests that keeps every frame it pulled, channel by channel.
 class TestRecorder : public VMKHeadAudioProcessor {
 public:

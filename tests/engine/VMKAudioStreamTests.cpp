@@ -23,14 +23,6 @@ struct Chain {
         chainProcessors(*stream, {generator, middle, recorder});
     }
 };
-
-// An entry of the "processors" list of a stream description.
-QVariantMap processorEntry(const QString& className, const QString& identifier = {}, QVariantMap more = {}) {
-    more.insert(QStringLiteral("className"), className);
-    if (!identifier.isEmpty())
-        more.insert(QStringLiteral("identifier"), identifier);
-    return more;
-}
 } // namespace
 
 TEST(VMKAudioStream, RunsAPassThroughChainToCompletionInBlocks) {
