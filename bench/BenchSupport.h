@@ -3,8 +3,8 @@
 // reports times realtime.
 #pragma once
 
-#include "render/engine/VMKAudioStream.h"
-#include "render/engine/VMKHeadAudioProcessor.h"
+#include "render/engine/graph/VMKAudioStream.h"
+#include "render/engine/graph/VMKHeadAudioProcessor.h"
 
 #include <benchmark/benchmark.h>
 
@@ -13,6 +13,8 @@
 #include <initializer_list>
 #include <memory>
 #include <vector>
+
+namespace ondrel {
 
 // One sine of a table: amplitude and frequency in Hz.
 struct BenchPartial {
@@ -103,3 +105,5 @@ struct BenchChain {
         state.counters["xRealtime"] = benchmark::Counter(seconds, benchmark::Counter::kIsIterationInvariantRate);
     }
 };
+
+} // namespace ondrel

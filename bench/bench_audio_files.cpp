@@ -1,8 +1,8 @@
 // Speed of encoding and decoding audio files: ten seconds of stereo noise at
 // 48 kHz through each encoder and back through the reader, reported as times
 // realtime, beside a plain interleaving copy of the same frames.
-#include "render/engine/VMKAudioFileEncoder.h"
-#include "render/engine/VMKAudioFileReader.h"
+#include "render/engine/codecs/VMKAudioFileEncoder.h"
+#include "render/engine/files/VMKAudioFileReader.h"
 
 #include <QtCore/QTemporaryDir>
 
@@ -10,6 +10,8 @@
 
 #include <random>
 #include <vector>
+
+namespace ondrel {
 
 namespace {
 constexpr double kRate = 48000.0;
@@ -105,5 +107,7 @@ BENCHMARK_CAPTURE(Decode, FLAC16, "FLAC Audio File", 16)->Unit(benchmark::kMilli
 BENCHMARK_CAPTURE(Decode, MP3, "MP3 Audio File", 0)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Decode, Vorbis, "Ogg Vorbis Audio File", 0)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Decode, AAC, "M4A Audio File", 0)->Unit(benchmark::kMillisecond);
+
+} // namespace ondrel
 
 BENCHMARK_MAIN();

@@ -4,8 +4,8 @@
 // timed on the same file in the same run (that one includes starting the
 // process and reading and writing the files).
 #include "bench/BenchSupport.h"
-#include "render/engine/APLConverterAudioProcessor.h"
-#include "render/engine/GHZConverterAudioProcessor.h"
+#include "render/engine/effects/APLConverterAudioProcessor.h"
+#include "render/engine/effects/GHZConverterAudioProcessor.h"
 
 #include <QtCore/QTemporaryDir>
 
@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+
+namespace ondrel {
 
 namespace {
 constexpr double kInRate = 48000.0;
@@ -148,5 +150,7 @@ BENCHMARK(ConverterAppleHighQuality)->Unit(benchmark::kMillisecond)->UseRealTime
 BENCHMARK(ConverterGoodhertzLinearPhase)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ConverterGoodhertzMinimumPhase)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(SoxRateVeryHigh)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+} // namespace ondrel
 
 BENCHMARK_MAIN();

@@ -5,9 +5,9 @@
 // Times are the thread's CPU time, best of the iterations; the ratios are
 // wrapper / raw.
 
-#include "core/URL.h"
-#include "core/VMKDatabaseController.h"
-#include "core/VMKDatabaseQuery.h"
+#include "core/files/URL.h"
+#include "core/storage/VMKDatabaseController.h"
+#include "core/storage/VMKDatabaseQuery.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
@@ -24,6 +24,8 @@
 #include <vector>
 
 #include <time.h>
+
+namespace ondrel {
 
 namespace {
 
@@ -175,6 +177,10 @@ void BM_InsertRowsInOneTransaction(benchmark::State& state) {
 BENCHMARK(BM_InsertRowsInOneTransaction)->Iterations(7)->Unit(benchmark::kMillisecond);
 
 } // namespace
+
+} // namespace ondrel
+
+using namespace ondrel;
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);

@@ -1,13 +1,15 @@
 // Speed of the effect processors on 2 channels at 48 kHz, reported as times
 // realtime, beside a graph with no effect (source and head only).
 #include "bench/BenchSupport.h"
-#include "render/engine/APLDynamicsAudioProcessor.h"
-#include "render/engine/APLTimePitchAudioProcessor.h"
-#include "render/engine/APLVarispeedAudioProcessor.h"
-#include "render/engine/GHZDitherAudioProcessor.h"
-#include "render/engine/VMKRemoveDCAudioProcessor.h"
+#include "render/engine/effects/APLDynamicsAudioProcessor.h"
+#include "render/engine/effects/APLTimePitchAudioProcessor.h"
+#include "render/engine/effects/APLVarispeedAudioProcessor.h"
+#include "render/engine/effects/GHZDitherAudioProcessor.h"
+#include "render/engine/effects/VMKRemoveDCAudioProcessor.h"
 
 #include <functional>
+
+namespace ondrel {
 
 namespace {
 constexpr double kRate = 48000.0;
@@ -73,5 +75,7 @@ void TimePitch(benchmark::State& state) {
 }
 BENCHMARK(TimePitch)->Args({1, 100})->Args({1, 80})->Args({0, 100})->Unit(benchmark::kMillisecond);
 } // namespace
+
+} // namespace ondrel
 
 BENCHMARK_MAIN();

@@ -2,8 +2,10 @@
 // head at 48 kHz, reported as times realtime, beside the same arithmetic in
 // plain loops without a graph.
 #include "bench/BenchSupport.h"
-#include "render/engine/VMKFaderAudioProcessor.h"
-#include "render/engine/VMKMixerAudioProcessor.h"
+#include "render/engine/effects/VMKFaderAudioProcessor.h"
+#include "render/engine/effects/VMKMixerAudioProcessor.h"
+
+namespace ondrel {
 
 namespace {
 constexpr double kRate = 48000.0;
@@ -69,5 +71,7 @@ void PlainLoops(benchmark::State& state) {
 }
 BENCHMARK(PlainLoops)->Arg(256)->Arg(4096)->Unit(benchmark::kMillisecond);
 } // namespace
+
+} // namespace ondrel
 
 BENCHMARK_MAIN();

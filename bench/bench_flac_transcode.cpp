@@ -1,10 +1,10 @@
 // 24-bit stereo WAVE to FLAC: a reader, a file generator and a FLAC writer on
 // the engine's graph, against the reference encoder `flac -5` on the same file
 // in the same run. Both run on one thread; the ratio is what matters.
-#include "render/engine/VMKAudioFileAudioGenerator.h"
-#include "render/engine/VMKAudioFileReader.h"
-#include "render/engine/VMKAudioFileWriterAudioProcessor.h"
-#include "render/engine/VMKAudioStream.h"
+#include "render/engine/files/VMKAudioFileAudioGenerator.h"
+#include "render/engine/files/VMKAudioFileReader.h"
+#include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
+#include "render/engine/graph/VMKAudioStream.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
@@ -14,6 +14,8 @@
 
 #include <algorithm>
 #include <cstdio>
+
+namespace ondrel {
 
 namespace {
 
@@ -67,6 +69,10 @@ double bestSeconds(F&& job) {
 }
 
 } // namespace
+
+} // namespace ondrel
+
+using namespace ondrel;
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);

@@ -3,8 +3,10 @@
 // detector in blocks of 256 frames, as times realtime, beside the same graph
 // with a plain pass-through processor.
 #include "bench/BenchSupport.h"
-#include "render/engine/VMKLoudnessMeterAudioProcessor.h"
-#include "render/engine/VMKPitchDetectorAudioProcessor.h"
+#include "render/engine/meters/VMKLoudnessMeterAudioProcessor.h"
+#include "render/engine/meters/VMKPitchDetectorAudioProcessor.h"
+
+namespace ondrel {
 
 namespace {
 constexpr double kRate = 48000.0;
@@ -31,5 +33,7 @@ void PitchDetector(benchmark::State& state) {
 }
 BENCHMARK(PitchDetector)->Unit(benchmark::kMillisecond);
 } // namespace
+
+} // namespace ondrel
 
 BENCHMARK_MAIN();

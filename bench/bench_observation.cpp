@@ -1,7 +1,9 @@
 // Cost of key-value coding and change notification on the observable base.
-#include "core/Object.h"
+#include "core/objects/Object.h"
 
 #include <benchmark/benchmark.h>
+
+namespace ondrel {
 
 namespace {
 
@@ -84,5 +86,7 @@ void ValueForKey(benchmark::State& state) {
 BENCHMARK(ValueForKey);
 
 } // namespace
+
+} // namespace ondrel
 
 BENCHMARK_MAIN();

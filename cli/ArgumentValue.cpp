@@ -3,6 +3,8 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QRegularExpression>
 
+namespace ondrel {
+
 namespace {
 
 std::optional<bool> readBool(const QString& text) {
@@ -77,3 +79,5 @@ QVariant ArgumentValue::parseAs(const QString& type, const QString& text, QStrin
         *error = QStringLiteral("unknown value type '%1' (string, int, float, bool, json)").arg(type);
     return QVariant();
 }
+
+} // namespace ondrel

@@ -5,14 +5,16 @@
 #include "cli/LogCommand.h"
 #include "cli/Output.h"
 #include "cli/WorkflowCommand.h"
-#include "core/ApplicationNotifications.h"
-#include "core/NotificationCenter.h"
-#include "core/URL.h"
+#include "actions/ActionClasses.h"
+#include "render/engine/EngineClasses.h"
+#include "core/dispatch/ApplicationNotifications.h"
+#include "core/dispatch/NotificationCenter.h"
+#include "core/files/URL.h"
 #include "logging/LogController.h"
-#include "process/WorkflowController.h"
-#include "process/ApplicationDelegate.h"
-#include "process/EventLoopApplication.h"
-#include "process/QuitWhenDoneTerminationPrompt.h"
+#include "process/workflow/WorkflowController.h"
+#include "process/application/ApplicationDelegate.h"
+#include "process/application/EventLoopApplication.h"
+#include "process/application/QuitWhenDoneTerminationPrompt.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -21,6 +23,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+namespace ondrel {
 
 namespace {
 
@@ -89,6 +93,10 @@ int runCommand(int argc, char** argv) {
         return Output::Done;
     }
 
+    // Every class is findable by name before anything stored is read.
+    registerActionClasses();
+    registerEngineClasses();
+
     // Every command needs a writable home.
     VMKError error;
     if (URL::supportDirectory(&error).isEmpty()) {
@@ -147,3 +155,5 @@ int CommandLine::run(int argc, char** argv) {
     }
     return status;
 }
+
+} // namespace ondrel

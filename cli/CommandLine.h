@@ -1,3 +1,6 @@
+
+namespace ondrel {
+
 #pragma once
 
 // The `ondrel` front: global options, then one command.
@@ -5,3 +8,5 @@ class CommandLine {
 public:
     static int run(int argc, char** argv);
 };
+
+} // namespace ondrel

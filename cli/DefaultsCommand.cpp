@@ -2,7 +2,9 @@
 
 #include "cli/ArgumentValue.h"
 #include "cli/Output.h"
-#include "core/UserDefaults.h"
+#include "core/storage/UserDefaults.h"
+
+namespace ondrel {
 
 namespace {
 
@@ -84,3 +86,5 @@ QString DefaultsCommand::help() {
         "                                      bool, json) forces the reading\n"
         "  defaults delete KEY                 removes a stored default\n");
 }
+
+} // namespace ondrel

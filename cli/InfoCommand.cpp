@@ -1,14 +1,16 @@
 #include "cli/InfoCommand.h"
 
 #include "cli/Output.h"
-#include "core/URL.h"
-#include "render/engine/VMKAudioFileFormat.h"
-#include "render/engine/VMKAudioFileInfo.h"
-#include "render/engine/VMKAudioFileReader.h"
-#include "render/engine/VMKAudioLabel.h"
-#include "render/engine/VMKAudioMetadata.h"
+#include "core/files/URL.h"
+#include "render/engine/files/VMKAudioFileFormat.h"
+#include "render/engine/files/VMKAudioFileInfo.h"
+#include "render/engine/files/VMKAudioFileReader.h"
+#include "render/engine/files/VMKAudioLabel.h"
+#include "render/engine/files/VMKAudioMetadata.h"
 
 #include <cmath>
+
+namespace ondrel {
 
 namespace {
 
@@ -156,3 +158,5 @@ QString InfoCommand::help() {
     return QStringLiteral("  info FILE...                        format, encoding, channels, rate, depth, length,\n"
                           "                                      bit rate, metadata and labels of audio files\n");
 }
+
+} // namespace ondrel

@@ -2,6 +2,8 @@
 
 #include <QtCore/QStringList>
 
+namespace ondrel {
+
 // `ondrel info FILE...`: what the engine knows of audio files: format,
 // encoding, channels, rate, bit depth, frames, length, bit rate, metadata
 // and labels.
@@ -10,3 +12,5 @@ public:
     static int run(const QStringList& arguments);
     static QString help();
 };
+
+} // namespace ondrel

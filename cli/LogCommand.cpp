@@ -1,10 +1,12 @@
 #include "cli/LogCommand.h"
 
 #include "cli/Output.h"
-#include "core/VMKDatabaseQuery.h"
+#include "core/storage/VMKDatabaseQuery.h"
 #include "logging/LogController.h"
 
 #include <QtCore/QVariantMap>
+
+namespace ondrel {
 
 namespace {
 
@@ -65,3 +67,5 @@ int LogCommand::run(const QStringList& arguments) {
 QString LogCommand::help() {
     return QStringLiteral("  log [--issues]                      the log, oldest first (--issues: warnings and errors)\n");
 }
+
+} // namespace ondrel

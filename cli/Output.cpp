@@ -1,12 +1,14 @@
 #include "cli/Output.h"
 
-#include "core/Variant.h"
+#include "core/objects/Variant.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
 #include <cstdio>
+
+namespace ondrel {
 
 void Output::line(const QString& text) {
     const QByteArray bytes = text.toUtf8();
@@ -103,3 +105,5 @@ QString Output::toText(const QVariant& value) {
         return QStringLiteral("<") + QString::fromLatin1(value.toByteArray().toBase64()) + QStringLiteral(">");
     return oneLine(Variant::describe(value));
 }
+
+} // namespace ondrel

@@ -4,6 +4,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+namespace ondrel {
+
 // How `ondrel` talks: results to standard output, problems to standard error.
 class Output {
 public:
@@ -32,3 +34,5 @@ private:
     static inline bool s_json = false;
     static inline bool s_quiet = false;
 };
+
+} // namespace ondrel

@@ -1,11 +1,13 @@
 #include "cli/WorkflowCommand.h"
 
 #include "cli/Output.h"
-#include "core/Bookmark.h"
-#include "process/SaveAction.h"
-#include "process/WorkflowController.h"
+#include "core/files/Bookmark.h"
+#include "actions/save/SaveAction.h"
+#include "process/workflow/WorkflowController.h"
 
 #include <QtCore/QVariantMap>
+
+namespace ondrel {
 
 namespace {
 
@@ -34,7 +36,8 @@ QString yesNo(bool value) { return value ? QStringLiteral("yes") : QStringLitera
 int show() {
     auto controller = WorkflowController::sharedInstance();
     const auto actions = controller->actions();
-    const auto save = controller->saveAction();
+    const auto save = std::dynamic_pointer_cast<SaveAction>(controller->saveAction());
+    Q_ASSERT(save);
     const QVariant destination = destinationOf(save->destinationBookmark());
 
     if (Output::isJson()) {
@@ -96,3 +99,5 @@ QString WorkflowCommand::help() {
     return QStringLiteral("  workflow show                       the current workflow: actions in order with their\n"
                           "                                      parameters, and the save options\n");
 }
+
+} // namespace ondrel

@@ -2,6 +2,8 @@
 
 #include <QtCore/QStringList>
 
+namespace ondrel {
+
 // `ondrel workflow show`: the current workflow's actions in order with their
 // parameters, and the save options.
 class WorkflowCommand {
@@ -9,3 +11,5 @@ public:
     static int run(const QStringList& arguments);
     static QString help();
 };
+
+} // namespace ondrel

@@ -1,3 +1,3 @@
 #include "cli/CommandLine.h"
 
-int main(int argc, char** argv) { return CommandLine::run(argc, argv); }
+int main(int argc, char** argv) { return ondrel::CommandLine::run(argc, argv); }

@@ -36,18 +36,28 @@ function(ondrel_add_library name)
   set_target_properties(${name} PROPERTIES AUTOMOC OFF POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# ondrel_add_test_suite(NAME [DEPS ...]): one GoogleTest executable of every
-# source in the current folder, registered test by test with CTest.
+# ondrel_add_test_suite(NAME [REGISTER HEADER FUNCTION] [LABELS ...] [DEPS ...]):
+# one GoogleTest executable of every source in the current folder and its
+# subfolders, registered test by test with CTest. REGISTER names the class
+# registration function (and its header) the test main calls at start;
+# LABELS tag the suite's tests (asan, tsan: the sanitizer stages run them).
 function(ondrel_add_test_suite name)
-  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "REGISTER;LABELS;DEPS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   if(NOT sources)
     return()
   endif()
-  add_executable(${name} ${sources})
+  add_executable(${name} ${sources} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp)
+  if(ARG_REGISTER)
+    list(GET ARG_REGISTER 0 header)
+    list(GET ARG_REGISTER 1 function)
+    target_compile_definitions(${name} PRIVATE
+      ONDREL_TEST_REGISTRATION_HEADER="${header}" ONDREL_TEST_REGISTRATION=${function})
+  endif()
   target_compile_options(${name} PRIVATE ${ONDREL_WARNINGS})
   target_link_libraries(${name} PRIVATE ondrel_test_support ${ARG_DEPS})
   target_precompile_headers(${name} PRIVATE ${ONDREL_PCH_HEADERS} <gtest/gtest.h>)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+                       PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen"
+                                  LABELS "${name};${ARG_LABELS}")
 endfunction()

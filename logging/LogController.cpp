@@ -1,13 +1,15 @@
 #include "logging/LogController.h"
 
-#include "core/ApplicationNotifications.h"
-#include "core/DispatchQueue.h"
-#include "core/NotificationCenter.h"
-#include "core/Timer.h"
-#include "core/URL.h"
-#include "core/UserDefaults.h"
-#include "core/VMKDatabaseController.h"
-#include "core/VMKDatabaseQuery.h"
+#include "core/dispatch/ApplicationNotifications.h"
+#include "core/dispatch/DispatchQueue.h"
+#include "core/dispatch/NotificationCenter.h"
+#include "core/dispatch/Timer.h"
+#include "core/files/URL.h"
+#include "core/storage/UserDefaults.h"
+#include "core/storage/VMKDatabaseController.h"
+#include "core/storage/VMKDatabaseQuery.h"
+
+namespace ondrel {
 
 namespace {
 
@@ -195,3 +197,5 @@ void LogController::applicationWillTerminate() { write(); }
 QString LogController::lastErrorMessage() const { return m_database->lastErrorMessage(); }
 
 void LogController::clearLastErrorMessage() { m_database->clearLastErrorMessage(); }
+
+} // namespace ondrel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Object.h"
+#include "core/objects/Object.h"
 
 #include <QtCore/QString>
 
@@ -8,6 +8,8 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+
+namespace ondrel {
 
 class DispatchQueue;
 class Timer;
@@ -73,3 +75,5 @@ private:
     std::atomic<bool> m_notificationTimerWillBeScheduled{false};
     quint64 m_terminateObserver = 0;
 };
+
+} // namespace ondrel

@@ -1,5 +1,5 @@
-#include "cli/CommandLineRunner.h"
-#include "support/TestSupport.h"
+#include "tests/support/cli/CommandLineRunner.h"
+#include "tests/support/TestSupport.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -9,6 +9,8 @@
 #include <QtCore/QProcess>
 
 #include <gtest/gtest.h>
+
+namespace ondrel {
 
 TEST(CommandLine, VersionHelpAndWrongUsage) {
     TemporaryHome home;
@@ -327,3 +329,5 @@ TEST(CommandLine, StartsAndQuitsLikeTheDesktopProgram) {
     EXPECT_TRUE(QFileInfo(home.filePath(QStringLiteral("Music/Ondrel"))).isDir());
     EXPECT_TRUE(QFileInfo::exists(home.filePath(QStringLiteral("Workflow.plist"))));
 }
+
+} // namespace ondrel

@@ -1,17 +1,19 @@
 #include "logging/LogController.h"
 
-#include "core/ApplicationNotifications.h"
-#include "core/NotificationCenter.h"
-#include "core/URL.h"
-#include "core/UserDefaults.h"
-#include "core/VMKDatabaseController.h"
-#include "core/VMKDatabaseQuery.h"
-#include "support/TestSupport.h"
+#include "core/dispatch/ApplicationNotifications.h"
+#include "core/dispatch/NotificationCenter.h"
+#include "core/files/URL.h"
+#include "core/storage/UserDefaults.h"
+#include "core/storage/VMKDatabaseController.h"
+#include "core/storage/VMKDatabaseQuery.h"
+#include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
+
+namespace ondrel {
 
 namespace {
 
@@ -154,3 +156,5 @@ TEST_F(LogControllerTest, ClearDeletesWrittenRowsButPooledMessagesSurvive) {
     EXPECT_EQ(log->errorCount(), 0u);
     EXPECT_EQ(log->warningCount(), 0u);
 }
+
+} // namespace ondrel

@@ -1,8 +1,10 @@
-#include "TestSupport.h"
+#include "tests/support/TestSupport.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QThread>
+
+namespace ondrel {
 
 bool spinUntil(const std::function<bool()>& condition, int timeoutMs) {
     QDeadlineTimer deadline(timeoutMs);
@@ -33,3 +35,5 @@ TemporaryHome::~TemporaryHome() {
     else
         qunsetenv("ONDREL_HOME");
 }
+
+} // namespace ondrel

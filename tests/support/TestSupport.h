@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 
+namespace ondrel {
+
 // Runs the main queue (the Qt event loop of this thread) until `condition`
 // holds or `timeoutMs` passes; answers whether the condition held.
 bool spinUntil(const std::function<bool()>& condition, int timeoutMs = 10000);
@@ -27,3 +29,5 @@ private:
     QByteArray m_previous;
     bool m_hadPrevious;
 };
+
+} // namespace ondrel

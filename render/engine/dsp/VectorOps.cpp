@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 
+namespace ondrel {
+
 namespace dsp {
 
 namespace {
@@ -122,3 +124,5 @@ float minimum(const float* __restrict source, int64_t n) {
 }
 
 } // namespace dsp
+
+} // namespace ondrel

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace ondrel {
+
 // Vector helpers over plain float arrays, the engine's inner loops. They are
 // compiled out of line with the vectoriser on; n may be any count, and the
 // arrays of one call must not overlap unless a function says otherwise.
@@ -21,3 +23,5 @@ float maximum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, Na
 float minimum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
 
 } // namespace dsp
+
+} // namespace ondrel

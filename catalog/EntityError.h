@@ -1,0 +1,9 @@
+#pragma once
+
+#include "core/text/VMKError.h"
+
+namespace ondrel {
+
+ONDREL_ERROR_SUBCLASS(EntityError)
+
+} // namespace ondrel

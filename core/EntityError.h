@@ -1,5 +1,0 @@
-#pragma once
-
-#include "core/VMKError.h"
-
-ONDREL_ERROR_SUBCLASS(EntityError)

@@ -1,7 +1,0 @@
-#pragma once
-
-#include <QtCore/QString>
-
-// The user text of a key from the English table (resources/strings/en.strings,
-// compiled into the program). A key without a text shows itself.
-QString VMKLocalizedString(const QString& key);

@@ -1,5 +1,0 @@
-#include "process/QuitWhenDoneTerminationPrompt.h"
-
-int QuitWhenDoneTerminationPrompt::runModal(const QString&, const QString&, const QStringList&) {
-    return ThirdButton;
-}

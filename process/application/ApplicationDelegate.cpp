@@ -1,0 +1,266 @@
+#include "process/application/ApplicationDelegate.h"
+
+#include "core/values/Color.h"
+#include "core/predicates/CompoundPredicate.h"
+#include "core/storage/KeyedArchiver.h"
+#include "core/storage/KeyedUnarchiver.h"
+#include "core/files/URL.h"
+#include "core/storage/UserDefaults.h"
+#include "core/text/VMKLocalizedString.h"
+#include "logging/LogController.h"
+#include "process/interfaces/AudioOutputRouting.h"
+#include "process/interfaces/FileProcessCommandExecutor.h"
+#include "process/interfaces/ProcessControllerSource.h"
+#include "process/interfaces/TerminableApplication.h"
+#include "process/interfaces/TerminationPrompt.h"
+#include "process/workflow/WorkflowController.h"
+#include "process/interfaces/WorkflowDescriptorSink.h"
+
+#include <QtCore/QFile>
+
+#include <algorithm>
+#include <mutex>
+
+namespace ondrel {
+
+namespace {
+
+const QString kProcessingKey = QStringLiteral("processing");
+const QString kOperationCountKey = QStringLiteral("operationCount");
+const QString kWorkflowExtension = QStringLiteral("ondrelworkflow");
+const QString kAddFilesCommandClass = QStringLiteral("AddFilesFileProcessCommand");
+
+struct Components {
+    std::mutex mutex;
+    std::shared_ptr<AudioOutputRouting> routing;
+    std::shared_ptr<ProcessControllerSource> processControllers;
+    std::shared_ptr<WorkflowDescriptorSink> workflowDescriptors;
+    std::shared_ptr<FileProcessCommandExecutor> fileProcesses;
+    std::shared_ptr<TerminationPrompt> prompt;
+    std::shared_ptr<TerminableApplication> application;
+};
+
+Components& components() {
+    static auto* shared = new Components();
+    return *shared;
+}
+
+template <class T>
+std::shared_ptr<T> installed(std::shared_ptr<T> Components::*member) {
+    std::lock_guard lock(components().mutex);
+    return components().*member;
+}
+
+template <class T>
+void install(std::shared_ptr<T> Components::*member, std::shared_ptr<T> value) {
+    std::lock_guard lock(components().mutex);
+    components().*member = std::move(value);
+}
+
+bool isProcessing(const ObjectPtr& controller) {
+    return controller && controller->valueForKey(kProcessingKey).toBool();
+}
+
+void log(unsigned level, const QString& key, const QString& argument = {}) {
+    QString text = VMKLocalizedString(key);
+    if (!argument.isNull())
+        text = text.arg(argument);
+    LogController::sharedInstance()->logWithLevel(level, text);
+}
+
+} // namespace
+
+const ClassInfo& ApplicationDelegate::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<ApplicationDelegate, Object>(QStringLiteral("ApplicationDelegate"))
+                                       .property(QStringLiteral("hasRunningProcesses"),
+                                                 &ApplicationDelegate::hasRunningProcesses);
+    return info;
+}
+
+void ApplicationDelegate::setAudioOutputRouting(std::shared_ptr<AudioOutputRouting> routing) {
+    install(&Components::routing, std::move(routing));
+}
+
+void ApplicationDelegate::setProcessControllerSource(std::shared_ptr<ProcessControllerSource> source) {
+    install(&Components::processControllers, std::move(source));
+}
+
+void ApplicationDelegate::setWorkflowDescriptorSink(std::shared_ptr<WorkflowDescriptorSink> sink) {
+    install(&Components::workflowDescriptors, std::move(sink));
+}
+
+void ApplicationDelegate::setFileProcessCommandExecutor(std::shared_ptr<FileProcessCommandExecutor> executor) {
+    install(&Components::fileProcesses, std::move(executor));
+}
+
+void ApplicationDelegate::setTerminationPrompt(std::shared_ptr<TerminationPrompt> prompt) {
+    install(&Components::prompt, std::move(prompt));
+}
+
+void ApplicationDelegate::setApplication(std::shared_ptr<TerminableApplication> application) {
+    install(&Components::application, std::move(application));
+}
+
+std::shared_ptr<CompoundPredicate> ApplicationDelegate::defaultEntitiesPredicate() {
+    auto sampleRate =
+        Predicate::predicateWithFormat(QStringLiteral("sampleRate == %@"), {QVariant::fromValue(qint64(48000))});
+    return Predicate::andPredicateWithSubpredicates({std::move(sampleRate)});
+}
+
+QString ApplicationDelegate::defaultSupportEmail() {
+    return QString::fromLocal8Bit(qgetenv("EMAIL")).trimmed();
+}
+
+// MARK: - Start-up
+
+ApplicationDelegate::ApplicationDelegate() {
+    routeAudioOutputs();
+    // A folder that can't be made is no reason not to start.
+    const URL ondrelDirectory = URL::ondrelDirectory();
+    if (!ondrelDirectory.existsAsDirectory())
+        ondrelDirectory.createDirectory();
+    registerDefaults();
+}
+
+ApplicationDelegate::~ApplicationDelegate() {
+    for (const ObjectPtr& controller : {m_audioProcessController, m_fileProcessController}) {
+        if (!controller)
+            continue;
+        controller->removeObserver(this, kProcessingKey);
+        controller->removeObserver(this, kOperationCountKey);
+    }
+}
+
+void ApplicationDelegate::routeAudioOutputs() {
+    const auto routing = installed(&Components::routing);
+    if (!routing)
+        return;
+    const int channels = std::min(routing->numberOfOutputChannels(), MaximumRoutedChannels);
+    for (int channel = 0; channel < channels; ++channel)
+        routing->tieInputChannel(channel, channel);
+}
+
+void ApplicationDelegate::registerDefaults() {
+    const QByteArray predicate =
+        KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(defaultEntitiesPredicate()));
+    const QByteArray color = KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(Color::ondrelGreenColor()));
+    UserDefaults::standardUserDefaults()->registerDefaults({
+        {QStringLiteral("waveformWindowVisible"), false},
+        {QStringLiteral("timeFormat"), qint64(13)},
+        {QStringLiteral("levelFormat"), QStringLiteral("decibel")},
+        {QStringLiteral("frequencyFormat"), QStringLiteral("hz")},
+        {QStringLiteral("loudnessFormat"), QStringLiteral("LUFS")},
+        {QStringLiteral("appleScriptRecordingEnabled"), false},
+        {QStringLiteral("entitiesPredicateEnabled"), false},
+        {QStringLiteral("entitiesPredicate"), predicate},
+        {QStringLiteral("waveformColor"), color},
+        {QStringLiteral("showActivityOnRunWorkflow"), true},
+        {QStringLiteral("MIDIChannel"), qint64(0)},
+        {QStringLiteral("Support_email"), defaultSupportEmail()},
+        {QStringLiteral("confirmRunWorkflow"), true},
+        {QStringLiteral("AnalysisEnableTruePeak"), false},
+    });
+}
+
+void ApplicationDelegate::applicationWillFinishLaunching() {
+    const auto source = installed(&Components::processControllers);
+    if (!source || m_launched)
+        return;
+    m_launched = true;
+    // Asking for them is what makes both controllers, audio first.
+    m_audioProcessController = source->audioProcessController();
+    if (m_audioProcessController)
+        m_audioProcessController->addObserver(this, kProcessingKey);
+    m_fileProcessController = source->fileProcessController();
+    if (m_fileProcessController)
+        m_fileProcessController->addObserver(this, kProcessingKey);
+    // Work also ends when the queues empty out.
+    for (const ObjectPtr& controller : {m_audioProcessController, m_fileProcessController})
+        if (controller)
+            controller->addObserver(this, kOperationCountKey);
+}
+
+// MARK: - Opening files
+
+void ApplicationDelegate::openFiles(const QStringList& paths) {
+    QVariantList items;
+    for (const QString& path : paths) {
+        const URL url = URL::fileURLWithPath(path);
+        if (url.pathExtension() != kWorkflowExtension) {
+            items.append(QVariant::fromValue(url));
+            continue;
+        }
+        // A file that can't be read or unarchived adds nothing.
+        QFile file(url.path());
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        const ObjectPtr descriptor = Variant::object(KeyedUnarchiver::unarchiveObjectWithData(file.readAll()));
+        const auto sink = installed(&Components::workflowDescriptors);
+        if (descriptor && sink)
+            sink->addWorkflowDescriptorsObject(descriptor);
+    }
+    if (items.isEmpty())
+        return;
+
+    const auto executor = installed(&Components::fileProcesses);
+    const ObjectPtr command = ClassRegistry::create(kAddFilesCommandClass);
+    if (!executor || !command) {
+        log(LogController::Error, QStringLiteral("ApplicationDelegate_log_error_cannotAddFiles"),
+            QString::number(items.size()));
+        return;
+    }
+    command->setValueForKey(items, QStringLiteral("items"));
+    executor->executeFileProcessCommand(command);
+}
+
+// MARK: - Quitting
+
+bool ApplicationDelegate::hasRunningProcesses() const {
+    const auto source = installed(&Components::processControllers);
+    if (!source)
+        return false;
+    return isProcessing(source->audioProcessController()) || isProcessing(source->fileProcessController());
+}
+
+ApplicationDelegate::TerminateReply ApplicationDelegate::applicationShouldTerminate() {
+    // Always written at quitting, changed or not.
+    WorkflowController::sharedInstance()->save(true);
+    if (!hasRunningProcesses())
+        return TerminateNow;
+
+    const auto prompt = installed(&Components::prompt);
+    if (!prompt)
+        return TerminateNow;
+    const int answer = prompt->runModal(
+        VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_title")),
+        VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_message")),
+        {VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_dontQuit")),
+         VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_quitNow")),
+         VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_quitWhenDone"))});
+    switch (answer) {
+    case TerminationPrompt::FirstButton:
+        return TerminateCancel;
+    case TerminationPrompt::SecondButton:
+        return TerminateNow;
+    case TerminationPrompt::ThirdButton:
+        return hasRunningProcesses() ? TerminateLater : TerminateNow;
+    default:
+        return TerminateNow;
+    }
+}
+
+void ApplicationDelegate::applicationWillTerminate() {}
+
+// Each change of "processing" or "operationCount" with nothing running tells
+// the application to go on with a pending termination; with none pending the
+// application ignores it. Told on whichever thread ended the work.
+void ApplicationDelegate::observeValueForKeyPath(const QString& keyPath, Object*, const KeyValueChangeInfo&, void*) {
+    if (keyPath != kProcessingKey && keyPath != kOperationCountKey)
+        return;
+    if (hasRunningProcesses())
+        return;
+    if (const auto application = installed(&Components::application))
+        application->replyToApplicationShouldTerminate(true);
+}
+
+} // namespace ondrel

@@ -1,0 +1,466 @@
+#include "process/workflow/WorkflowController.h"
+
+#include "core/dispatch/ApplicationNotifications.h"
+#include "core/dispatch/DispatchQueue.h"
+#include "core/dispatch/NotificationCenter.h"
+#include "core/storage/PropertyList.h"
+#include "core/dispatch/Timer.h"
+#include "core/files/URL.h"
+#include "core/storage/UserDefaults.h"
+#include "core/text/VMKLocalizedString.h"
+#include "logging/LogController.h"
+#include "process/workflow/Action.h"
+#include "process/instructions/AudioProcessCommandGroup.h"
+#include "process/interfaces/AudioProcessCommandGroupExecutor.h"
+#include "process/interfaces/AudioProcessCommandGroupFactory.h"
+#include "process/interfaces/FileEntitySource.h"
+#include "process/interfaces/RecordableRunner.h"
+
+#include <algorithm>
+
+namespace ondrel {
+
+namespace {
+
+constexpr double kSaveInterval = 5.0;
+
+const QString kActionsKey = QStringLiteral("actions");
+const QString kSaveActionKey = QStringLiteral("saveAction");
+const QString kSaveActionClassName = QStringLiteral("SaveAction");
+const QString kClassNameKey = QStringLiteral("className");
+const QString kIdentifierKey = QStringLiteral("identifier");
+const QString kNameKey = QStringLiteral("name");
+const QString kEnabledKey = QStringLiteral("enabled");
+const QString kDisclosedKey = QStringLiteral("disclosed");
+const QString kParametersKey = QStringLiteral("parameters");
+const QString kPreparingKey = QStringLiteral("preparing");
+
+// What every action is observed for besides its parameter keys.
+const QStringList kObservedActionKeys = {kNameKey, kEnabledKey, kDisclosedKey};
+
+std::recursive_mutex& sharedMutex() {
+    static std::recursive_mutex mutex;
+    return mutex;
+}
+
+// The shared instance lives for the process (never destroyed at exit).
+std::shared_ptr<WorkflowController>& sharedPointer() {
+    static auto* shared = new std::shared_ptr<WorkflowController>();
+    return *shared;
+}
+
+std::shared_ptr<WorkflowController> currentController() {
+    std::lock_guard lock(sharedMutex());
+    return sharedPointer();
+}
+
+struct RunComponents {
+    std::mutex mutex;
+    std::shared_ptr<FileEntitySource> fileEntitySource;
+    std::shared_ptr<AudioProcessCommandGroupFactory> factory;
+    std::shared_ptr<AudioProcessCommandGroupExecutor> executor;
+    std::shared_ptr<RecordableRunner> recordableRunner;
+};
+
+RunComponents& runComponents() {
+    static auto* components = new RunComponents();
+    return *components;
+}
+
+URL workflowURL() {
+    return URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Workflow"))
+        .URLByAppendingPathExtension(QStringLiteral("plist"));
+}
+
+void registerClassDefaults() {
+    UserDefaults::standardUserDefaults()->registerDefaults(
+        {{WorkflowController::WorkflowSourceFileEntitiesKey, QStringLiteral("allFileEntities")}});
+}
+
+// The pasteboard form of an action asks whichever workflow is current.
+void installCurrentWorkflow() {
+    Action::setCurrentWorkflow(
+        [](const Action* action) -> qsizetype {
+            const auto controller = currentController();
+            return controller ? controller->indexOfObjectInActions(action) : -1;
+        },
+        [](qsizetype index) -> std::shared_ptr<Action> {
+            const auto controller = currentController();
+            return controller ? controller->objectInActionsAtIndex(index) : nullptr;
+        });
+}
+
+void log(unsigned level, const QString& text) { LogController::sharedInstance()->logWithLevel(level, text); }
+
+} // namespace
+
+const QString WorkflowController::WorkflowSourceFileEntitiesKey = QStringLiteral("WorkflowSourceFileEntitiesKey");
+
+const ClassInfo& WorkflowController::staticClassInfo() {
+    using C = WorkflowController;
+    static const ClassInfo& info = ClassInfo::define<C, Object>(QStringLiteral("WorkflowController"))
+                                       .property(kPreparingKey, &C::isPreparing)
+                                       .property(QStringLiteral("needsSave"), &C::needsSave, &C::setNeedsSave)
+                                       .property(kSaveActionKey, &C::saveAction)
+                                       .property(kActionsKey, &C::actions);
+    return info;
+}
+
+std::shared_ptr<WorkflowController> WorkflowController::sharedInstance() {
+    std::lock_guard lock(sharedMutex());
+    auto& shared = sharedPointer();
+    if (!shared) {
+        registerClassDefaults();
+        installCurrentWorkflow();
+        // Stored before init runs: whatever init calls may ask for it again.
+        shared = std::make_shared<WorkflowController>();
+        shared->init();
+    }
+    return shared;
+}
+
+void WorkflowController::resetSharedInstance() {
+    std::shared_ptr<WorkflowController> old;
+    {
+        std::lock_guard lock(sharedMutex());
+        old = std::move(sharedPointer());
+    }
+}
+
+void WorkflowController::setFileEntitySource(std::shared_ptr<FileEntitySource> source) {
+    std::lock_guard lock(runComponents().mutex);
+    runComponents().fileEntitySource = std::move(source);
+}
+
+void WorkflowController::setAudioProcessCommandGroupFactory(std::shared_ptr<AudioProcessCommandGroupFactory> factory) {
+    std::lock_guard lock(runComponents().mutex);
+    runComponents().factory = std::move(factory);
+}
+
+void WorkflowController::setRecordableRunner(std::shared_ptr<RecordableRunner> runner) {
+    std::lock_guard lock(runComponents().mutex);
+    runComponents().recordableRunner = std::move(runner);
+}
+
+void WorkflowController::setAudioProcessCommandGroupExecutor(
+    std::shared_ptr<AudioProcessCommandGroupExecutor> executor) {
+    std::lock_guard lock(runComponents().mutex);
+    runComponents().executor = std::move(executor);
+}
+
+std::shared_ptr<AudioProcessCommandGroupExecutor> WorkflowController::audioProcessCommandGroupExecutor() {
+    std::lock_guard lock(runComponents().mutex);
+    return runComponents().executor;
+}
+
+WorkflowController::WorkflowController() = default;
+
+WorkflowController::~WorkflowController() {
+    if (m_saveTimer)
+        m_saveTimer->invalidate();
+    if (m_terminateObserver)
+        NotificationCenter::defaultCenter().removeObserver(m_terminateObserver);
+    for (const auto& action : m_actions)
+        endObservingAction(action.get());
+    if (m_saveAction)
+        for (const QString& key : m_saveAction->parameterKeys())
+            m_saveAction->removeObserver(this, key);
+}
+
+bool WorkflowController::isSaveAction(const Action& action) {
+    return action.classInfo().isSubclassOf(kSaveActionClassName);
+}
+
+void WorkflowController::init() {
+    if (const ClassInfo* info = ClassRegistry::classNamed(kSaveActionClassName))
+        m_saveAction = std::dynamic_pointer_cast<Action>(info->create());
+    Q_ASSERT_X(m_saveAction, "WorkflowController", "SaveAction must be registered before the workflow is read");
+
+    const QVariant stored = PropertyList::readFromFile(workflowURL().path());
+    const QVariantMap workflow = Variant::isDictionary(stored) ? stored.toMap() : QVariantMap();
+
+    for (const QVariant& element : workflow.value(kActionsKey).toList()) {
+        if (!Variant::isDictionary(element))
+            continue;
+        const QVariantMap description = element.toMap();
+        const QString className = description.value(kClassNameKey).toString();
+        const ClassInfo* info = ClassRegistry::classNamed(className);
+        std::shared_ptr<Action> action;
+        if (info && info->isSubclassOf(Action::staticClassInfo()))
+            action = std::dynamic_pointer_cast<Action>(info->create());
+        if (!action) {
+            log(LogController::Warning, VMKLocalizedString(QStringLiteral("WorkflowController_log_warning_missing"))
+                                            .arg(className));
+            continue;
+        }
+        action->setIdentifier(fromVariant<std::optional<QString>>(description.value(kIdentifierKey)));
+        action->setName(fromVariant<std::optional<QString>>(description.value(kNameKey)));
+        if (description.contains(kEnabledKey))
+            action->setEnabled(description.value(kEnabledKey).toBool());
+        if (description.contains(kDisclosedKey))
+            action->setDisclosed(description.value(kDisclosedKey).toBool());
+        action->setParameterValues(description.value(kParametersKey).toMap());
+        beginObservingAction(action.get());
+        std::lock_guard lock(m_actionsMutex);
+        m_actions.push_back(std::move(action));
+    }
+
+    if (m_saveAction) {
+        m_saveAction->setParameterValues(workflow.value(kSaveActionKey).toMap());
+        for (const QString& key : m_saveAction->parameterKeys())
+            m_saveAction->addObserver(this, key);
+    } else {
+        m_unreadSaveAction = workflow.value(kSaveActionKey).toMap();
+    }
+
+    std::weak_ptr<WorkflowController> weak = std::static_pointer_cast<WorkflowController>(shared_from_this());
+    m_saveTimer = Timer::scheduledTimer(kSaveInterval, true, [weak] {
+        if (auto self = weak.lock())
+            self->save();
+    });
+    m_terminateObserver = NotificationCenter::defaultCenter().addObserver(
+        ApplicationWillTerminateNotification, nullptr, [weak](const Notification&) {
+            if (auto self = weak.lock())
+                self->save(true);
+        });
+}
+
+// MARK: - Actions
+
+std::vector<std::shared_ptr<Action>> WorkflowController::actions() const {
+    std::lock_guard lock(m_actionsMutex);
+    return m_actions;
+}
+
+qsizetype WorkflowController::countOfActions() const {
+    std::lock_guard lock(m_actionsMutex);
+    return qsizetype(m_actions.size());
+}
+
+std::shared_ptr<Action> WorkflowController::objectInActionsAtIndex(qsizetype index) const {
+    std::lock_guard lock(m_actionsMutex);
+    return index >= 0 && index < qsizetype(m_actions.size()) ? m_actions[size_t(index)] : nullptr;
+}
+
+std::vector<std::shared_ptr<Action>> WorkflowController::actionsAtIndexes(const IndexSet& indexes) const {
+    std::lock_guard lock(m_actionsMutex);
+    std::vector<std::shared_ptr<Action>> result;
+    for (qsizetype index : indexes)
+        if (index >= 0 && index < qsizetype(m_actions.size()))
+            result.push_back(m_actions[size_t(index)]);
+    return result;
+}
+
+qsizetype WorkflowController::indexOfObjectInActions(const Action* action) const {
+    std::lock_guard lock(m_actionsMutex);
+    const auto it = std::find_if(m_actions.begin(), m_actions.end(),
+                                 [action](const std::shared_ptr<Action>& a) { return a.get() == action; });
+    return it == m_actions.end() ? -1 : qsizetype(it - m_actions.begin());
+}
+
+void WorkflowController::insertObjectInActionsAtIndex(std::shared_ptr<Action> action, qsizetype index) {
+    if (!action)
+        return;
+    const qsizetype count = countOfActions();
+    insertActionsAtIndexes({std::move(action)}, IndexSet(std::clamp<qsizetype>(index, 0, count)));
+}
+
+void WorkflowController::insertActionsAtIndexes(const std::vector<std::shared_ptr<Action>>& actions,
+                                                const IndexSet& indexes) {
+    // Pair each non-null action with its index; indexes beyond the end append.
+    std::vector<std::shared_ptr<Action>> inserted;
+    IndexSet placed;
+    qsizetype count = countOfActions();
+    auto it = indexes.begin();
+    for (const auto& action : actions) {
+        if (it == indexes.end())
+            break;
+        const qsizetype index = *it++;
+        if (!action || index < 0)
+            continue;
+        const qsizetype at = std::min(index, count);
+        if (placed.contains(at))
+            continue;
+        placed.add(at);
+        inserted.push_back(action);
+        ++count;
+    }
+    if (inserted.empty())
+        return;
+
+    for (const auto& action : inserted)
+        beginObservingAction(action.get());
+    willChange(KeyValueChange::Insertion, placed, kActionsKey);
+    {
+        std::lock_guard lock(m_actionsMutex);
+        size_t i = 0;
+        for (qsizetype index : placed)
+            m_actions.insert(m_actions.begin() + std::min(index, qsizetype(m_actions.size())), inserted[i++]);
+    }
+    setNeedsSave(true);
+    didChange(KeyValueChange::Insertion, placed, kActionsKey);
+}
+
+void WorkflowController::removeObjectFromActionsAtIndex(qsizetype index) { removeActionsAtIndexes(IndexSet(index)); }
+
+void WorkflowController::removeActionsAtIndexes(const IndexSet& indexes) {
+    IndexSet valid;
+    const qsizetype count = countOfActions();
+    for (qsizetype index : indexes)
+        if (index >= 0 && index < count)
+            valid.add(index);
+    if (valid.isEmpty())
+        return;
+
+    const auto removed = actionsAtIndexes(valid);
+    for (const auto& action : removed)
+        endObservingAction(action.get());
+    willChange(KeyValueChange::Removal, valid, kActionsKey);
+    {
+        std::lock_guard lock(m_actionsMutex);
+        for (auto it = valid.indexes().rbegin(); it != valid.indexes().rend(); ++it)
+            m_actions.erase(m_actions.begin() + *it);
+    }
+    setNeedsSave(true);
+    didChange(KeyValueChange::Removal, valid, kActionsKey);
+}
+
+void WorkflowController::beginObservingAction(Action* action) {
+    for (const QString& key : kObservedActionKeys)
+        action->addObserver(this, key);
+    for (const QString& key : action->parameterKeys())
+        action->addObserver(this, key);
+}
+
+void WorkflowController::endObservingAction(Action* action) {
+    for (const QString& key : action->parameterKeys())
+        action->removeObserver(this, key);
+    for (const QString& key : kObservedActionKeys)
+        action->removeObserver(this, key);
+}
+
+void WorkflowController::observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) {
+    setNeedsSave(true);
+}
+
+// MARK: - Saving
+
+QVariantMap WorkflowController::propertyList() const {
+    QVariantList actionList;
+    for (const auto& action : actions()) {
+        QVariantMap description{{kClassNameKey, action->className()},
+                                {kEnabledKey, action->isEnabled()},
+                                {kDisclosedKey, action->isDisclosed()},
+                                {kParametersKey, action->parameterValues()}};
+        if (const auto identifier = action->identifier())
+            description.insert(kIdentifierKey, *identifier);
+        if (const auto name = action->name())
+            description.insert(kNameKey, *name);
+        actionList.append(description);
+    }
+    return {{kActionsKey, actionList},
+            {kSaveActionKey, m_saveAction ? m_saveAction->parameterValues() : m_unreadSaveAction}};
+}
+
+void WorkflowController::save(bool force) {
+    // Cleared first, so that a change made while writing is written next time.
+    if (!m_needsSave.exchange(false) && !force)
+        return;
+    PropertyList::writeToFile(propertyList(), workflowURL().path());
+}
+
+// MARK: - Running
+
+void WorkflowController::setPreparing(bool preparing) {
+    willChangeValueForKey(kPreparingKey);
+    m_preparing.store(preparing);
+    didChangeValueForKey(kPreparingKey);
+}
+
+void WorkflowController::run(bool rehearse) {
+    if (isPreparing())
+        return;
+    setPreparing(true);
+    auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
+    DispatchQueue::global().async([self, rehearse] { self->compile(rehearse); });
+}
+
+void WorkflowController::compile(bool rehearse) {
+    std::shared_ptr<FileEntitySource> source;
+    std::shared_ptr<AudioProcessCommandGroupFactory> factory;
+    std::shared_ptr<RecordableRunner> recordableRunner;
+    {
+        std::lock_guard lock(runComponents().mutex);
+        source = runComponents().fileEntitySource;
+        factory = runComponents().factory;
+        recordableRunner = runComponents().recordableRunner;
+    }
+    auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
+    if (!factory) {
+        log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noCompiler")));
+        dispatchMain([self] { self->setPreparing(false); });
+        return;
+    }
+
+    std::vector<std::shared_ptr<AudioProcessCommandGroup>> groups;
+    const QString listKey = UserDefaults::standardUserDefaults()->stringForKey(WorkflowSourceFileEntitiesKey);
+    const std::vector<std::shared_ptr<FileEntity>> entities =
+        source ? source->fileEntitiesForKey(listKey) : std::vector<std::shared_ptr<FileEntity>>();
+    const std::vector<std::shared_ptr<Action>> workflow = actions();
+
+    auto isSave = [](const std::shared_ptr<Action>& action) { return isSaveAction(*action); };
+    auto addGroup = [&](const std::vector<std::shared_ptr<Action>>& taking, const std::shared_ptr<Action>& save) {
+        if (auto group = factory->initWithEntities(entities, taking, save)) {
+            group->setRehearse(rehearse);
+            groups.push_back(std::move(group));
+        }
+    };
+
+    // The whole workflow, written by the workflow's own save action.
+    std::vector<std::shared_ptr<Action>> taking;
+    for (const auto& action : workflow)
+        if (action->isEnabled() && !isSave(action))
+            taking.push_back(action);
+    addGroup(taking, m_saveAction);
+
+    // Each save action in the list, enabled or not, writes the audio as the
+    // enabled actions before it leave it, from the original sources.
+    for (size_t i = 0; i < workflow.size(); ++i) {
+        const auto& save = workflow[i];
+        if (!isSave(save))
+            continue;
+        taking.clear();
+        for (size_t j = 0; j < i; ++j)
+            if (workflow[j]->isEnabled() && !isSave(workflow[j]))
+                taking.push_back(workflow[j]);
+        addGroup(taking, save);
+    }
+
+    if (recordableRunner && UserDefaults::standardUserDefaults()->boolForKey(QStringLiteral("appleScriptRecordingEnabled"))) {
+        VMKError error;
+        if (!recordableRunner->runAudioProcessCommandGroupsAsScript(groups, &error))
+            log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_runFailed"))
+                                          .arg(error.localizedDescription()));
+        dispatchMain([self] { self->setPreparing(false); });
+        return;
+    }
+
+    dispatchMain([groups = std::move(groups)] {
+        std::shared_ptr<AudioProcessCommandGroupExecutor> executor;
+        {
+            std::lock_guard lock(runComponents().mutex);
+            executor = runComponents().executor;
+        }
+        if (!executor) {
+            if (!groups.empty())
+                log(LogController::Error,
+                    VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noAudioProcessController")));
+            return;
+        }
+        for (const auto& group : groups)
+            executor->executeAudioProcessCommandGroup(group);
+    });
+    dispatchMain([self] { self->setPreparing(false); });
+}
+
+} // namespace ondrel

@@ -1,0 +1,24 @@
+#include "render/engine/graph/VMKAudioConnection.h"
+
+#include "render/engine/graph/VMKAudioBufferList.h"
+#include "render/engine/graph/VMKAudioBus.h"
+
+namespace ondrel {
+
+VMKAudioConnection::~VMKAudioConnection() = default;
+
+void VMKAudioConnection::conformToConnection(const VMKAudioConnection& other) {
+    m_numberOfChannels = other.m_numberOfChannels;
+    m_sampleRate = other.m_sampleRate;
+    m_maxFrames = other.m_maxFrames;
+}
+
+bool VMKAudioConnection::render(VMKAudioBufferList& destination, const VMKAudioStreamRenderInfo& info) {
+    if (!m_inputBus) {
+        destination.clear();
+        return false;
+    }
+    return m_inputBus->render(destination, info);
+}
+
+} // namespace ondrel

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "render/engine/graph/VMKAudioProcessor.h"
+
+#include <atomic>
+#include <vector>
+
+struct _aubio_pitch_t;
+
+namespace ondrel {
+
+// Follows the pitch of the audio that passes through it, unchanged. The
+// channels are mixed to mono and looked at in hops of kHopFrames frames over
+// a window long enough for the lowest notes (2048 frames up to 48 kHz, longer
+// at higher rates). After each pull, `semitone` is the note number (MIDI,
+// 0 to 127, fractional) heard in the last full hop, and `power` is that hop's
+// mean square level when a clear pitch was found there, else 0 (silence under
+// -70 dBFS and noise have none). A pull shorter than a hop keeps the last
+// values until the hop fills up.
+class VMKPitchDetectorAudioProcessor : public VMKAudioProcessor {
+    ONDREL_OBJECT(VMKPitchDetectorAudioProcessor, VMKAudioProcessor)
+
+public:
+    static constexpr uint32_t kHopFrames = 256;
+
+    VMKPitchDetectorAudioProcessor();
+    ~VMKPitchDetectorAudioProcessor() override;
+
+    float semitone() const { return m_semitone.load(std::memory_order_relaxed); }
+    float power() const { return m_power.load(std::memory_order_relaxed); }
+
+    bool initializeForRender(VMKError* error = nullptr) override;
+    bool uninitialize(VMKError* error = nullptr) override;
+    bool render(VMKAudioBufferList& destination, VMKAudioBus& bus, const VMKAudioStreamRenderInfo& info) override;
+
+private:
+    void destroyDetector();
+    void detect();
+
+    _aubio_pitch_t* m_detector = nullptr;
+    std::vector<float> m_hop;  // the mono mix being gathered
+    uint32_t m_hopFill = 0;
+    std::atomic<float> m_semitone{0.0f};
+    std::atomic<float> m_power{0.0f};
+};
+
+} // namespace ondrel

@@ -1,0 +1,630 @@
+#include "core/objects/Object.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+namespace ondrel {
+
+namespace {
+
+// A small model: a Track has a name, a gain, an optional Take and a list of labels.
+class Take : public Object {
+    ONDREL_OBJECT(Take, Object)
+public:
+    QString name() const { return m_name; }
+    void setName(const QString& name) { setAndNotify("name", m_name, name); }
+
+private:
+    QString m_name;
+};
+
+class Track : public Object {
+    ONDREL_OBJECT(Track, Object)
+public:
+    QString name() const { return m_name; }
+    void setName(const QString& name) { setAndNotify("name", m_name, name); }
+    double gain() const { return m_gain; }
+    void setGain(double gain) { setAndNotify("gain", m_gain, gain); }
+    std::optional<int> channels() const { return m_channels; }
+    void setChannels(std::optional<int> channels) { setAndNotify("channels", m_channels, channels); }
+    std::shared_ptr<Take> take() const { return m_take; }
+    void setTake(std::shared_ptr<Take> take) { setAndNotify("take", m_take, std::move(take)); }
+    std::shared_ptr<Track> next() const { return m_next; }
+    void setNext(std::shared_ptr<Track> next) { setAndNotify("next", m_next, std::move(next)); }
+
+    std::vector<QString> labels() const { return m_labels; }
+    void insertObjectInLabelsAtIndex(const QString& label, qsizetype i) { insertAndNotify("labels", m_labels, label, i); }
+    void removeObjectFromLabelsAtIndex(qsizetype index) { removeAndNotify("labels", m_labels, index); }
+    void replaceObjectInLabelsAtIndex(qsizetype i, const QString& label) { replaceAndNotify("labels", m_labels, i, label); }
+
+    QVariantMap extra;
+    QVariant valueForUndefinedKey(const QString& key) const override { return extra.value(key); }
+    void setValueForUndefinedKey(const QVariant& value, const QString& key) override { extra.insert(key, value); }
+
+private:
+    QString m_name;
+    double m_gain = 0.0;
+    std::optional<int> m_channels;
+    std::shared_ptr<Take> m_take;
+    std::shared_ptr<Track> m_next;
+    std::vector<QString> m_labels;
+};
+
+const ClassInfo& Take::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<Take, Object>("Take").property("name", &Take::name, &Take::setName);
+    return info;
+}
+
+const ClassInfo& Track::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<Track, Object>("Track")
+                                       .property("name", &Track::name, &Track::setName)
+                                       .property("gain", &Track::gain, &Track::setGain)
+                                       .property("channels", &Track::channels, &Track::setChannels)
+                                       .property("take", &Track::take, &Track::setTake)
+                                       .property("next", &Track::next, &Track::setNext)
+                                       .property("labels", &Track::labels);
+    return info;
+}
+
+struct Recorder : Observer {
+    struct Call {
+        QString keyPath;
+        Object* object;
+        KeyValueChangeInfo change;
+        void* context;
+    };
+    std::vector<Call> calls;
+    void observeValueForKeyPath(const QString& keyPath, Object* object, const KeyValueChangeInfo& change,
+                                void* context) override {
+        calls.push_back({keyPath, object, change, context});
+    }
+};
+
+constexpr int kNewOld = KeyValueObservingOptionNew | KeyValueObservingOptionOld;
+
+} // namespace
+
+TEST(ObjectKeyValueCoding, PropertiesUndefinedKeysAndOptionals) {
+    auto track = std::make_shared<Track>();
+    track->setValueForKey("Drums", "name");
+    track->setValueForKey(-6.5, "gain");
+    EXPECT_EQ(track->name(), "Drums");
+    EXPECT_DOUBLE_EQ(track->valueForKey("gain").toDouble(), -6.5);
+    EXPECT_EQ(track->valueForKey("className").toString(), "Track");
+
+    // An absent optional is absent, not 0; 0 is a value.
+    EXPECT_FALSE(track->valueForKey("channels").isValid());
+    track->setValueForKey(0, "channels");
+    ASSERT_TRUE(track->channels().has_value());
+    EXPECT_EQ(*track->channels(), 0);
+    track->setValueForKey(QVariant(), "channels");
+    EXPECT_FALSE(track->channels().has_value());
+
+    // Unknown keys go to the undefined-key hooks, and read-only keys ignore sets.
+    track->setValueForKey("x", "artist");
+    EXPECT_EQ(track->valueForKey("artist").toString(), "x");
+    track->setValueForKey(QVariantList{"a"}, "labels");
+    EXPECT_TRUE(track->labels().empty());
+
+    // A plain object ignores unknown keys silently.
+    auto take = std::make_shared<Take>();
+    take->setValueForKey(1, "nothing");
+    EXPECT_FALSE(take->valueForKey("nothing").isValid());
+}
+
+TEST(ObjectKeyValueCoding, KeyPathsAndAggregates) {
+    auto track = std::make_shared<Track>();
+    auto take = std::make_shared<Take>();
+    take->setName("T1");
+    track->setTake(take);
+    EXPECT_EQ(track->valueForKeyPath("take.name").toString(), "T1");
+    track->setValueForKeyPath("T2", "take.name");
+    EXPECT_EQ(take->name(), "T2");
+    EXPECT_FALSE(track->valueForKeyPath("next.take.name").isValid());
+
+    QVariantList tracks;
+    for (double gain : {-3.0, 2.5, -12.0}) {
+        auto t = std::make_shared<Track>();
+        t->setGain(gain);
+        tracks << toVariant(t);
+    }
+    tracks << QVariantMap{{"gain", 1.0}};
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@max.gain").toDouble(), 2.5);
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@min.gain").toDouble(), -12.0);
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@sum.gain").toDouble(), -11.5);
+    EXPECT_DOUBLE_EQ(Object::valueForKeyPath(tracks, "@avg.gain").toDouble(), -11.5 / 4);
+    EXPECT_EQ(Object::valueForKeyPath(tracks, "@count").toInt(), 4);
+    EXPECT_FALSE(Object::valueForKeyPath(QVariantList(), "@max.gain").isValid());
+    const QVariantList gains = Object::valueForKey(QVariant(tracks), "gain").toList();
+    ASSERT_EQ(gains.size(), 4);
+    EXPECT_DOUBLE_EQ(gains[3].toDouble(), 1.0);
+}
+
+TEST(ObjectObservation, SettingReportsOldAndNewWithContext) {
+    auto track = std::make_shared<Track>();
+    Recorder recorder;
+    int context = 0;
+    track->addObserver(&recorder, "gain", kNewOld, &context);
+    track->setGain(3.0);
+    track->setName("not observed");
+    ASSERT_EQ(recorder.calls.size(), 1u);
+    const auto& call = recorder.calls[0];
+    EXPECT_EQ(call.keyPath, "gain");
+    EXPECT_EQ(call.object, track.get());
+    EXPECT_EQ(call.context, &context);
+    EXPECT_EQ(call.change.kind, KeyValueChange::Setting);
+    EXPECT_DOUBLE_EQ(call.change.oldValue.toDouble(), 0.0);
+    EXPECT_DOUBLE_EQ(call.change.newValue.toDouble(), 3.0);
+
+    track->removeObserver(&recorder, "gain", &context);
+    track->setGain(4.0);
+    EXPECT_EQ(recorder.calls.size(), 1u);
+}
+
+TEST(ObjectObservation, PriorAndInitialOptions) {
+    auto track = std::make_shared<Track>();
+    track->setGain(1.0);
+    Recorder recorder;
+    track->addObserver(&recorder, "gain",
+                       KeyValueObservingOptionInitial | KeyValueObservingOptionPrior | kNewOld);
+    ASSERT_EQ(recorder.calls.size(), 1u);  // initial
+    EXPECT_DOUBLE_EQ(recorder.calls[0].change.newValue.toDouble(), 1.0);
+    track->setGain(2.0);
+    ASSERT_EQ(recorder.calls.size(), 3u);
+    EXPECT_TRUE(recorder.calls[1].change.isPrior);
+    EXPECT_DOUBLE_EQ(recorder.calls[1].change.oldValue.toDouble(), 1.0);
+    EXPECT_FALSE(recorder.calls[2].change.isPrior);
+    EXPECT_DOUBLE_EQ(recorder.calls[2].change.newValue.toDouble(), 2.0);
+    track->removeObserver(&recorder, "gain");
+}
+
+TEST(ObjectObservation, KeyPathFollowsReplacedIntermediateObjects) {
+    auto makeTake = [](const char* name) {
+        auto take = std::make_shared<Take>();
+        take->setName(name);
+        return take;
+    };
+    auto head = std::make_shared<Track>(), middle = std::make_shared<Track>();
+    auto firstTake = makeTake("one");
+    middle->setTake(firstTake);
+    head->setNext(middle);
+    Recorder recorder;
+    head->addObserver(&recorder, "next.take.name", kNewOld);
+    // The number of calls so far, and the old and new value of the last one.
+    auto expectCalls = [&](size_t count, const char* oldName, const char* newName) {
+        ASSERT_EQ(recorder.calls.size(), count);
+        EXPECT_EQ(recorder.calls.back().change.oldValue.toString(), oldName);
+        EXPECT_EQ(recorder.calls.back().change.newValue.toString(), newName);
+    };
+
+    firstTake->setName("uno");  // the leaf changes
+    expectCalls(1, "one", "uno");
+    EXPECT_EQ(recorder.calls[0].keyPath, "next.take.name");
+    EXPECT_EQ(recorder.calls[0].object, head.get());
+
+    // Replace the last intermediate: reported, and the old take is no longer watched.
+    auto secondTake = makeTake("two");
+    middle->setTake(secondTake);
+    expectCalls(2, "uno", "two");
+    firstTake->setName("ignored");
+    secondTake->setName("dos");
+    expectCalls(3, "two", "dos");
+
+    // Replace the first intermediate with a new chain, then with nothing.
+    auto otherMiddle = std::make_shared<Track>();
+    auto thirdTake = makeTake("three");
+    otherMiddle->setTake(thirdTake);
+    head->setNext(otherMiddle);
+    expectCalls(4, "dos", "three");
+    secondTake->setName("ignored too");
+    middle->setTake(nullptr);
+    thirdTake->setName("tres");
+    expectCalls(5, "three", "tres");
+    head->setNext(nullptr);
+    expectCalls(6, "tres", "");
+    EXPECT_FALSE(recorder.calls.back().change.newValue.isValid());
+    thirdTake->setName("gone");
+    head->removeObserver(&recorder, "next.take.name");
+    head->setNext(otherMiddle);
+    EXPECT_EQ(recorder.calls.size(), 6u);
+}
+
+TEST(ObjectObservation, CollectionChangesCarryKindIndexesAndElements) {
+    auto track = std::make_shared<Track>();
+    Recorder recorder;
+    track->addObserver(&recorder, "labels", kNewOld);
+    track->insertObjectInLabelsAtIndex("a", 0);
+    track->insertObjectInLabelsAtIndex("c", 1);
+    track->insertObjectInLabelsAtIndex("b", 1);
+    track->replaceObjectInLabelsAtIndex(2, "C");
+    track->removeObjectFromLabelsAtIndex(0);
+    EXPECT_EQ(track->labels(), (std::vector<QString>{"b", "C"}));
+    track->removeObserver(&recorder, "labels");
+
+    struct Expected {
+        KeyValueChange kind;
+        qsizetype index;
+        QVariant oldValue, newValue;  // lists of one element, or nothing
+    };
+    const Expected expected[] = {
+        {KeyValueChange::Insertion, 0, {}, QVariantList{"a"}},
+        {KeyValueChange::Insertion, 1, {}, QVariantList{"c"}},
+        {KeyValueChange::Insertion, 1, {}, QVariantList{"b"}},
+        {KeyValueChange::Replacement, 2, QVariantList{"c"}, QVariantList{"C"}},
+        {KeyValueChange::Removal, 0, QVariantList{"a"}, {}},
+    };
+    ASSERT_EQ(recorder.calls.size(), std::size(expected));
+    for (size_t i = 0; i < std::size(expected); ++i) {
+        SCOPED_TRACE(i);
+        const KeyValueChangeInfo& change = recorder.calls[i].change;
+        EXPECT_EQ(change.kind, expected[i].kind);
+        EXPECT_EQ(change.indexes, IndexSet(expected[i].index));
+        EXPECT_EQ(change.oldValue, expected[i].oldValue);
+        EXPECT_EQ(change.newValue, expected[i].newValue);
+    }
+}
+
+TEST(ObjectObservation, NestedChangesAndObserversThatChangeWhatTheyObserve) {
+    auto track = std::make_shared<Track>();
+    std::vector<QString> seen;
+    auto nameHandle = track->observe("name", KeyValueObservingOptionNew,
+                                     [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue.toString()); });
+    // Reacting to gain by setting the name nests one change inside another.
+    auto gainHandle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) {
+        track->setName(QString("gain is %1").arg(track->gain()));
+    });
+    track->setGain(2.0);
+    track->setGain(3.0);
+    EXPECT_EQ(seen, (std::vector<QString>{"gain is 2", "gain is 3"}));
+
+    // A dropped handle stops the observation.
+    nameHandle.reset();
+    track->setName("quiet");
+    EXPECT_EQ(seen.size(), 2u);
+}
+
+TEST(ObjectObservation, ObserversAddedAndRemovedWhileAnotherThreadChangesTheKey) {
+    auto track = std::make_shared<Track>();
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        double g = 0.0;
+        while (!stop.load()) {
+            track->setGain(g += 1.0);
+            changes.fetch_add(1);
+        }
+    });
+
+    struct Counting : Observer {
+        std::atomic<int> calls{0};
+        std::atomic<bool> removed{false};
+        std::atomic<int> callsAfterRemoval{0};
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo& change, void*) override {
+            if (removed.load())
+                callsAfterRemoval.fetch_add(1);
+            calls.fetch_add(1);
+            EXPECT_TRUE(change.newValue.isValid());
+        }
+    };
+
+    // Wait until the writer runs, so that registrations overlap its changes.
+    while (changes.load() < 100)
+        std::this_thread::yield();
+    int totalCalls = 0;
+    for (int round = 0; round < 300; ++round) {
+        auto observer = std::make_unique<Counting>();
+        track->addObserver(observer.get(), "gain", KeyValueObservingOptionNew);
+        const long before = changes.load();
+        while (changes.load() < before + 3)
+            std::this_thread::yield();
+        track->removeObserver(observer.get(), "gain");
+        observer->removed = true;
+        const long after = changes.load();
+        while (changes.load() < after + 3)
+            std::this_thread::yield();
+        EXPECT_EQ(observer->callsAfterRemoval.load(), 0);
+        totalCalls += observer->calls.load();
+        // Destroying the observer right after removal must be safe.
+    }
+    stop = true;
+    writer.join();
+    EXPECT_GT(totalCalls, 0);
+    EXPECT_FALSE(track->hasObservers());
+}
+
+TEST(ObjectObservation, ObjectsObservedFromManyThreadsAtOnce) {
+    auto track = std::make_shared<Track>();
+    std::atomic<int> calls{0};
+    auto handle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) { calls.fetch_add(1); });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t)
+        threads.emplace_back([&] {
+            // Announcements only: the gain field itself is not guarded.
+            for (int i = 0; i < 1000; ++i) {
+                track->willChangeValueForKey("gain");
+                track->didChangeValueForKey("gain");
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(calls.load(), 8000);
+}
+
+TEST(ClassRegistry, FindsAndMakesClassesByName) {
+    Track::staticClassInfo();
+    Take::staticClassInfo();
+    ObjectPtr made = ClassRegistry::create("Track");
+    ASSERT_TRUE(made);
+    EXPECT_EQ(made->className(), "Track");
+    EXPECT_TRUE(made->isKindOfClass("Object"));
+    EXPECT_FALSE(ClassRegistry::create("NoSuchClass"));
+    EXPECT_TRUE(ClassRegistry::subclassesOf("Object").contains("Take"));
+    EXPECT_TRUE(Track::staticClassInfo().propertyKeys().contains("gain"));
+}
+
+namespace {
+
+// A class with many keys, first defined while another thread looks for it by name.
+class LateClass : public Object {
+    ONDREL_OBJECT(LateClass, Object)
+};
+
+const ClassInfo& LateClass::staticClassInfo() {
+    static const ClassInfo& info = []() -> const ClassInfo& {
+        ClassInfo& i = ClassInfo::define<LateClass, Object>("LateClass");
+        for (int k = 0; k < 20000; ++k)
+            i.addProperty(QStringLiteral("k%1").arg(k), [k](const Object*) { return QVariant(k); });
+        return i;
+    }();
+    return info;
+}
+
+} // namespace
+
+TEST(ClassRegistry, AClassFoundByNameIsComplete) {
+    std::atomic<bool> go{false};
+    const ClassInfo::Property* last = nullptr;
+    std::thread finder([&] {
+        go = true;
+        const ClassInfo* found = nullptr;
+        while (!(found = ClassRegistry::classNamed("LateClass")))
+            std::this_thread::yield();
+        last = found->property("k19999");
+    });
+    while (!go.load())
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    LateClass::staticClassInfo();
+    finder.join();
+    EXPECT_NE(last, nullptr);
+}
+
+namespace {
+
+// A holder whose "take" may be read and replaced from several threads at once.
+class TakeHolder : public Object {
+    ONDREL_OBJECT(TakeHolder, Object)
+public:
+    std::shared_ptr<Take> take() const {
+        std::lock_guard lock(m_mutex);
+        return m_take;
+    }
+    void setTake(std::shared_ptr<Take> take) {
+        willChangeValueForKey("take");
+        {
+            std::lock_guard lock(m_mutex);
+            m_take = std::move(take);
+        }
+        didChangeValueForKey("take");
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<Take> m_take;
+};
+
+const ClassInfo& TakeHolder::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<TakeHolder, Object>("TakeHolder").property("take", &TakeHolder::take, &TakeHolder::setTake);
+    return info;
+}
+
+} // namespace
+
+TEST(ObjectObservation, KeyPathObserversRemovedWhileAnotherThreadReplacesTheIntermediate) {
+    auto holder = std::make_shared<TakeHolder>();
+    std::vector<std::shared_ptr<Take>> takes;
+    for (int i = 0; i < 4; ++i)
+        takes.push_back(std::make_shared<Take>());
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        for (size_t i = 0; !stop.load(); ++i) {
+            holder->setTake(takes[i % takes.size()]);
+            changes.fetch_add(1);
+        }
+    });
+    while (changes.load() < 100)
+        std::this_thread::yield();
+
+    struct Quiet : Observer {
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {}
+    };
+    for (int round = 0; round < 20000; ++round) {
+        auto observer = std::make_unique<Quiet>();
+        holder->addObserver(observer.get(), "take.name");
+        if (round % 2)
+            std::this_thread::yield();
+        holder->removeObserver(observer.get(), "take.name");
+    }
+    stop = true;
+    writer.join();
+
+    // Nothing may stay registered on an intermediate once its key path observer is gone.
+    EXPECT_FALSE(holder->hasObservers());
+    for (const auto& take : takes)
+        EXPECT_FALSE(take->hasObservers());
+}
+
+TEST(ObjectObservation, KeyPathObserverIsNotToldOnceItsObjectIsBeingDestroyed) {
+    // A holder that takes a while to go, so that another thread's changes
+    // meet it half destroyed.
+    struct SlowHolder : TakeHolder {
+        std::atomic<bool>* dying;
+        explicit SlowHolder(std::atomic<bool>* flag) : dying(flag) {}
+        ~SlowHolder() override {
+            dying->store(true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        }
+    };
+    struct Watcher : Observer {
+        std::atomic<bool>* dying;
+        std::atomic<int> callsWhileDying{0};
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
+            if (dying->load())
+                callsWhileDying.fetch_add(1);
+        }
+    };
+
+    auto take = std::make_shared<Take>();
+    std::atomic<bool> stop{false};
+    std::atomic<long> changes{0};
+    std::thread writer([&] {
+        for (int i = 0; !stop.load(); ++i) {
+            take->setName(QString::number(i));
+            changes.fetch_add(1);
+        }
+    });
+    while (changes.load() < 100)
+        std::this_thread::yield();
+
+    std::atomic<bool> dying{false};
+    Watcher watcher;
+    watcher.dying = &dying;
+    auto holder = std::make_shared<SlowHolder>(&dying);
+    holder->setTake(take);
+    holder->addObserver(&watcher, "take.name");
+    holder.reset();
+    stop = true;
+    writer.join();
+
+    EXPECT_EQ(watcher.callsWhileDying.load(), 0);
+    EXPECT_FALSE(take->hasObservers());
+}
+
+namespace {
+
+// Makes its inner holder the first time it is asked, and announces it.
+class LazyHolder : public Object {
+    ONDREL_OBJECT(LazyHolder, Object)
+public:
+    std::shared_ptr<TakeHolder> inner() const {
+        if (!m_inner) {
+            auto* self = const_cast<LazyHolder*>(this);
+            self->willChangeValueForKey("inner");
+            self->m_inner = std::make_shared<TakeHolder>();
+            self->didChangeValueForKey("inner");
+        }
+        return m_inner;
+    }
+
+private:
+    std::shared_ptr<TakeHolder> m_inner;
+};
+
+const ClassInfo& LazyHolder::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<LazyHolder, Object>("LazyHolder").property("inner", &LazyHolder::inner);
+    return info;
+}
+
+class LazyOwner : public Object {
+    ONDREL_OBJECT(LazyOwner, Object)
+public:
+    std::shared_ptr<LazyHolder> lazy() const { return m_lazy; }
+    void setLazy(std::shared_ptr<LazyHolder> lazy) { setAndNotify("lazy", m_lazy, std::move(lazy)); }
+
+private:
+    std::shared_ptr<LazyHolder> m_lazy;
+};
+
+const ClassInfo& LazyOwner::staticClassInfo() {
+    static const ClassInfo& info =
+        ClassInfo::define<LazyOwner, Object>("LazyOwner").property("lazy", &LazyOwner::lazy, &LazyOwner::setLazy);
+    return info;
+}
+
+} // namespace
+
+TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItself) {
+    // Following the path asks the lazy holder for "inner", which announces it
+    // being made: the observer hears of it and removes itself at once.
+    auto owner = std::make_shared<LazyOwner>();
+    struct SelfRemoving : Observer {
+        Object* object = nullptr;
+        int calls = 0;
+        void observeValueForKeyPath(const QString& keyPath, Object*, const KeyValueChangeInfo&, void*) override {
+            ++calls;
+            object->removeObserver(this, keyPath);
+        }
+    } remover;
+    remover.object = owner.get();
+    owner->addObserver(&remover, "lazy.inner.take.name");
+    owner->setLazy(std::make_shared<LazyHolder>());
+    EXPECT_EQ(remover.calls, 1);
+    EXPECT_FALSE(owner->hasObservers());
+    EXPECT_FALSE(owner->lazy()->hasObservers());
+}
+
+TEST(ObjectObservation, HandleInvalidatedFromItsHandlerWhileAnotherThreadInvalidatesIt) {
+    auto track = std::make_shared<Track>();
+    std::atomic<bool> inHandler{false};
+    std::atomic<int> calls{0};
+    ObservationHandle handle;
+    handle = track->observe("gain", 0, [&](const KeyValueChangeInfo&) {
+        calls.fetch_add(1);
+        inHandler = true;
+        // Give the main thread time to start its own invalidation, then stop
+        // observing from here too (an observer that wanted one change).
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        handle->invalidate();
+    });
+    std::thread changer([&] { track->setGain(1.0); });
+    while (!inHandler.load())
+        std::this_thread::yield();
+    handle->invalidate();  // waits for the handler, which must not wait for this call
+    changer.join();
+    track->setGain(2.0);
+    EXPECT_EQ(calls.load(), 1);
+    EXPECT_FALSE(track->hasObservers());
+}
+
+TEST(ObjectObservation, ObserverThatThrowsCanStillBeRemovedFromAnotherThread) {
+    auto track = std::make_shared<Track>();
+    struct Throwing : Observer {
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
+            throw std::runtime_error("observer failed");
+        }
+    } observer;
+    track->addObserver(&observer, "gain");
+    EXPECT_THROW(track->setGain(1.0), std::runtime_error);
+    std::atomic<bool> removed{false};
+    std::thread remover([&] {
+        track->removeObserver(&observer, "gain");
+        removed = true;
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!removed.load() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_TRUE(removed.load()) << "removal hangs after an observer threw";
+    remover.join();
+    EXPECT_FALSE(track->hasObservers());
+}
+
+} // namespace ondrel

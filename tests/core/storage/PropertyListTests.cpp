@@ -1,0 +1,311 @@
+#include "core/objects/Object.h"
+#include "core/storage/PropertyList.h"
+
+#include "tests/support/TestSupport.h"
+
+#include <QtCore/QFile>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace ondrel {
+
+namespace {
+
+QVariant roundTrip(const QVariant& value) {
+    VMKError error;
+    const QByteArray data = PropertyList::dataWithPropertyList(value, &error);
+    EXPECT_FALSE(error) << error.localizedDescription().toStdString();
+    EXPECT_FALSE(data.isEmpty());
+    const QVariant back = PropertyList::propertyListWithData(data, &error);
+    EXPECT_FALSE(error) << error.localizedDescription().toStdString() << "\n" << data.toStdString();
+    return back;
+}
+
+QByteArray document(const char* body) {
+    return QByteArray(
+               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+               "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+               "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+               "<plist version=\"1.0\">\n") +
+           body + "\n</plist>\n";
+}
+
+VMKError readError(const QByteArray& data) {
+    VMKError error;
+    const QVariant value = PropertyList::propertyListWithData(data, &error);
+    EXPECT_FALSE(value.isValid()) << data.toStdString();
+    EXPECT_TRUE(error.isError()) << data.toStdString();
+    return error;
+}
+
+QByteArray allBytes() {
+    QByteArray bytes;
+    for (int i = 0; i < 256; ++i)
+        bytes.append(char(i));
+    return bytes;
+}
+
+} // namespace
+
+TEST(PropertyList, ScalarsKeepTheirKinds) {
+    const QDateTime date(QDate(2023, 7, 14), QTime(9, 26, 53, 589), Qt::UTC);
+    QVariantMap map{
+        {"yes", true}, {"no", false}, {"int", 42}, {"negative", QVariant::fromValue<qint64>(-9'000'000'000'000LL)},
+        {"min", QVariant::fromValue<qint64>(std::numeric_limits<qint64>::min())},
+        {"max", QVariant::fromValue<quint64>(std::numeric_limits<quint64>::max())},
+        {"short", QVariant::fromValue<short>(-7)}, {"real", 0.1}, {"integralReal", 3.0}, {"tiny", 5e-324},
+        {"float", QVariant::fromValue(1.5f)}, {"date", date}, {"string", "text"},
+    };
+    const QVariantMap back = roundTrip(map).toMap();
+    ASSERT_EQ(back.size(), map.size());
+
+    EXPECT_EQ(back["yes"].typeId(), QMetaType::Bool);
+    EXPECT_TRUE(back["yes"].toBool());
+    EXPECT_EQ(back["no"].typeId(), QMetaType::Bool);
+    EXPECT_FALSE(back["no"].toBool());
+
+    EXPECT_EQ(back["int"].typeId(), QMetaType::LongLong);
+    EXPECT_EQ(back["int"].toLongLong(), 42);
+    EXPECT_EQ(back["negative"].toLongLong(), -9'000'000'000'000LL);
+    EXPECT_EQ(back["min"].toLongLong(), std::numeric_limits<qint64>::min());
+    EXPECT_EQ(back["max"].toULongLong(), std::numeric_limits<quint64>::max());
+    EXPECT_EQ(back["short"].toLongLong(), -7);
+
+    EXPECT_EQ(back["real"].typeId(), QMetaType::Double);
+    EXPECT_EQ(back["real"].toDouble(), 0.1);
+    EXPECT_EQ(back["integralReal"].typeId(), QMetaType::Double);
+    EXPECT_EQ(back["integralReal"].toDouble(), 3.0);
+    EXPECT_EQ(back["tiny"].toDouble(), 5e-324);
+    EXPECT_EQ(back["float"].toDouble(), 1.5);
+
+    const QDateTime backDate = back["date"].toDateTime();
+    EXPECT_EQ(backDate.timeSpec(), Qt::UTC);
+    EXPECT_EQ(backDate.toMSecsSinceEpoch(), date.toMSecsSinceEpoch());
+    EXPECT_EQ(back["string"].toString(), "text");
+}
+
+TEST(PropertyList, DatesAreWrittenInUtcWithZ) {
+    const QDateTime whole(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
+    const QDateTime offset = QDateTime(QDate(2020, 2, 29), QTime(23, 59, 59, 7), Qt::OffsetFromUTC, 2 * 3600);
+    const QByteArray data = PropertyList::dataWithPropertyList(QVariantList{whole, offset});
+    EXPECT_TRUE(data.contains("<date>2001-01-01T00:00:00Z</date>")) << data.toStdString();
+    EXPECT_TRUE(data.contains("<date>2020-02-29T21:59:59.007Z</date>")) << data.toStdString();
+    const QVariantList back = PropertyList::propertyListWithData(data).toList();
+    ASSERT_EQ(back.size(), 2);
+    EXPECT_EQ(back[1].toDateTime().toMSecsSinceEpoch(), offset.toMSecsSinceEpoch());
+}
+
+TEST(PropertyList, NonFiniteRealsRoundTrip) {
+    const QVariantList back =
+        roundTrip(QVariantList{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()})
+            .toList();
+    ASSERT_EQ(back.size(), 3);
+    EXPECT_EQ(back[0].toDouble(), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(back[1].toDouble(), -std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(std::isnan(back[2].toDouble()));
+}
+
+TEST(PropertyList, DataKeepsEveryByteInWrappedLines) {
+    QByteArray big;
+    for (int i = 0; i < 40; ++i)
+        big += allBytes();
+    const QVariantList list{allBytes(), QByteArray(), QByteArray(1, '\0'), big};
+    const QByteArray data = PropertyList::dataWithPropertyList(list);
+    for (const QByteArray& line : data.split('\n')) {
+        if (!line.contains('<')) {
+            EXPECT_LE(line.size(), 80) << "unwrapped line of " << line.size();
+        }
+    }
+    const QVariantList back = PropertyList::propertyListWithData(data).toList();
+    ASSERT_EQ(back.size(), list.size());
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        EXPECT_EQ(back[i].typeId(), QMetaType::QByteArray);
+        EXPECT_EQ(back[i].toByteArray(), list[i].toByteArray()) << "element " << i;
+    }
+}
+
+TEST(PropertyList, TextKeepsUnicodeAndXmlSpecialCharacters) {
+    const QString tricky = "<a href=\"x\">&amp; 'q' ]]> Grüße 日本語 🎵\ttab\nline\r\nwindows\rcr  ";
+    QVariantMap map{
+        {tricky, tricky}, {"&<>\"'", ""}, {"", "   "}, {"🎵", "\n"},
+    };
+    const QVariantMap back = roundTrip(map).toMap();
+    EXPECT_TRUE(Variant::equal(back, map)) << Variant::describe(back).toStdString();
+    EXPECT_EQ(back.value(tricky).toString(), tricky);
+}
+
+TEST(PropertyList, NestedContainersRoundTrip) {
+    const QVariantMap inner{{"name", "a"}, {"gain", -3.5}};
+    const QVariantList records{inner, QVariantMap{}, QVariantMap{{"list", QVariantList{}}},
+                               QVariantList{QVariantList{QVariantList{1, 2}}, QStringList{"s"}}};
+    QVariantHash hash;
+    hash.insert("h", 1);
+    const QVariantMap root{
+        {"records", records}, {"empty", QVariantMap{}}, {"emptyList", QVariantList{}}, {"hash", hash}};
+    const QVariant back = roundTrip(root);
+    EXPECT_EQ(back.typeId(), QMetaType::QVariantMap);
+    EXPECT_TRUE(Variant::equal(back, root)) << Variant::describe(back).toStdString();
+    const QVariantList backRecords = back.toMap().value("records").toList();
+    ASSERT_EQ(backRecords.size(), 4);
+    EXPECT_EQ(backRecords[1].typeId(), QMetaType::QVariantMap);
+    EXPECT_EQ(backRecords[3].toList()[0].toList()[0].toList()[1].toLongLong(), 2);
+
+    // A bare scalar root is a document too.
+    EXPECT_EQ(roundTrip("only").toString(), "only");
+    EXPECT_EQ(roundTrip(QVariantList{}).typeId(), QMetaType::QVariantList);
+}
+
+TEST(PropertyList, DocumentHasTheUsualShape) {
+    const QByteArray data = PropertyList::dataWithPropertyList(QVariantMap{{"b", 1}, {"a", QVariantList{true}}});
+    const QByteArray expected = document(
+        "<dict>\n"
+        "\t<key>a</key>\n"
+        "\t<array>\n"
+        "\t\t<true/>\n"
+        "\t</array>\n"
+        "\t<key>b</key>\n"
+        "\t<integer>1</integer>\n"
+        "</dict>");
+    EXPECT_EQ(data.toStdString(), expected.toStdString());
+}
+
+TEST(PropertyList, ValuesWithoutAFormAreRefused) {
+    class Thing : public Object {};
+    const auto thing = std::make_shared<Thing>();
+    const QList<QVariant> bad{
+        QVariant(),
+        Variant::null(),
+        Variant::fromObject(thing),
+        QVariantMap{{"deep", QVariantList{1, Variant::null()}}},
+        QVariantMap{{"absent", QVariant()}},
+        "bell \a",
+        QString(QChar(0xD800)),
+        QDateTime(),
+        QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC),  // valid, but past what ISO 8601 text holds
+        QDateTime(QDate(-44, 3, 15), QTime(12, 0), Qt::UTC),
+    };
+    for (const QVariant& value : bad) {
+        VMKError error;
+        EXPECT_TRUE(PropertyList::dataWithPropertyList(value, &error).isNull())
+            << Variant::describe(value).toStdString();
+        EXPECT_TRUE(error.isError());
+        EXPECT_EQ(error.code(), PropertyList::WriteInvalidError);
+        EXPECT_FALSE(error.reason().isEmpty());
+        EXPECT_FALSE(PropertyList::isPropertyList(value));
+    }
+    VMKError error;
+    PropertyList::dataWithPropertyList(QVariantMap{{"deep", QVariantList{1, Variant::null()}}}, &error);
+    EXPECT_TRUE(error.reason().contains("null marker")) << error.reason().toStdString();
+    EXPECT_TRUE(error.reason().contains("deep/1")) << error.reason().toStdString();
+    EXPECT_TRUE(PropertyList::isPropertyList(QVariantMap{{"a", QVariantList{1, 2.5, QByteArray()}}}));
+}
+
+TEST(PropertyList, MalformedDocumentsAreRejectedWithTheirLine) {
+    struct Case {
+        QByteArray data;
+        const char* reasonPart;
+    };
+    const std::vector<Case> cases{
+        {QByteArray(), ""}, {QByteArray("not xml at all"), ""},
+        {QByteArray("<?xml version=\"1.0\"?>\n<dict></dict>\n"), "<plist>"}, {document(""), "no value"},
+        {document("<string>a</string>\n<string>b</string>"), "more than one"},
+        {document("<dict>\n<key>a</key>\n<integer>1</integer>\n<string>loose</string>\n</dict>"), "<key>"},
+        {document("<dict>\n<key>a</key>\n</dict>"), "no value"},
+        {document("<dict>\n<key>a</key><true/>\n<key>a</key><false/>\n</dict>"), "twice"},
+        {document("<array>\n<integer>1</integer>\n<color>red</color>\n</array>"), "unknown element <color>"},
+        {document("<array>\n<integer>12a</integer>\n</array>"), "not an integer"},
+        {document("<integer></integer>"), "not an integer"},
+        {document("<integer>99999999999999999999999</integer>"), "not an integer"},
+        {document("<integer>-9223372036854775809</integer>"), "out of range"},
+        {document("<real>1.5.2</real>"), "not a real"}, {document("<real>1e999</real>"), "not a real"},
+        {document("<date>yesterday</date>"), "not an ISO 8601 date"},
+        {document("<date>2020-13-40T00:00:00Z</date>"), "not an ISO 8601 date"},
+        {document("<data>!!!not base64!!!</data>"), "base64"}, {document("<true>yes</true>"), "holds text"},
+        {document("<string>a<b/>c</string>"), ""}, {document("<array>\n<string>a</string>"), ""},
+        {document("<array>stray text</array>"), "unexpected text"}, {document("<string>&undefined;</string>"), ""},
+    };
+    for (const Case& c : cases) {
+        const VMKError error = readError(c.data);
+        EXPECT_EQ(error.code(), PropertyList::ReadCorruptError) << c.data.toStdString();
+        EXPECT_TRUE(error.reason().startsWith("line ")) << error.reason().toStdString();
+        EXPECT_TRUE(error.reason().contains(QLatin1String(c.reasonPart)))
+            << error.reason().toStdString() << " / " << c.data.toStdString();
+    }
+    // The line points at the fault.
+    const VMKError error =
+        readError(document("<array>\n<integer>1</integer>\n<integer>2</integer>\n<integer>x</integer>\n</array>"));
+    EXPECT_EQ(error.userInfo().value("line").toLongLong(), 7) << error.reason().toStdString();
+}
+
+TEST(PropertyList, DeepNestingIsRefusedNotACrash) {
+    QByteArray body;
+    for (int i = 0; i < 100000; ++i)
+        body += "<array>";
+    const VMKError error = readError(document(body.constData()));
+    EXPECT_TRUE(error.reason().contains("deeper")) << error.reason().toStdString();
+
+    QVariant nested = QVariantList{1};
+    for (int i = 0; i < 200; ++i)
+        nested = QVariantList{nested};
+    EXPECT_TRUE(Variant::equal(roundTrip(nested), nested));
+}
+
+TEST(PropertyList, ReadsLenientForms) {
+    const QVariantList back = PropertyList::propertyListWithData(document("<!-- a comment -->\n"
+                                                                          "<array>\n"
+                                                                          "  <integer> 0x1F </integer>\n"
+                                                                          "  <integer>+5</integer>\n"
+                                                                          "  <real>2</real>\n"
+                                                                          "  <date>2001-01-01T01:00:00+01:00</date>\n"
+                                                                          "  <data>\n  AAEC\n  /w==\n  </data>\n"
+                                                                          "  <string/>\n"
+                                                                          "  <dict/>\n"
+                                                                          "</array>"))
+                                  .toList();
+    ASSERT_EQ(back.size(), 7);
+    EXPECT_EQ(back[0].toLongLong(), 31);
+    EXPECT_EQ(back[1].toLongLong(), 5);
+    EXPECT_EQ(back[2].typeId(), QMetaType::Double);
+    EXPECT_EQ(back[3].toDateTime(), QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
+    EXPECT_EQ(back[4].toByteArray(), QByteArray("\x00\x01\x02\xff", 4));
+    EXPECT_EQ(back[5].toString(), QString());
+    EXPECT_EQ(back[6].typeId(), QMetaType::QVariantMap);
+}
+
+TEST(PropertyList, FilesAreWrittenAtomicallyAndReadBack) {
+    TemporaryHome home;
+    const QString path = home.filePath("values.plist");
+    const QVariantMap value{{"k", QVariantList{1, "two"}}};
+    VMKError error;
+    ASSERT_TRUE(PropertyList::writeToFile(value, path, &error)) << error.localizedDescription().toStdString();
+    EXPECT_TRUE(Variant::equal(PropertyList::readFromFile(path, &error), value));
+
+    // A failed write leaves the old file whole.
+    EXPECT_FALSE(PropertyList::writeToFile(QVariantMap{{"k", Variant::null()}}, path, &error));
+    EXPECT_EQ(error.code(), PropertyList::WriteInvalidError);
+    EXPECT_TRUE(Variant::equal(PropertyList::readFromFile(path), value));
+
+    error = VMKError();
+    EXPECT_FALSE(PropertyList::readFromFile(home.filePath("missing.plist"), &error).isValid());
+    EXPECT_EQ(error.code(), PropertyList::FileReadError);
+    EXPECT_TRUE(error.reason().contains("missing.plist"));
+
+    error = VMKError();
+    EXPECT_FALSE(PropertyList::writeToFile(value, home.filePath("no/such/folder/x.plist"), &error));
+    EXPECT_EQ(error.code(), PropertyList::FileWriteError);
+
+    QFile broken(home.filePath("broken.plist"));
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+    broken.write(document("<dict>\n<key>a</key>\n"));
+    broken.close();
+    error = VMKError();
+    EXPECT_FALSE(PropertyList::readFromFile(broken.fileName(), &error).isValid());
+    EXPECT_EQ(error.code(), PropertyList::ReadCorruptError);
+    EXPECT_TRUE(error.reason().contains("broken.plist")) << error.reason().toStdString();
+}
+
+} // namespace ondrel

@@ -1,0 +1,365 @@
+#include "process/instructions/AudioProcessCommandGroup.h"
+#include "tests/support/process/TestFileEntity.h"
+
+#include <gtest/gtest.h>
+
+namespace ondrel {
+
+namespace {
+
+template <class T>
+std::shared_ptr<T> make() {
+    return std::make_shared<T>();
+}
+
+// Every change of one key path, as observers are told of it.
+struct ChangeLog {
+    std::vector<KeyValueChangeInfo> changes;
+    ObservationHandle handle;
+    ChangeLog(Object& object, const QString& keyPath) {
+        handle = object.observe(keyPath, KeyValueObservingOptionNew | KeyValueObservingOptionOld,
+                                [this](const KeyValueChangeInfo& change) { changes.push_back(change); });
+    }
+};
+
+// MARK: - Absent is not 0
+
+TEST(InstructionRecords, OptionalFieldsStartAbsent) {
+    const std::pair<ObjectPtr, QStringList> rows[] = {
+        {make<AudioProcessCommandInstructions>(),
+         {"format", "encoding", "numberOfChannels", "bitDepth", "floatingPoint", "bitrate", "resample", "sampleRate",
+          "converterName", "converterQuality", "length", "retainTail", "maximumTailLength", "gain", "fadeInLength",
+          "fadeOutLength", "fadeInCurve", "fadeOutCurve"}},
+        {make<AudioProcessCommandSourceInstructions>(),
+         {"location", "length", "sourceStart", "reverse", "gain", "fadeInLength", "fadeOutLength", "fadeInCurve",
+          "fadeOutCurve", "fileEntity"}},
+        {make<AudioProcessCommand>(), {"destination", "filename"}},
+        {make<AudioProcessCommandEffectInstructions>(), {"classInfo"}},
+    };
+    for (const auto& [record, keys] : rows)
+        for (const QString& key : keys)
+            EXPECT_TRUE(Variant::isAbsent(record->valueForKey(key))) << qPrintable(record->className() + "." + key);
+
+    auto instructions = make<AudioProcessCommandInstructions>();
+    EXPECT_EQ(instructions->countOfEffectInstructions(), 0);
+    EXPECT_EQ(instructions->countOfLabelInstructions(), 0);
+    EXPECT_EQ(instructions->countOfPropertyInstructions(), 0);
+    EXPECT_TRUE(Variant::isDictionary(instructions->valueForKey("additionalArguments")));
+    auto command = make<AudioProcessCommand>();
+    EXPECT_FALSE(command->replaceOriginal());
+    EXPECT_EQ(command->sourceInstructionsGroup(), nullptr);
+    EXPECT_EQ(command->processInstructions(), nullptr);
+    auto group = make<AudioProcessCommandGroup>();
+    EXPECT_FALSE(group->rehearse());
+    EXPECT_FALSE(group->name().has_value());
+    EXPECT_EQ(group->countOfAudioProcessCommands(), 0);
+    EXPECT_EQ(group->countOfFileProcessCommands(), 0);
+    // A tie starts at zero, not absent.
+    auto tie = make<AudioProcessCommandSourceTieInstructions>();
+    EXPECT_FALSE(tie->invert());
+    EXPECT_EQ(tie->gain(), 0.0f);
+    EXPECT_EQ(tie->inputChannelIndex(), 0u);
+    EXPECT_EQ(tie->outputChannelIndex(), 0u);
+}
+
+TEST(InstructionRecords, ZeroFalseAndEmptyArePresentValues) {
+    auto instructions = make<AudioProcessCommandInstructions>();
+    instructions->setNumberOfChannels(0);
+    instructions->setGain(0.0);
+    instructions->setResample(false);
+    instructions->setFormat(QString());
+    EXPECT_EQ(instructions->valueForKey("numberOfChannels"), QVariant(qint64(0)));
+    EXPECT_EQ(instructions->valueForKey("resample"), QVariant(false));
+    for (const char* key : {"numberOfChannels", "resample", "gain", "format"})
+        EXPECT_FALSE(Variant::isAbsent(instructions->valueForKey(key))) << key;
+    auto command = make<AudioProcessCommand>();
+    command->setFilename(QString());
+    EXPECT_FALSE(Variant::isAbsent(command->valueForKey("filename")));
+
+    // Setting nothing by key makes a field absent again; the null marker does too.
+    instructions->setValueForKey(QVariant(), "numberOfChannels");
+    instructions->setValueForKey(Variant::null(), "resample");
+    instructions->setValueForKey(QVariant(), "format");
+    EXPECT_FALSE(instructions->numberOfChannels().has_value());
+    EXPECT_FALSE(instructions->resample().has_value());
+    EXPECT_FALSE(instructions->format().has_value());
+}
+
+TEST(InstructionRecords, ValuesSetByKeyTakeTheFieldsType) {
+    auto instructions = make<AudioProcessCommandInstructions>();
+    instructions->setValueForKey(96000.0, "sampleRate");
+    instructions->setValueForKey(24, "bitDepth");
+    instructions->setValueForKey(true, "retainTail");
+    instructions->setValueForKey(-6.5, "gain");
+    EXPECT_EQ(instructions->sampleRate(), std::optional<double>(96000.0));
+    EXPECT_EQ(instructions->bitDepth(), std::optional<qint64>(24));
+    EXPECT_EQ(instructions->retainTail(), std::optional<bool>(true));
+    EXPECT_EQ(instructions->gain(), std::optional<double>(-6.5));
+
+    auto tie = make<AudioProcessCommandSourceTieInstructions>();
+    tie->setValueForKey(qint64(5), "outputChannelIndex");
+    tie->setValueForKey(-3.0, "gain");
+    tie->setValueForKey(true, "invert");
+    EXPECT_EQ(tie->outputChannelIndex(), 5u);
+    EXPECT_EQ(tie->gain(), -3.0f);
+    EXPECT_TRUE(tie->invert());
+}
+
+TEST(InstructionRecords, SourceIncludesLabelsAndPropertiesUntilToldOtherwise) {
+    auto source = make<AudioProcessCommandSourceInstructions>();
+    EXPECT_EQ(source->includeLabels(), std::optional<bool>(true));
+    EXPECT_EQ(source->includeProperties(), std::optional<bool>(true));
+    // Clearing a flag by key leaves it absent, which is not the same as false.
+    source->setValueForKey(QVariant(), "includeLabels");
+    EXPECT_FALSE(source->includeLabels().has_value());
+    source->setIncludeProperties(false);
+    EXPECT_EQ(source->includeProperties(), std::optional<bool>(false));
+    source->setLocation(0.0);
+    EXPECT_FALSE(Variant::isAbsent(source->valueForKey("location")));
+    EXPECT_FALSE(source->sourceStart().has_value());
+}
+
+// MARK: - Effects
+
+TEST(InstructionRecords, EffectKeysClassNameAndClassInfoAreFields) {
+    auto effect = make<AudioProcessCommandEffectInstructions>();
+    EXPECT_EQ(effect->valueForKey("className").toString(), QString());
+    effect->setValueForKey("APLTimePitchAudioProcessor", "className");
+    EXPECT_EQ(effect->processorClassName(), "APLTimePitchAudioProcessor");
+    EXPECT_EQ(effect->valueForKey("className").toString(), "APLTimePitchAudioProcessor");
+    EXPECT_EQ(effect->className(), "AudioProcessCommandEffectInstructions");
+    effect->setComponentClassInfo(QVariantMap());
+    EXPECT_FALSE(Variant::isAbsent(effect->valueForKey("classInfo")));
+    effect->setValueForKey(quint32(0x61756678), "type");  // 'aufx'
+    EXPECT_EQ(effect->type(), 0x61756678u);
+}
+
+TEST(InstructionRecords, AddParameterValueSetsOneParameter) {
+    auto effect = make<AudioProcessCommandEffectInstructions>();
+    ChangeLog log(*effect, "parameters");
+    effect->addParameterValue(1.5, "Rate");
+    effect->addParameterValue(-200.0, "Pitch");
+    effect->addParameterValue(1.25, "Rate");
+    EXPECT_EQ(effect->parameters().size(), 2);
+    EXPECT_EQ(effect->parameters().value("Rate").toDouble(), 1.25);
+    EXPECT_EQ(effect->valueForKeyPath("parameters.Pitch").toDouble(), -200.0);
+    EXPECT_EQ(log.changes.size(), 3u);
+}
+
+// MARK: - Normalising setters
+
+TEST(InstructionRecords, PropertyKeyIsStoredInLowerCase) {
+    auto property = make<AudioProcessCommandPropertyInstructions>();
+    property->setKey("TrackNumber");
+    EXPECT_EQ(property->key(), "tracknumber");
+    property->setValueForKey("ÄLBUM Artist", "key");
+    EXPECT_EQ(property->key(), "älbum artist");
+    property->setKey(QString());
+    EXPECT_TRUE(property->key().isEmpty());
+}
+
+TEST(InstructionRecords, PropertyValueIsNeverAbsent) {
+    auto property = make<AudioProcessCommandPropertyInstructions>();
+    property->setValue(QVariant());
+    EXPECT_TRUE(Variant::isString(property->value()));
+    EXPECT_EQ(property->value().toString(), QString());
+
+    property->setValue(7);
+    property->setValueForKey(QVariant(), "value");
+    EXPECT_TRUE(Variant::isString(property->valueForKey("value")));
+
+    // Only absence is replaced: the null marker and empty values pass through.
+    property->setValueForKey(Variant::null(), "value");
+    EXPECT_TRUE(Variant::isNull(property->value()));
+    property->setValue(QVariantList());
+    EXPECT_TRUE(Variant::isList(property->value()));
+}
+
+// MARK: - Additional arguments
+
+TEST(InstructionRecords, KeysThatAreNoFieldAnswerFromAdditionalArguments) {
+    auto instructions = make<AudioProcessCommandInstructions>();
+    instructions->addArgumentValue(8, "QLP precision");
+    instructions->addArgumentValue("VBR", "bit rate method");
+    EXPECT_EQ(instructions->valueForKey("QLP precision").toInt(), 8);
+    EXPECT_EQ(instructions->valueForKey("bit rate method").toString(), "VBR");
+    EXPECT_EQ(instructions->additionalArguments().size(), 2);
+
+    // Neither a field nor an argument: absent, without raising.
+    EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("max order")));
+
+    // A field answers as a field even when an argument has its name.
+    instructions->addArgumentValue("MP3 Audio File", "format");
+    EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("format")));
+
+    // Storing nothing removes the argument.
+    instructions->addArgumentValue(QVariant(), "QLP precision");
+    EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("QLP precision")));
+    EXPECT_FALSE(instructions->additionalArguments().contains("QLP precision"));
+}
+
+TEST(InstructionRecords, AddingAnArgumentIsObservableByItsKeyAndByTheDictionary) {
+    auto instructions = make<AudioProcessCommandInstructions>();
+    ChangeLog byKey(*instructions, "target bit rate");
+    ChangeLog byDictionary(*instructions, "additionalArguments");
+    instructions->addArgumentValue(192000, "target bit rate");
+    ASSERT_EQ(byKey.changes.size(), 1u);
+    EXPECT_TRUE(Variant::isAbsent(byKey.changes[0].oldValue));
+    EXPECT_EQ(byKey.changes[0].newValue.toInt(), 192000);
+    ASSERT_EQ(byDictionary.changes.size(), 1u);
+    EXPECT_EQ(byDictionary.changes[0].newValue.toMap().value("target bit rate").toInt(), 192000);
+}
+
+// MARK: - Observation by key
+
+TEST(InstructionRecords, FieldChangesAreObservedWithOldAndNewValues) {
+    auto source = make<AudioProcessCommandSourceInstructions>();
+    ChangeLog log(*source, "gain");
+    source->setGain(3.0);
+    source->setValueForKey(QVariant(), "gain");
+    ASSERT_EQ(log.changes.size(), 2u);
+    EXPECT_TRUE(Variant::isAbsent(log.changes[0].oldValue));
+    EXPECT_EQ(log.changes[0].newValue.toDouble(), 3.0);
+    EXPECT_EQ(log.changes[1].oldValue.toDouble(), 3.0);
+    EXPECT_TRUE(Variant::isAbsent(log.changes[1].newValue));
+}
+
+TEST(InstructionRecords, KeyPathsThroughTheTreeAreObserved) {
+    auto command = make<AudioProcessCommand>();
+    auto first = make<AudioProcessCommandInstructions>();
+    command->setProcessInstructions(first);
+    ChangeLog log(*command, "processInstructions.sampleRate");
+    first->setSampleRate(48000.0);
+    auto second = make<AudioProcessCommandInstructions>();
+    second->setSampleRate(44100.0);
+    command->setProcessInstructions(second);
+    first->setSampleRate(22050.0);  // no longer in the tree
+    ASSERT_EQ(log.changes.size(), 2u);
+    EXPECT_EQ(log.changes[0].newValue.toDouble(), 48000.0);
+    EXPECT_EQ(log.changes[1].oldValue.toDouble(), 48000.0);
+    EXPECT_EQ(log.changes[1].newValue.toDouble(), 44100.0);
+}
+
+TEST(InstructionRecords, ListChangesAreObservedWithTheirIndexes) {
+    auto instructions = make<AudioProcessCommandInstructions>();
+    ChangeLog log(*instructions, "labelInstructions");
+    auto a = make<AudioProcessCommandLabelInstructions>();
+    auto b = make<AudioProcessCommandLabelInstructions>();
+    instructions->insertObjectInLabelInstructionsAtIndex(a, 0);
+    instructions->insertObjectInLabelInstructionsAtIndex(b, 0);
+    instructions->removeObjectFromLabelInstructionsAtIndex(1);
+    ASSERT_EQ(log.changes.size(), 3u);
+    EXPECT_EQ(log.changes[0].kind, KeyValueChange::Insertion);
+    EXPECT_EQ(log.changes[1].indexes, IndexSet(0));
+    EXPECT_EQ(log.changes[2].kind, KeyValueChange::Removal);
+    EXPECT_EQ(log.changes[2].indexes, IndexSet(1));
+    EXPECT_EQ(Variant::object(log.changes[2].oldValue.toList().value(0)), a);
+    ASSERT_EQ(instructions->countOfLabelInstructions(), 1);
+    EXPECT_EQ(instructions->objectInLabelInstructionsAtIndex(0), b);
+    EXPECT_EQ(instructions->valueForKey("labelInstructions").toList().size(), 1);
+}
+
+TEST(InstructionRecords, SeveralTiesAreRemovedAsOneChange) {
+    auto source = make<AudioProcessCommandSourceInstructions>();
+    std::vector<std::shared_ptr<AudioProcessCommandSourceTieInstructions>> ties;
+    for (quint64 i = 0; i < 4; ++i) {
+        ties.push_back(make<AudioProcessCommandSourceTieInstructions>());
+        ties.back()->setInputChannelIndex(i);
+        source->insertObjectInSourceTieInstructionsAtIndex(ties.back(), qsizetype(i));
+    }
+    ChangeLog log(*source, "sourceTieInstructions");
+    source->removeSourceTieInstructionsAtIndexes(IndexSet{0, 2, 9});
+    ASSERT_EQ(log.changes.size(), 1u);
+    EXPECT_EQ(log.changes[0].kind, KeyValueChange::Removal);
+    EXPECT_EQ(log.changes[0].indexes, (IndexSet{0, 2}));
+    ASSERT_EQ(source->countOfSourceTieInstructions(), 2);
+    EXPECT_EQ(source->objectInSourceTieInstructionsAtIndex(0), ties[1]);
+    EXPECT_EQ(source->objectInSourceTieInstructionsAtIndex(1), ties[3]);
+
+    source->removeSourceTieInstructionsAtIndexes(IndexSet{5});
+    EXPECT_EQ(log.changes.size(), 1u);
+}
+
+TEST(InstructionRecords, SettingTheFileIsObservedAndReadableByKey) {
+    auto source = make<AudioProcessCommandSourceInstructions>();
+    auto file = std::make_shared<FileEntity>(2.0);
+    ChangeLog log(*source, "fileEntity.length");
+    source->setFileEntity(file);
+    EXPECT_EQ(source->fileEntity(), file);
+    EXPECT_EQ(Variant::object(source->valueForKey("fileEntity")), file);
+    file->setLength(3.0);
+    source->setFileEntity(nullptr);
+    ASSERT_EQ(log.changes.size(), 3u);
+    EXPECT_EQ(log.changes[0].newValue.toDouble(), 2.0);
+    EXPECT_EQ(log.changes[1].newValue.toDouble(), 3.0);
+    EXPECT_TRUE(Variant::isAbsent(log.changes[2].newValue));
+}
+
+// MARK: - Lists forgive bad indexes
+
+TEST(InstructionRecords, BadIndexesNeitherCrashNorLoseObjects) {
+    auto group = make<AudioProcessCommandGroup>();
+    auto a = make<AudioProcessCommand>();
+    auto b = make<AudioProcessCommand>();
+    group->insertObjectInAudioProcessCommandsAtIndex(a, 7);   // appends
+    group->insertObjectInAudioProcessCommandsAtIndex(b, -1);  // prepends
+    group->insertObjectInAudioProcessCommandsAtIndex(nullptr, 0);
+    ASSERT_EQ(group->countOfAudioProcessCommands(), 2);
+    EXPECT_EQ(group->objectInAudioProcessCommandsAtIndex(0), b);
+    EXPECT_EQ(group->objectInAudioProcessCommandsAtIndex(1), a);
+    EXPECT_EQ(group->objectInAudioProcessCommandsAtIndex(2), nullptr);
+    EXPECT_EQ(group->objectInAudioProcessCommandsAtIndex(-1), nullptr);
+    group->removeObjectFromAudioProcessCommandsAtIndex(2);
+    group->removeObjectFromAudioProcessCommandsAtIndex(-1);
+    EXPECT_EQ(group->countOfAudioProcessCommands(), 2);
+
+    auto enumerated = group->enumeratorOfAudioProcessCommands();
+    group->removeObjectFromAudioProcessCommandsAtIndex(0);
+    EXPECT_EQ(enumerated.size(), 2u);  // a snapshot, untouched by later changes
+}
+
+TEST(InstructionRecords, FileProcessCommandsAreAnyObjects) {
+    auto group = make<AudioProcessCommandGroup>();
+    auto command = make<AudioProcessCommandLabelInstructions>();  // any object will do here
+    group->insertObjectInFileProcessCommandsAtIndex(command, 0);
+    EXPECT_EQ(group->objectInFileProcessCommandsAtIndex(0), command);
+    EXPECT_EQ(group->valueForKey("fileProcessCommands").toList().size(), 1);
+}
+
+// MARK: - Ownership
+
+TEST(InstructionRecords, DroppingTheGroupReleasesTheWholeTreeAndTheFile) {
+    auto file = std::make_shared<FileEntity>(1.0);
+    std::weak_ptr<AudioProcessCommandGroup> weakGroup;
+    std::weak_ptr<AudioProcessCommand> weakCommand;
+    std::weak_ptr<AudioProcessCommandSourceInstructions> weakSource;
+    std::weak_ptr<AudioProcessCommandInstructions> weakInstructions;
+    {
+        auto group = make<AudioProcessCommandGroup>();
+        auto command = make<AudioProcessCommand>();
+        auto sources = make<AudioProcessCommandSourceInstructionsGroup>();
+        auto source = make<AudioProcessCommandSourceInstructions>();
+        auto instructions = make<AudioProcessCommandInstructions>();
+        source->setFileEntity(file);
+        source->insertObjectInEffectInstructionsAtIndex(make<AudioProcessCommandEffectInstructions>(), 0);
+        sources->insertObjectInSourceInstructionsAtIndex(source, 0);
+        instructions->insertObjectInPropertyInstructionsAtIndex(make<AudioProcessCommandPropertyInstructions>(), 0);
+        command->setSourceInstructionsGroup(sources);
+        command->setProcessInstructions(instructions);
+        group->insertObjectInAudioProcessCommandsAtIndex(command, 0);
+        weakGroup = group;
+        weakCommand = command;
+        weakSource = source;
+        weakInstructions = instructions;
+        EXPECT_GT(file.use_count(), 1);  // the source holds it strongly
+    }
+    EXPECT_TRUE(weakGroup.expired());
+    EXPECT_TRUE(weakCommand.expired());
+    EXPECT_TRUE(weakSource.expired());
+    EXPECT_TRUE(weakInstructions.expired());
+    EXPECT_EQ(file.use_count(), 1);
+}
+
+} // namespace
+
+} // namespace ondrel

@@ -1,0 +1,258 @@
+#include "process/workflow/Action.h"
+#include "tests/support/process/TestFileEntity.h"
+
+#include <gtest/gtest.h>
+
+namespace ondrel {
+
+namespace {
+
+// An action with two parameters; "mode" may be absent. Its parameter keys
+// also name "retired", a parameter the class no longer has.
+class LevelAction : public Action {
+    ONDREL_OBJECT(LevelAction, Action)
+public:
+    QStringList parameterKeys() const override { return {"level", "mode", "retired"}; }
+
+    double level() const { return m_level; }
+    void setLevel(double level) { setAndNotify("level", m_level, level); }
+    std::optional<QString> mode() const { return m_mode; }
+    void setMode(const std::optional<QString>& mode) { setAndNotify("mode", m_mode, mode); }
+
+private:
+    double m_level = -1.0;
+    std::optional<QString> m_mode;
+};
+
+const ClassInfo& LevelAction::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<LevelAction, Action>("LevelAction")
+                                       .property("level", &LevelAction::level, &LevelAction::setLevel)
+                                       .property("mode", &LevelAction::mode, &LevelAction::setMode);
+    return info;
+}
+
+// Records what reaches the per-file hook.
+class RecordingAction : public Action {
+    ONDREL_OBJECT(RecordingAction, Action)
+public:
+    int calls = 0;
+    std::shared_ptr<AudioProcessCommandInstructions> instructions;
+    std::shared_ptr<FileEntity> fileEntity;
+    qsizetype process = -1;
+
+    void compileInstructionsForFileEntity(const std::shared_ptr<AudioProcessCommandInstructions>& i,
+                                          const std::shared_ptr<FileEntity>& f, qsizetype p) override {
+        ++calls;
+        instructions = i;
+        fileEntity = f;
+        process = p;
+    }
+};
+
+const ClassInfo& RecordingAction::staticClassInfo() {
+    static const ClassInfo& info = ClassInfo::define<RecordingAction, Action>("RecordingAction");
+    return info;
+}
+
+std::shared_ptr<AudioProcessCommandSourceInstructions> sourceOf(const std::shared_ptr<FileEntity>& file) {
+    auto source = std::make_shared<AudioProcessCommandSourceInstructions>();
+    source->setFileEntity(file);
+    return source;
+}
+
+// MARK: - Fields
+
+TEST(Action, StartsEnabledAndDisclosedWithNoIdentityOrName) {
+    Action action;
+    EXPECT_TRUE(action.isEnabled());
+    EXPECT_TRUE(action.isDisclosed());
+    EXPECT_FALSE(action.identifier().has_value());
+    EXPECT_FALSE(action.name().has_value());
+    EXPECT_EQ(action.viewController(), nullptr);
+    EXPECT_EQ(action.audioProcessor(), nullptr);
+    EXPECT_TRUE(action.parameterKeys().isEmpty());
+    EXPECT_FALSE(action.preventInherentChannelSuffixDelimiter());
+
+    action.setValueForKey(false, "enabled");
+    EXPECT_FALSE(action.isEnabled());
+    // Undefined keys are silent.
+    action.setValueForKey(1, "noSuchKey");
+    action.setValueForKeyPath(1, "noSuchKey");
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("noSuchKey")));
+}
+
+TEST(Action, IdentifierComesFromTheClassName) {
+    const std::pair<const char*, const char*> rows[] = {{"TrimBeginningAction", "trimBeginning"},
+                                                        {"SaveAction", "save"},
+                                                        {"ChangeToAACAction", "changeToAAC"},
+                                                        {"NormalizeActionAction", "normalizeAction"},
+                                                        {"Normalize", "normalize"},
+                                                        {"Action", ""},
+                                                        {"", ""}};
+    for (const auto& [className, identifier] : rows)
+        EXPECT_EQ(Action::identifierForClassName(className), identifier) << className;
+}
+
+// MARK: - Parameters
+
+TEST(Action, ParameterValuesHoldEveryPresentParameter) {
+    LevelAction action;
+    QVariantMap values = action.parameterValues();
+    EXPECT_EQ(values.keys(), QStringList{"level"});  // mode is absent, retired has no value
+    EXPECT_EQ(values.value("level").toDouble(), -1.0);
+
+    action.setMode("peak");
+    values = action.parameterValues();
+    EXPECT_EQ(values.size(), 2);
+    EXPECT_EQ(values.value("mode").toString(), "peak");
+    EXPECT_FALSE(values.contains("enabled"));  // fields are not parameters
+
+    // What one action gives, another of its class takes.
+    LevelAction second;
+    action.setLevel(-12.0);
+    second.setParameterValues(action.parameterValues());
+    EXPECT_EQ(second.level(), -12.0);
+    EXPECT_EQ(second.mode(), std::optional<QString>("peak"));
+}
+
+TEST(Action, SetParameterValuesIgnoresUnknownKeysAndKeepsMissingOnes) {
+    LevelAction action;
+    action.setMode("rms");
+    action.setParameterValues(
+        {{"level", 3.5}, {"bogus", 1}, {"retired", "old"}, {"enabled", false}, {"name", "ignored"}});
+    EXPECT_EQ(action.level(), 3.5);
+    EXPECT_EQ(action.mode(), std::optional<QString>("rms"));  // missing: kept
+    EXPECT_TRUE(action.isEnabled());                          // not a parameter key
+    EXPECT_FALSE(action.name().has_value());
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("retired")));
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("bogus")));
+}
+
+TEST(Action, ParameterChangesAreObservedByKey) {
+    LevelAction action;
+    std::vector<QVariant> seen;
+    auto handle = action.observe("level", KeyValueObservingOptionNew,
+                                 [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue); });
+    action.setParameterValues({{"level", 2.0}});
+    action.setValueForKey(4.0, "level");
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[1].toDouble(), 4.0);
+}
+
+// MARK: - Compile hooks
+
+TEST(Action, BaseHooksDoNothingAndAnswerTheirDefaults) {
+    Action action;
+    auto file = std::make_shared<FileEntity>(3.0);
+    auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
+    group->insertObjectInSourceInstructionsAtIndex(sourceOf(file), 0);
+    auto instructions = std::make_shared<AudioProcessCommandInstructions>();
+
+    EXPECT_EQ(action.fileProcessCommand(), nullptr);
+    action.willBeginConstructingProcessForFileEntity(file, {file});
+    EXPECT_EQ(action.numberOfProcessesForFileEntity(file), 1);
+    EXPECT_EQ(action.numberOfProcessesForFileEntity(nullptr), 1);
+    action.compileSourceInstructions(group, 0);
+    action.compileInstructions(instructions, group, 0);
+    action.compileInstructionsForFileEntity(instructions, file, 0);
+    EXPECT_FALSE(action.filenameForProposedFilename("Take 1", file, 0).has_value());
+    action.didEndConstructingProcess();
+
+    EXPECT_EQ(group->countOfSourceInstructions(), 1);
+    EXPECT_EQ(group->range(), (DoubleRange{0.0, 3.0}));
+    EXPECT_EQ(instructions->countOfEffectInstructions(), 0);
+    EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("gain")));
+}
+
+TEST(Action, CompileInstructionsForwardsTheMainSourcesFile) {
+    RecordingAction action;
+    auto main = std::make_shared<FileEntity>(1.0);
+    auto other = std::make_shared<FileEntity>(2.0);
+    auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
+    group->insertObjectInSourceInstructionsAtIndex(sourceOf(other), 0);
+    group->insertObjectInSourceInstructionsAtIndex(sourceOf(main), 0);
+    auto instructions = std::make_shared<AudioProcessCommandInstructions>();
+
+    action.compileInstructions(instructions, group, 3);
+    EXPECT_EQ(action.calls, 1);
+    EXPECT_EQ(action.instructions, instructions);
+    EXPECT_EQ(action.fileEntity, main);
+    EXPECT_EQ(action.process, 3);
+
+    // No file for an empty group or none.
+    action.compileInstructions(instructions, std::make_shared<AudioProcessCommandSourceInstructionsGroup>(), 0);
+    EXPECT_EQ(action.fileEntity, nullptr);
+    action.fileEntity = main;
+    action.compileInstructions(instructions, nullptr, 1);
+    EXPECT_EQ(action.calls, 3);
+    EXPECT_EQ(action.fileEntity, nullptr);
+}
+
+// MARK: - Pasteboard form
+
+class ActionPasteboard : public ::testing::Test {
+protected:
+    std::vector<std::shared_ptr<Action>> workflow{std::make_shared<Action>(), std::make_shared<LevelAction>(),
+                                                  std::make_shared<RecordingAction>()};
+    void SetUp() override {
+        Action::setCurrentWorkflow(
+            [this](const Action* action) -> qsizetype {
+                for (size_t i = 0; i < workflow.size(); ++i)
+                    if (workflow[i].get() == action)
+                        return qsizetype(i);
+                return -1;
+            },
+            [this](qsizetype index) -> std::shared_ptr<Action> {
+                return index < qsizetype(workflow.size()) ? workflow[size_t(index)] : nullptr;
+            });
+    }
+    void TearDown() override { Action::setCurrentWorkflow({}, {}); }
+};
+
+const QString indexType = "com.velmark.ondrel.action.index";
+
+TEST_F(ActionPasteboard, OneTypeReadAsAPropertyList) {
+    EXPECT_EQ(Action::actionIndexPasteboardType(), indexType);
+    EXPECT_EQ(Action::writableTypesForPasteboard(), QStringList{indexType});
+    EXPECT_EQ(Action::readableTypesForPasteboard(), QStringList{indexType});
+    EXPECT_EQ(Action::readingOptionsForType(indexType), 2);
+}
+
+TEST_F(ActionPasteboard, WritesTheIndexInTheCurrentWorkflow) {
+    const QVariant list = workflow[1]->pasteboardPropertyListForType(indexType);
+    ASSERT_TRUE(Variant::isDictionary(list));
+    const QVariantMap map = list.toMap();
+    EXPECT_EQ(map.keys(), QStringList{"index"});
+    EXPECT_EQ(map.value("index").toULongLong(), 1u);
+    EXPECT_TRUE(Variant::isInteger(map.value("index")));
+
+    EXPECT_TRUE(Variant::isAbsent(workflow[1]->pasteboardPropertyListForType("public.text")));
+    EXPECT_TRUE(Variant::isAbsent(Action().pasteboardPropertyListForType(indexType)));  // not in the workflow
+}
+
+TEST_F(ActionPasteboard, ReadingAnswersTheExistingActionAtTheIndex) {
+    for (const auto& action : workflow)
+        EXPECT_EQ(Action::initWithPasteboardPropertyList(action->pasteboardPropertyListForType(indexType), indexType),
+                  action);
+    for (const QVariant& bad :
+         {QVariant(QVariantMap{{"index", 3}}), QVariant(QVariantMap{{"index", -1}}),
+          QVariant(QVariantMap{{"index", "one"}}), QVariant(QVariantMap{}), QVariant(QVariantList{0})})
+        EXPECT_EQ(Action::initWithPasteboardPropertyList(bad, indexType), nullptr)
+            << qPrintable(Variant::describe(bad));
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", 0}}, "public.text"), nullptr);
+
+    // A place, not a copy: after a move the same form names another action.
+    const QVariant form = workflow[0]->pasteboardPropertyListForType(indexType);
+    std::swap(workflow[0], workflow[2]);
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(form, indexType), workflow[0]);
+}
+
+TEST(ActionPasteboardWithoutWorkflow, AnswersNothing) {
+    Action action;
+    EXPECT_TRUE(Variant::isAbsent(action.pasteboardPropertyListForType(indexType)));
+    EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", 0}}, indexType), nullptr);
+}
+
+} // namespace
+
+} // namespace ondrel

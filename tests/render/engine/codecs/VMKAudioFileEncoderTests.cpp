@@ -1,0 +1,314 @@
+#include "tests/support/engine/EngineTestSupport.h"
+
+#include "render/engine/codecs/VMKAudioFileEncoder.h"
+#include "render/engine/files/VMKAudioFileReader.h"
+
+#include <QtCore/QFile>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+
+namespace ondrel {
+
+using namespace VMKAudioEncoding;
+
+namespace {
+
+// Encodes `audio` into `path` with the settings; false with the reason in `error`.
+bool encode(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path, VMKError* error) {
+    settings.numberOfChannels = int(audio.size());
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, error);
+    if (!encoder)
+        return false;
+    std::vector<const float*> pointers;
+    for (const auto& channel : audio)
+        pointers.push_back(channel.data());
+    return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
+}
+
+// Settings for `encoding` in a file of `kind` at `rate`.
+VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 encoding, double rate = 44100) {
+    VMKAudioFileEncoderSettings settings;
+    settings.format = &VMKAudioFileFormat::formatOfKind(kind);
+    settings.encoding = encoding;
+    settings.sampleRate = rate;
+    return settings;
+}
+
+// Encodes `audio` into `path` and reads it back; no channels when either fails.
+TestAudio encodeAndRead(const TestAudio& audio, const VMKAudioFileEncoderSettings& settings, const QString& path) {
+    VMKError error;
+    if (!encode(audio, settings, path, &error)) {
+        ADD_FAILURE() << error.localizedDescription().toStdString();
+        return {};
+    }
+    return readFile(path);
+}
+
+// The samples of a file as FFmpeg decodes them, interleaved.
+std::vector<float> readWithFFmpeg(const QString& path, const QString& rawPath) {
+    QString output;
+    EXPECT_EQ(runTool(QStringLiteral("ffmpeg"), {"-v", "error", "-y", "-i", path, "-f", "f32le", rawPath}, &output),
+              0)
+        << output.toStdString();
+    QFile file(rawPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray bytes = file.readAll();
+    std::vector<float> samples(size_t(bytes.size()) / sizeof(float));
+    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
+    return samples;
+}
+
+} // namespace
+
+// Companding and ADPCM encodings take floats from the library, which must
+// clip what lies beyond full scale instead of wrapping it or looking it up
+// out of its tables.
+TEST(VMKAudioFileEncoder, CompandedAndADPCMSamplesBeyondFullScaleClip) {
+    TestFolder folder;
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+        double rate;
+    };
+    const Case cases[] = {
+        {"ulaw.wav", VMKAudioFileFormat::Kind::WAVE, uLaw, 44100},
+        {"alaw.wav", VMKAudioFileFormat::Kind::WAVE, aLaw, 44100},
+        {"ulaw.au", VMKAudioFileFormat::Kind::AU, uLaw, 44100},
+        {"alaw.aif", VMKAudioFileFormat::Kind::AIFF, aLaw, 44100},
+        {"ima.wav", VMKAudioFileFormat::Kind::WAVE, IMA4, 44100},
+        {"ulaw.vox", VMKAudioFileFormat::Kind::VOX, uLaw, 8000},
+    };
+    // Held levels well past full scale, each long enough for ADPCM to settle.
+    const float levels[] = {1.5f, -1.5f, 4.0f, -4.0f, 1.0f, -1.0f};
+    constexpr qint64 hold = 2000;
+    TestAudio audio(1);
+    for (float level : levels)
+        audio[0].insert(audio[0].end(), size_t(hold), level);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding, c.rate);
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), 1u);
+        ASSERT_EQ(read[0].size(), audio[0].size());
+        for (size_t l = 0; l < std::size(levels); ++l) {
+            SCOPED_TRACE(levels[l]);
+            // The last frames of each hold: near full scale with the sign of the level.
+            const float sample = read[0][(l + 1) * size_t(hold) - 10];
+            EXPECT_GT(sample * (levels[l] > 0 ? 1.0f : -1.0f), 0.95f);
+            EXPECT_LE(std::abs(sample), 1.0f);
+        }
+        if (c.kind != VMKAudioFileFormat::Kind::VOX) {
+            // (ADPCM blocks may decode a little past the stated length.)
+            const std::vector<float> other =
+                readWithFFmpeg(folder.path(c.name), folder.path(QStringLiteral("ffmpeg.raw")));
+            ASSERT_GE(other.size(), audio[0].size());
+            for (size_t l = 0; l < std::size(levels); ++l)
+                EXPECT_GT(other[(l + 1) * size_t(hold) - 10] * (levels[l] > 0 ? 1.0f : -1.0f), 0.95f) << levels[l];
+        }
+    }
+}
+
+// One byte a frame and an odd number of frames: the sound data needs a pad
+// byte, which must not count as a frame.
+TEST(VMKAudioFileEncoder, OddByteAIFFDataKeepsItsFrameCount) {
+    TestFolder folder;
+    for (quint32 encoding : {PCM, uLaw, aLaw}) {
+        SCOPED_TRACE(VMKAudioFileFormat::stringWithFourCharCode(encoding).toStdString());
+        const QString path = folder.path(QStringLiteral("odd%1.aif").arg(encoding));
+        VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::AIFF, encoding, 8000);
+        settings.bitDepth = 8;
+        const TestAudio audio{{0.25f, -0.5f, 0.75f}};
+        const TestAudio read = encodeAndRead(audio, settings, path);
+        ASSERT_EQ(read.size(), 1u);
+        EXPECT_EQ(read[0].size(), 3u);
+        const QString output = probe(path, "stream=duration_ts");
+        EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=3"))) << output.toStdString();
+    }
+}
+
+// Apple Lossless asked for deeper than it goes, or for floating point
+// samples, is written at its deepest and keeps every sample.
+TEST(VMKAudioFileEncoder, DeepAppleLosslessKeepsItsSamples) {
+    TestFolder folder;
+    const qint64 frames = 10000;
+    const TestAudio audio = makeSines(2, frames, 44100, 0.5f, 24);
+    for (auto kind : {VMKAudioFileFormat::Kind::CAF, VMKAudioFileFormat::Kind::M4A}) {
+        for (bool floatingPoint : {false, true}) {
+            const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
+            SCOPED_TRACE(format.name.toStdString() + (floatingPoint ? " float" : " 32 bits"));
+            const QString path = folder.path(QStringLiteral("deep.") + format.extension());
+            VMKAudioFileEncoderSettings settings = settingsFor(kind, ALAC);
+            settings.bitDepth = 32;
+            settings.isFloatingPoint = floatingPoint;
+            const TestAudio read = encodeAndRead(audio, settings, path);
+            ASSERT_EQ(read.size(), 2u);
+            EXPECT_EQ(maximumDifference(audio, read), 0.0f);
+            const std::vector<float> other = readWithFFmpeg(path, folder.path(QStringLiteral("deep.raw")));
+            ASSERT_EQ(other.size(), 2 * size_t(frames));
+            for (size_t i = 0; i < size_t(frames); i += 997) {
+                EXPECT_EQ(other[2 * i], audio[0][i]) << i;
+                EXPECT_EQ(other[2 * i + 1], audio[1][i]) << i;
+            }
+        }
+    }
+}
+
+// ADPCM data comes in whole blocks; the file must state the frames written,
+// not those of its last block filled up.
+TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
+    TestFolder folder;
+    for (auto kind : {VMKAudioFileFormat::Kind::WAVE, VMKAudioFileFormat::Kind::Wave64}) {
+        for (int channels : {1, 2}) {
+            const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
+            SCOPED_TRACE(format.name.toStdString() + " " + std::to_string(channels));
+            const QString path = folder.path(QStringLiteral("ima%1.").arg(channels) + format.extension());
+            const qint64 frames = 10001;
+            const TestAudio audio = makeSines(channels, frames, 44100, 0.5f);
+            const VMKAudioFileEncoderSettings settings = settingsFor(kind, IMA4);
+            const TestAudio read = encodeAndRead(audio, settings, path);
+            ASSERT_EQ(read.size(), size_t(channels));
+            EXPECT_EQ(read[0].size(), size_t(frames));
+            EXPECT_GE(signalToNoise(audio, read), 20.0);
+            const QString output = probe(path, "stream=duration_ts");
+            EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=%1").arg(frames))) << output.toStdString();
+        }
+    }
+}
+
+// Three channels are left, right and centre, as in WAVE files: no channel
+// may be taken for a low frequency one (and cut to its lows), and Apple
+// Lossless takes them too. Four channels are a quad, as in the WAVE files
+// written here and by other tools: AAC must not label the back pair front
+// and back centre.
+TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentreAndFourAQuad) {
+    TestFolder folder;
+    const qint64 frames = 22050;
+    TestAudio three(3, std::vector<float>(size_t(frames)));
+    for (int c = 0; c < 3; ++c)
+        for (qint64 i = 0; i < frames; ++i)
+            three[size_t(c)][size_t(i)] = 0.4f * float(std::sin(2.0 * M_PI * (400.0 + 300.0 * c) * double(i) / 44100.0));
+    const TestAudio four = makeSines(4, frames, 44100, 0.4f);
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+        const TestAudio& audio;
+        quint32 bitrate;
+        const char* layout;
+    };
+    using Kind = VMKAudioFileFormat::Kind;
+    for (const Case& c : {Case{"aac.m4a", Kind::M4A, AAC, three, 256000, "3.0"},
+                          Case{"aac.caf", Kind::CAF, AAC, three, 256000, "3.0"},
+                          Case{"alac.m4a", Kind::M4A, ALAC, three, 256000, "3.0"},
+                          Case{"quad.wav", Kind::WAVE, PCM, four, 320000, "quad"},
+                          Case{"quad.m4a", Kind::M4A, AAC, four, 320000, "quad"},
+                          Case{"quad.caf", Kind::CAF, AAC, four, 320000, "quad"}}) {
+        SCOPED_TRACE(c.name);
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
+        settings.bitrate = c.bitrate;
+        const TestAudio read = encodeAndRead(c.audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), c.audio.size());
+        for (size_t channel = 0; channel < read.size(); ++channel)
+            EXPECT_GE(signalToNoise({c.audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
+        const QString output = probe(folder.path(c.name), "stream=channel_layout");
+        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=") + c.layout)) << output.toStdString();
+    }
+}
+
+// WAVE files say which speaker each channel is for, the same layouts the
+// other formats written here use: eight channels are 7.1 with side
+// channels last, not the old "wide" 7.1 with two front centre channels.
+TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
+    TestFolder folder;
+    const char* layouts[] = {"3.0", "quad", "5.0", "5.1", "6.1", "7.1"};
+    for (int channels = 3; channels <= 8; ++channels) {
+        SCOPED_TRACE(channels);
+        const QString path = folder.path(QStringLiteral("layout%1.wav").arg(channels));
+        const VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::WAVE, 0);
+        const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
+        VMKError error;
+        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+        EXPECT_EQ(maximumDifference(audio, readFile(path)), 0.0f);
+        EXPECT_EQ(probe(path, "stream=channel_layout", "csv=p=0").trimmed().toStdString(), layouts[channels - 3]);
+    }
+}
+
+// A sample that is no number (a filter gone unstable upstream) becomes
+// silence in integer files, at every depth, never a full scale click.
+TEST(VMKAudioFileEncoder, SamplesThatAreNoNumberBecomeSilence) {
+    TestFolder folder;
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const TestAudio audio{{0.25f, nan, -nan, 0.25f}};
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+        int bits;
+    };
+    for (const Case& c : {Case{"a8.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 8},
+                          Case{"a16.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 16},
+                          Case{"a24.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 24},
+                          Case{"a32.wav", VMKAudioFileFormat::Kind::WAVE, PCM, 32},
+                          Case{"a24.flac", VMKAudioFileFormat::Kind::FLAC, FLAC, 24},
+                          Case{"a16.m4a", VMKAudioFileFormat::Kind::M4A, ALAC, 16},
+                          Case{"a24.m4a", VMKAudioFileFormat::Kind::M4A, ALAC, 24},
+                          Case{"ulaw.wav", VMKAudioFileFormat::Kind::WAVE, uLaw, 8},
+                          Case{"alaw.wav", VMKAudioFileFormat::Kind::WAVE, aLaw, 8},
+                          Case{"ima.wav", VMKAudioFileFormat::Kind::WAVE, IMA4, 4}}) {
+        SCOPED_TRACE(c.name);
+        const bool isLossy = c.encoding != PCM && c.encoding != FLAC && c.encoding != ALAC;
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
+        settings.bitDepth = c.bits;
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), 1u);
+        ASSERT_EQ(read[0].size(), 4u);
+        // (Companding comes near the numbers; ADPCM moves from 0.25 in small steps.)
+        const float tolerance = c.encoding == IMA4 ? 0.3f : isLossy ? 0.01f : 0.0f;
+        EXPECT_NEAR(read[0][1], 0.0f, tolerance);
+        EXPECT_NEAR(read[0][2], 0.0f, tolerance);
+        if (!isLossy) {
+            EXPECT_EQ(read[0][0], 0.25f);
+            EXPECT_EQ(read[0][3], 0.25f);
+        }
+    }
+}
+
+// The lossy encoders, fed NaN or infinite samples, neither abort nor fail
+// nor burst into noise far above full scale.
+TEST(VMKAudioFileEncoder, LossyEncodersSurviveSamplesThatAreNoNumber) {
+    TestFolder folder;
+    TestAudio audio = makeSines(2, 44100, 44100, 0.5f);
+    for (size_t i = 20000; i < 20010; ++i)
+        audio[0][i] = std::numeric_limits<float>::quiet_NaN();
+    audio[1][30000] = std::numeric_limits<float>::infinity();
+    audio[1][30001] = -std::numeric_limits<float>::infinity();
+    struct Case {
+        const char* name;
+        VMKAudioFileFormat::Kind kind;
+        quint32 encoding;
+    };
+    for (const Case& c : {Case{"a.mp3", VMKAudioFileFormat::Kind::MP3, MPEG3},
+                          Case{"a.ogg", VMKAudioFileFormat::Kind::OggVorbis, Vorbis},
+                          Case{"a.m4a", VMKAudioFileFormat::Kind::M4A, AAC},
+                          Case{"a.caf", VMKAudioFileFormat::Kind::CAF, AAC}}) {
+        SCOPED_TRACE(c.name);
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
+        settings.bitrate = 192000;
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), 2u);
+        float peak = 0.0f;
+        for (const auto& channel : read)
+            for (float v : channel) {
+                ASSERT_FALSE(std::isnan(v));
+                peak = std::max(peak, std::abs(v));
+            }
+        EXPECT_LT(peak, 2.0f);
+    }
+}
+
+} // namespace ondrel

@@ -1,0 +1,129 @@
+#include "tests/support/engine/TestGenerator.h"
+
+#include "render/engine/graph/VMKAudioStream.h"
+#include "render/engine/effects/VMKFaderAudioProcessor.h"
+
+#include <gtest/gtest.h>
+
+namespace ondrel {
+
+namespace {
+constexpr double kRate = 1000.0;  // a frame per millisecond keeps the numbers readable
+
+std::shared_ptr<VMKAudioAutomation> ramp(double location, double length, float minimum, float maximum) {
+    auto automation = std::make_shared<VMKAudioAutomation>();
+    automation->setParameterKey(QStringLiteral("scalar"));
+    automation->setLocation(location);
+    automation->setLength(length);
+    automation->setMinimum(minimum);
+    automation->setMaximum(maximum);
+    return automation;
+}
+
+// Runs ones through the fader in blocks of `block` frames; answers the gains.
+std::vector<float> run(VMKFaderAudioProcessor& fader, int64_t block, int64_t frames, int64_t startFrame = 0) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto source = std::make_shared<TestGenerator>(2, kRate, [](int64_t, uint32_t) { return 1.0f; });
+    auto head = std::make_shared<TestRecorder>();
+    std::shared_ptr<VMKFaderAudioProcessor> shared(std::shared_ptr<VMKFaderAudioProcessor>{}, &fader);
+    chainProcessors(*stream, {source, shared, head})->setMaxFrames(block);
+    head->setFrameCount(frames);
+    head->info().setSampleTime(startFrame);
+    VMKError error;
+    EXPECT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+    EXPECT_TRUE(stream->start(&error));
+    stream->uninitialize();
+    stream->removeProcessorsObject(shared);
+    EXPECT_EQ(head->recorded[0], head->recorded[1]);
+    return head->recorded[0];
+}
+
+float linear(int64_t frame, double location, double length, float minimum, float maximum) {
+    const double x = (double(frame) / kRate - location) / length;
+    return float(minimum + (double(maximum) - minimum) * x);
+}
+} // namespace
+
+TEST(VMKFaderAudioProcessor, GainAndScalarAreOneSetting) {
+    VMKFaderAudioProcessor fader;
+    EXPECT_EQ(fader.scalar(), 1.0f);
+    EXPECT_EQ(fader.gain(), 0.0f);
+    fader.setGain(-6.0f);
+    EXPECT_NEAR(fader.scalar(), 0.501187f, 1e-6);
+    fader.setScalar(0.25f);
+    EXPECT_NEAR(fader.gain(), -12.0412f, 1e-4);
+    fader.setGain(0.0f);
+    EXPECT_EQ(fader.scalar(), 1.0f);
+    const auto out = run(fader, 64, 100);
+    for (float value : out)
+        ASSERT_EQ(value, 1.0f);
+    fader.setScalar(0.25f);
+    for (float value : run(fader, 64, 100))
+        ASSERT_EQ(value, 0.25f);
+}
+
+TEST(VMKFaderAudioProcessor, AnAutomationRampsSampleExactlyWhateverTheBlocks) {
+    // From 10.5 ms for 20.3 ms: frames 11 to 30 lie in the stretch.
+    const double location = 0.0105, length = 0.0203;
+    VMKFaderAudioProcessor fader;
+    fader.setScalar(0.5f);
+    fader.insertObjectInAutomationsAtIndex(ramp(location, length, 0.2f, 1.0f), 0);
+    const auto reference = run(fader, 1000, 60);
+    ASSERT_EQ(reference.size(), 60u);
+    for (int64_t f = 0; f < 60; ++f) {
+        const bool inside = f >= 11 && f <= 30;
+        const float expected = inside ? linear(f, location, length, 0.2f, 1.0f) : 0.5f;
+        ASSERT_EQ(reference[size_t(f)], expected) << "frame " << f;
+    }
+    EXPECT_NEAR(reference[11], 0.2f + 0.8f * 0.5f / 20.3f, 1e-6);
+    for (int64_t block : {1, 3, 7, 16, 29})
+        EXPECT_EQ(run(fader, block, 60), reference) << "blocks of " << block;
+    // Starting in the middle of the stretch picks it up at the right place.
+    const auto late = run(fader, 7, 30, 20);
+    EXPECT_EQ(std::vector<float>(late.begin(), late.begin() + 30), std::vector<float>(reference.begin() + 20, reference.begin() + 50));
+}
+
+TEST(VMKFaderAudioProcessor, OnlyEnabledScalarAutomationsActAndOverlapsMultiply) {
+    VMKFaderAudioProcessor fader;
+    auto fadeIn = ramp(0.0, 0.010, 0.0f, 1.0f);
+    auto gain = ramp(0.0, 0.040, 0.5f, 0.5f);
+    auto other = ramp(0.0, 0.040, 0.0f, 0.0f);
+    other->setParameterKey(QStringLiteral("pan"));
+    auto disabled = ramp(0.0, 0.040, 0.0f, 0.0f);
+    disabled->setEnabled(false);
+    fader.insertAutomations({fadeIn, gain, other, disabled}, IndexSet::range(0, 4));
+    EXPECT_EQ(fader.countOfAutomations(), 4u);
+    EXPECT_EQ(fader.objectInAutomationsAtIndex(1), gain);
+    const auto out = run(fader, 8, 50);
+    for (int64_t f = 0; f < 50; ++f) {
+        float expected = 1.0f;
+        if (f < 10)
+            expected = linear(f, 0.0, 0.010, 0.0f, 1.0f) * 0.5f;
+        else if (f < 40)
+            expected = 0.5f;
+        ASSERT_EQ(out[size_t(f)], expected) << "frame " << f;
+    }
+    // Switching the fade off while the fader is set up takes effect at once.
+    fadeIn->setEnabled(false);
+    gain->setLength(0.0);  // an empty stretch covers nothing
+    for (float value : run(fader, 8, 50))
+        ASSERT_EQ(value, 1.0f);
+    fader.removeObjectFromAutomationsAtIndex(0);
+    EXPECT_EQ(fader.objectInAutomationsAtIndex(0), gain);
+}
+
+TEST(VMKFaderAudioProcessor, AnAutomationMapsThroughItsValueMap) {
+    VMKFaderAudioProcessor fader;
+    auto fadeOut = ramp(0.0, 0.016, 0.0f, 1.0f);
+    auto map = fadeOut->valueMap();
+    map->objectInControlPointsAtIndex(0)->setPoint(0.0, 1.0);
+    map->objectInControlPointsAtIndex(1)->setPoint(1.0, 0.0);
+    fader.insertObjectInAutomationsAtIndex(fadeOut, 0);
+    const auto out = run(fader, 5, 20);
+    EXPECT_EQ(out[0], 1.0f);
+    EXPECT_EQ(out[8], 0.5f);
+    EXPECT_EQ(out[12], 0.25f);
+    EXPECT_EQ(out[16], 1.0f);  // past the stretch: the fader's own scalar
+}
+
+} // namespace ondrel

@@ -1,0 +1,353 @@
+#include "tests/support/engine/EngineTestSupport.h"
+#include "tests/support/engine/TestGenerator.h"
+
+#include "render/engine/graph/VMKAudioStream.h"
+#include "render/engine/meters/VMKLoudnessMeterAudioProcessor.h"
+#include "render/engine/meters/VMKPitchDetectorAudioProcessor.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <numbers>
+
+namespace ondrel {
+
+namespace {
+constexpr double kRate = 48000.0;
+constexpr int64_t kSecond = 48000;
+
+float silence(int64_t, uint32_t) { return 0.0f; }
+
+float decibelsToAmplitude(double decibels) { return float(std::pow(10.0, decibels / 20.0)); }
+
+// A sine of `frequency` Hz with peak `decibels` dBFS on every channel.
+TestGenerator::Function sine(double frequency, double decibels, double rate = kRate, double phase = 0.0) {
+    const double amplitude = decibelsToAmplitude(decibels);
+    return [=](int64_t frame, uint32_t) {
+        return float(amplitude * std::sin(2.0 * std::numbers::pi * frequency * double(frame) / rate + phase));
+    };
+}
+
+// A head that hands every block it pulled to a function.
+class BlockProbe : public VMKHeadAudioProcessor {
+public:
+    std::function<void(const VMKAudioBufferList&, int64_t sampleTime)> onBlock;
+
+protected:
+    bool didPullBlock(const VMKAudioBufferList& block, VMKError*) override {
+        if (onBlock)
+            onBlock(block, info().sampleTime());
+        return true;
+    }
+};
+
+// Runs generator -> meter -> head for `frames` frames in blocks of `block`.
+template <class Head>
+void run(const std::shared_ptr<VMKAudioProcessor>& meter, const std::shared_ptr<Head>& head, uint32_t channels,
+         TestGenerator::Function function, int64_t frames, int64_t block = 256, double rate = kRate) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    chainProcessors(*stream, {std::make_shared<TestGenerator>(channels, rate, std::move(function)), meter, head})
+        ->setMaxFrames(block);
+    head->setFrameCount(frames);
+    VMKError error;
+    ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+    ASSERT_TRUE(stream->start(&error)) << qPrintable(error.localizedDescription());
+    stream->uninitialize();
+    stream->removeProcessorsObject(meter);
+}
+
+std::shared_ptr<VMKLoudnessMeterAudioProcessor> measure(uint32_t channels, TestGenerator::Function function,
+                                                        int64_t frames, bool truePeak = false, int64_t block = 256) {
+    auto meter = std::make_shared<VMKLoudnessMeterAudioProcessor>();
+    meter->setEnableTruePeak(truePeak);
+    run(meter, std::make_shared<BlockProbe>(), channels, std::move(function), frames, block);
+    return meter;
+}
+
+// Alternates two sine levels, `seconds` each, starting with the first.
+TestGenerator::Function alternating(double first, double second, int64_t seconds) {
+    auto a = sine(1000.0, first), b = sine(1000.0, second);
+    return [=](int64_t frame, uint32_t channel) {
+        return (frame / (seconds * kSecond)) % 2 == 0 ? a(frame, channel) : b(frame, channel);
+    };
+}
+} // namespace
+
+TEST(LoudnessMeter, SineOf1kHzReadsItsLevelInLUFS) {
+    // Stereo 1 kHz sine at -23 dBFS is -23 LUFS, at -33 dBFS -33 LUFS.
+    auto meter = measure(2, sine(1000.0, -23.0), 20 * kSecond);
+    EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
+    EXPECT_NEAR(meter->peak(), -23.0, 0.01);
+    EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1);
+    meter = measure(2, sine(1000.0, -33.0), 20 * kSecond, false, 1000);
+    EXPECT_NEAR(meter->integratedLU(), -33.0, 0.1);
+    // Read by key, as the analyzer and descriptions do.
+    EXPECT_NEAR(meter->valueForKey(QStringLiteral("integratedLU")).toDouble(), -33.0, 0.1);
+    EXPECT_NEAR(meter->valueForKey(QStringLiteral("peak")).toDouble(), -33.0, 0.01);
+}
+
+TEST(LoudnessMeter, ChannelsCountByTheirPlace) {
+    // A single channel counts as the same signal on two loudspeakers.
+    auto meter = measure(1, sine(1000.0, -23.0), 10 * kSecond);
+    EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
+    // Six channels: the LFE (the fourth) does not count, the surrounds weigh 1.5 dB more.
+    auto only = [](uint32_t wanted) {
+        auto tone = sine(1000.0, -20.0);
+        return [=](int64_t frame, uint32_t channel) { return channel == wanted ? tone(frame, channel) : 0.0f; };
+    };
+    meter = measure(6, only(3), 5 * kSecond);
+    EXPECT_EQ(meter->integratedLU(), -std::numeric_limits<double>::infinity());
+    EXPECT_NEAR(meter->peak(), -20.0, 0.01);  // the peak still sees it
+    const double front = measure(6, only(0), 5 * kSecond)->integratedLU();
+    EXPECT_NEAR(measure(6, only(2), 5 * kSecond)->integratedLU(), front, 0.05);
+    EXPECT_NEAR(measure(6, only(4), 5 * kSecond)->integratedLU() - front, 1.5, 0.05);
+    EXPECT_NEAR(front, -23.0, 0.1);  // one channel of a -20 dBFS sine: 3 dB under the stereo pair
+}
+
+TEST(LoudnessMeter, TruePeakFindsThePeakBetweenSamples) {
+    // A sine at a quarter of the rate, 45 degrees off: every sample sits at
+    // 1/sqrt(2) of the amplitude, the true peak is the amplitude itself.
+    const double amplitude = -6.0;
+    const auto quarter = sine(kRate / 4.0, amplitude, kRate, std::numbers::pi / 4.0);
+    const double samplePeak = decibels(double(decibelsToAmplitude(amplitude)) / std::sqrt(2.0));
+    auto meter = measure(2, quarter, 2 * kSecond, true);
+    EXPECT_NEAR(meter->peak(), amplitude, 0.2);
+    meter = measure(2, quarter, 2 * kSecond, false);
+    EXPECT_NEAR(meter->peak(), samplePeak, 0.001);
+    // A full scale sine at 1 kHz: both peaks at 0 dB.
+    EXPECT_NEAR(measure(2, sine(1000.0, 0.0), kSecond, true)->peak(), 0.0, 0.2);
+    // Peak is the largest over the channels.
+    auto louder = [](int64_t frame, uint32_t channel) { return channel == 1 && frame == 100 ? -0.5f : 0.0f; };
+    EXPECT_NEAR(measure(2, louder, kSecond)->peak(), decibels(0.5), 1e-6);
+}
+
+TEST(LoudnessMeter, LoudnessRangeOfAlternatingLevels) {
+    EXPECT_NEAR(measure(2, alternating(-20.0, -30.0, 20), 40 * kSecond)->loudnessRange(), 10.0, 1.0);
+    EXPECT_NEAR(measure(2, alternating(-20.0, -15.0, 20), 40 * kSecond)->loudnessRange(), 5.0, 1.0);
+}
+
+TEST(LoudnessMeter, SilenceAndEmptyRunsAndResultsAfterTheRun) {
+    VMKLoudnessMeterAudioProcessor fresh;
+    EXPECT_EQ(fresh.integratedLU(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(fresh.peak(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(fresh.loudnessRange(), 0.0);
+    auto meter = measure(2, silence, 5 * kSecond, true);
+    EXPECT_EQ(meter->integratedLU(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(meter->peak(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(meter->loudnessRange(), 0.0);
+    // A second run starts afresh; results outlive uninitialize (measure() has run it).
+    run(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -23.0), 5 * kSecond);
+    EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
+    run(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -40.0), 5 * kSecond);
+    EXPECT_NEAR(meter->integratedLU(), -40.0, 0.1);
+    EXPECT_NEAR(meter->peak(), -40.0, 0.01);
+}
+
+TEST(LoudnessMeter, OneBadSampleDoesNotSpoilTheMeasurement) {
+    // A bad sample a second in: the nine seconds after it must still count
+    // (a sample that is no number is measured as silence, never as the peak).
+    const auto clean = sine(1000.0, -23.0);
+    for (float bad : kBadSamples) {
+        const auto function = [=](int64_t frame, uint32_t channel) {
+            return frame == kSecond ? bad : clean(frame, channel);
+        };
+        for (bool truePeak : {false, true}) {
+            auto meter = measure(2, function, 10 * kSecond, truePeak);
+            EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1) << bad << " true peak " << truePeak;
+            EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1) << bad << " true peak " << truePeak;
+            EXPECT_NEAR(meter->peak(), -23.0, 0.2) << bad << " true peak " << truePeak;
+        }
+    }
+}
+TEST(LoudnessMeter, RefusesARateItCannotMeasure) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    auto meter = std::make_shared<VMKLoudnessMeterAudioProcessor>();
+    meter->setIdentifier(QStringLiteral("LUMeter"));
+    chainProcessors(*stream, {std::make_shared<TestGenerator>(2, 8.0, &TestGenerator::ramp), meter,
+                              std::make_shared<BlockProbe>()});
+    VMKError error;
+    EXPECT_FALSE(stream->initialize(&error));
+    EXPECT_TRUE(error.isError());
+    EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("LUMeter"))) << qPrintable(error.localizedDescription());
+    EXPECT_FALSE(stream->isInitialized());
+}
+
+TEST(Meters, PassAudioThroughBitExactAndAreFoundByIdentifier) {
+    VMKLoudnessMeterAudioProcessor::staticClassInfo();
+    VMKPitchDetectorAudioProcessor::staticClassInfo();
+    const QVariantMap description{
+        {QStringLiteral("processors"),
+         QVariantList{processorEntry(QStringLiteral("VMKLoudnessMeterAudioProcessor"), QStringLiteral("LUMeter"),
+                                     {{QStringLiteral("parameters"), QVariantMap{{QStringLiteral("enableTruePeak"), true}}}}),
+                      processorEntry(QStringLiteral("VMKPitchDetectorAudioProcessor"), QStringLiteral("pitchDetector"))}},
+        {QStringLiteral("chain"), QVariantList{QStringLiteral("LUMeter"), QStringLiteral("pitchDetector")}}};
+    VMKError error;
+    auto stream = VMKAudioStream::initWithDescription(description, &error);
+    ASSERT_TRUE(stream) << qPrintable(error.localizedDescription());
+    auto lu = std::dynamic_pointer_cast<VMKLoudnessMeterAudioProcessor>(
+        stream->processorWithIdentifier(QStringLiteral("LUMeter")));
+    auto pitch = std::dynamic_pointer_cast<VMKPitchDetectorAudioProcessor>(
+        stream->processorWithIdentifier(QStringLiteral("pitchDetector")));
+    ASSERT_TRUE(lu && pitch);
+    EXPECT_TRUE(lu->enableTruePeak());
+
+    auto source = std::make_shared<TestGenerator>(3, kRate, &TestGenerator::ramp);
+    auto recorder = std::make_shared<TestRecorder>();
+    stream->addProcessorsObject(source);
+    stream->addProcessorsObject(recorder);
+    stream->connectProcessor(source.get(), lu.get());
+    stream->connectProcessor(pitch.get(), recorder.get())->setMaxFrames(300);  // hops and pulls out of step
+    recorder->setFrameCount(30011);
+    ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
+    ASSERT_TRUE(stream->start(&error));
+    ASSERT_EQ(recorder->recorded.size(), 3u);
+    for (uint32_t c = 0; c < 3; ++c) {
+        ASSERT_EQ(recorder->recorded[c].size(), 30011u);
+        for (int64_t f = 0; f < 30011; ++f)
+            ASSERT_EQ(recorder->recorded[c][size_t(f)], TestGenerator::ramp(f, c)) << f << " " << c;
+    }
+    EXPECT_GT(lu->integratedLU(), -30.0);
+    EXPECT_TRUE(stream->uninitialize());
+}
+
+namespace {
+double noteFrequency(int note) { return 440.0 * std::pow(2.0, (note - 69) / 12.0); }
+
+struct PitchRun {
+    int blocks = 0;     // blocks looked at (after the settling time)
+    int pitched = 0;    // of which with power above 0
+    int right = 0;      // of which rounding to the expected note
+    float lastSemitone = 0.0f;
+};
+
+PitchRun followPitch(const std::shared_ptr<VMKPitchDetectorAudioProcessor>& detector, uint32_t channels,
+                     TestGenerator::Function function, int expected, double rate = kRate) {
+    PitchRun result;
+    auto probe = std::make_shared<BlockProbe>();
+    const int64_t settle = int64_t(rate * 0.1);
+    probe->onBlock = [&](const VMKAudioBufferList&, int64_t sampleTime) {
+        if (sampleTime < settle)
+            return;
+        ++result.blocks;
+        if (detector->power() > 0.0f) {
+            ++result.pitched;
+            result.right += int(std::lround(detector->semitone())) == expected;
+            result.lastSemitone = detector->semitone();
+        }
+    };
+    run(detector, probe, channels, std::move(function), int64_t(rate * 0.5), 256, rate);
+    return result;
+}
+
+// Expects nine in ten blocks of a run to have a pitch, each the expected note.
+void expectHeard(const PitchRun& run, const std::string& what) {
+    EXPECT_GE(run.pitched, run.blocks * 9 / 10) << what;
+    EXPECT_EQ(run.right, run.pitched) << what << ", heard " << run.lastSemitone;
+}
+} // namespace
+
+TEST(PitchDetector, FindsTheNotesOfSinesFrom36To96) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    for (int note = 36; note <= 96; ++note) {
+        const auto run = followPitch(detector, 2, sine(noteFrequency(note), -12.0), note);
+        ASSERT_GT(run.blocks, 0);
+        expectHeard(run, "note " + std::to_string(note));
+    }
+}
+
+TEST(PitchDetector, MixesTheChannelsAndFollowsOtherRates) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    // A tone on one channel of three is heard in the mix.
+    auto tone = sine(noteFrequency(57), -6.0);
+    auto third = [=](int64_t frame, uint32_t channel) { return channel == 2 ? tone(frame, channel) : 0.0f; };
+    auto run = followPitch(detector, 3, third, 57);
+    expectHeard(run, "a tone on the third channel");
+    for (double rate : {44100.0, 96000.0}) {
+        for (int note : {40, 69, 90}) {
+            run = followPitch(detector, 1, sine(noteFrequency(note), -12.0, rate), note, rate);
+            expectHeard(run, std::to_string(rate) + " " + std::to_string(note));
+        }
+    }
+}
+
+TEST(PitchDetector, SilenceHasNoPitch) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    EXPECT_EQ(detector->power(), 0.0f);
+    auto run = followPitch(detector, 2, silence, 0);
+    EXPECT_GT(run.blocks, 0);
+    EXPECT_EQ(run.pitched, 0);
+    // A tone that stops: the pitch goes with it.
+    auto tone = sine(noteFrequency(60), -12.0);
+    auto stops = [=](int64_t frame, uint32_t channel) { return frame < kSecond / 4 ? tone(frame, channel) : 0.0f; };
+    auto probe = std::make_shared<BlockProbe>();
+    int pitchedEarly = 0, pitchedLate = 0;
+    probe->onBlock = [&](const VMKAudioBufferList&, int64_t sampleTime) {
+        if (detector->power() > 0.0f)
+            (sampleTime < kSecond / 4 ? pitchedEarly : pitchedLate) += sampleTime > kSecond / 10;
+        if (sampleTime > kSecond / 10 && sampleTime < kSecond / 4 - 256) {
+            EXPECT_GT(detector->power(), 0.0f);
+            EXPECT_EQ(std::lround(detector->semitone()), 60);
+        }
+    };
+    ondrel::run(detector, probe, 2, stops, kSecond / 2);
+    EXPECT_GT(pitchedEarly, 0);
+    EXPECT_LT(pitchedLate, 12);  // the window (2048 frames) still holds the tone for a few hops
+    EXPECT_EQ(detector->power(), 0.0f);
+}
+
+TEST(PitchDetector, NoiseHasHardlyAnyPitch) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    auto noise = [](int64_t frame, uint32_t channel) {
+        // A fixed white noise: a hash of frame and channel, uniform in [-0.5, 0.5).
+        uint64_t x = uint64_t(frame) * 0x9E3779B97F4A7C15ull + channel * 0xBF58476D1CE4E5B9ull + 1;
+        x ^= x >> 31;
+        x *= 0x94D049BB133111EBull;
+        x ^= x >> 29;
+        return float(x >> 40) / float(1 << 24) - 0.5f;
+    };
+    const auto run = followPitch(detector, 2, noise, -1);
+    EXPECT_GT(run.blocks, 0);
+    EXPECT_LE(run.pitched, run.blocks / 20) << "heard " << run.lastSemitone;
+}
+
+TEST(PitchDetector, FindsTheFundamentalOfToneWithHarmonics) {
+    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+    for (int note : {38, 50, 62, 74, 86}) {
+        const double f = noteFrequency(note);
+        // Eight harmonics falling as 1/k, the second and third the strongest overtones.
+        auto tone = [f](int64_t frame, uint32_t) {
+            double x = 0.0;
+            for (int k = 1; k <= 8; ++k)
+                if (f * k < kRate / 2.0)
+                    x += 0.1 / k * std::sin(2.0 * std::numbers::pi * f * k * double(frame) / kRate + 0.3 * k);
+            return float(x);
+        };
+        const auto run = followPitch(detector, 2, tone, note);
+        expectHeard(run, "note " + std::to_string(note));
+    }
+}
+
+TEST(PitchDetector, OneBadSampleIsForgottenWithinAWindow) {
+    // A bad sample at 0.1 s; the second half of the half second must find A4 again.
+    const auto tone = sine(noteFrequency(69), -12.0);
+    for (float bad : kBadSamples) {
+        auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
+        int late = 0, lateRight = 0;
+        auto probe = std::make_shared<BlockProbe>();
+        probe->onBlock = [&](const VMKAudioBufferList&, int64_t sampleTime) {
+            if (sampleTime < kSecond / 4)
+                return;
+            ++late;
+            lateRight += detector->power() > 0.0f && std::lround(detector->semitone()) == 69;
+        };
+        run(detector, probe, 1,
+            [&](int64_t frame, uint32_t channel) { return frame == kSecond / 10 ? bad : tone(frame, channel); },
+            kSecond / 2);
+        EXPECT_GE(lateRight, late * 9 / 10) << bad;
+        EXPECT_TRUE(std::isfinite(detector->semitone())) << bad;
+    }
+}
+
+} // namespace ondrel

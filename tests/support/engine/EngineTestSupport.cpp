@@ -1,0 +1,173 @@
+#include "tests/support/engine/EngineTestSupport.h"
+
+#include "render/engine/files/VMKAudioFileReader.h"
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QFile>
+#include <QtCore/QProcess>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+namespace ondrel {
+
+namespace {
+float quantize(float value, int bits) {
+    if (bits <= 0)
+        return value;
+    const double scale = std::ldexp(1.0, bits - 1);
+    return float(std::clamp(std::round(double(value) * scale), -scale, scale - 1) / scale);
+}
+} // namespace
+
+TestAudio makeSines(int channels, qint64 frames, double sampleRate, float amplitude, int bits) {
+    TestAudio audio(size_t(channels), std::vector<float>(size_t(frames), 0.0f));
+    for (int c = 0; c < channels; ++c) {
+        const double frequency = 440.0 * (1.0 + 0.5 * c);
+        for (qint64 i = 0; i < frames; ++i)
+            audio[size_t(c)][size_t(i)] =
+                quantize(float(amplitude * std::sin(2.0 * M_PI * frequency * double(i) / sampleRate)), bits);
+    }
+    return audio;
+}
+
+TestAudio makeNoise(int channels, qint64 frames, float amplitude, unsigned seed, int bits) {
+    std::mt19937 generator(seed);
+    std::uniform_real_distribution<float> distribution(-amplitude, amplitude);
+    TestAudio audio(size_t(channels), std::vector<float>(size_t(frames), 0.0f));
+    for (qint64 i = 0; i < frames; ++i)
+        for (int c = 0; c < channels; ++c)
+            audio[size_t(c)][size_t(i)] = quantize(distribution(generator), bits);
+    return audio;
+}
+
+bool writeRawFloat(const QString& path, const TestAudio& audio) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    const size_t frames = audio.empty() ? 0 : audio[0].size();
+    std::vector<float> interleaved(frames * audio.size());
+    for (size_t i = 0; i < frames; ++i)
+        for (size_t c = 0; c < audio.size(); ++c)
+            interleaved[i * audio.size() + c] = audio[c][i];
+    const qint64 bytes = qint64(interleaved.size() * sizeof(float));
+    return file.write(reinterpret_cast<const char*>(interleaved.data()), bytes) == bytes;
+}
+
+int runTool(const QString& program, const QStringList& arguments, QString* output) {
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    if (!process.waitForStarted(10000))
+        return -1;
+    process.closeWriteChannel();
+    if (!process.waitForFinished(120000)) {
+        process.kill();
+        process.waitForFinished();
+        return -1;
+    }
+    if (output)
+        *output = QString::fromUtf8(process.readAll());
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+bool soxWrite(const TestAudio& audio, double sampleRate, const QStringList& formatArguments, const QString& path) {
+    const QString raw = path + QStringLiteral(".raw");
+    if (!writeRawFloat(raw, audio))
+        return false;
+    QStringList arguments = {QStringLiteral("-D"), QStringLiteral("-t"), QStringLiteral("f32"), QStringLiteral("-r"),
+                             QString::number(sampleRate), QStringLiteral("-c"), QString::number(audio.size()), raw};
+    arguments += formatArguments;
+    arguments += path;
+    const int code = runTool(QStringLiteral("sox"), arguments);
+    QFile::remove(raw);
+    return code == 0;
+}
+
+QString probe(const QString& path, const QString& entries, const QString& printFormat) {
+    QString output;
+    EXPECT_EQ(runTool(QStringLiteral("ffprobe"),
+                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"), entries,
+                       QStringLiteral("-of"), printFormat, path},
+                      &output),
+              0)
+        << output.toStdString();
+    return output;
+}
+
+TestAudio readAllFrames(VMKAudioFileReader& reader) {
+    TestAudio audio(reader.numberOfChannels(), std::vector<float>(reader.frames(), 0.0f));
+    std::vector<float*> pointers;
+    for (auto& channel : audio)
+        pointers.push_back(channel.data());
+    EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), qint64(reader.frames()), 0));
+    return audio;
+}
+
+TestAudio readFile(const QString& path) {
+    VMKError error;
+    auto reader = VMKAudioFileReader::initWithURL(URL::fileURLWithPath(path), &error);
+    EXPECT_TRUE(reader) << error.localizedDescription().toStdString();
+    return reader ? readAllFrames(*reader) : TestAudio{};
+}
+
+double rms(const std::vector<float>& values, size_t from) {
+    double sum = 0.0;
+    for (size_t i = from; i < values.size(); ++i)
+        sum += double(values[i]) * values[i];
+    return std::sqrt(sum / double(values.size() - from));
+}
+
+double peak(const std::vector<float>& values, size_t from) {
+    float result = 0.0f;
+    for (size_t i = from; i < values.size(); ++i)
+        result = std::max(result, std::abs(values[i]));
+    return result;
+}
+
+int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
+    int64_t count = 0;
+    for (size_t i = from; i < values.size(); ++i)
+        count += std::isfinite(values[i]) ? 0 : 1;
+    return count;
+}
+
+double decibels(double ratio) { return 20.0 * std::log10(ratio); }
+
+int64_t firstDifference(const TestAudio& a, const TestAudio& b) {
+    if (a.size() != b.size())
+        return 0;
+    for (size_t c = 0; c < a.size(); ++c) {
+        if (a[c].size() != b[c].size())
+            return 0;
+        for (size_t i = 0; i < a[c].size(); ++i)
+            if (std::memcmp(&a[c][i], &b[c][i], sizeof(float)) != 0)
+                return int64_t(i);
+    }
+    return -1;
+}
+
+float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset) {
+    float worst = 0.0f;
+    for (size_t c = 0; c < std::min(expected.size(), actual.size()); ++c)
+        for (size_t i = 0; i < actual[c].size() && i + size_t(offset) < expected[c].size(); ++i)
+            worst = std::max(worst, std::abs(expected[c][i + size_t(offset)] - actual[c][i]));
+    return worst;
+}
+
+double signalToNoise(const TestAudio& expected, const TestAudio& actual) {
+    double signal = 0.0, noise = 0.0;
+    for (size_t c = 0; c < std::min(expected.size(), actual.size()); ++c)
+        for (size_t i = 0; i < std::min(expected[c].size(), actual[c].size()); ++i) {
+            signal += double(expected[c][i]) * expected[c][i];
+            const double d = double(expected[c][i]) - actual[c][i];
+            noise += d * d;
+        }
+    if (noise == 0.0)
+        return 200.0;
+    return 10.0 * std::log10(signal / noise);
+}
+
+} // namespace ondrel

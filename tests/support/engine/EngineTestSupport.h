@@ -1,0 +1,70 @@
+#pragma once
+
+#include "core/files/URL.h"
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QTemporaryDir>
+
+#include <vector>
+
+namespace ondrel {
+
+class VMKAudioFileReader;
+
+// Audio made by the tests: one vector of floats per channel.
+using TestAudio = std::vector<std::vector<float>>;
+
+// Sines of a different frequency on each channel (440 Hz times 1, 1.5, 2 ...),
+// at `amplitude`, quantized to `bits` when bits > 0 so that integer formats
+// of that depth hold them exactly.
+TestAudio makeSines(int channels, qint64 frames, double sampleRate, float amplitude = 0.5f, int bits = 0);
+// Uniform noise in [-amplitude, amplitude), seeded, quantized like makeSines.
+TestAudio makeNoise(int channels, qint64 frames, float amplitude, unsigned seed, int bits = 0);
+
+// Writes `audio` as raw interleaved 32-bit floats (native order).
+bool writeRawFloat(const QString& path, const TestAudio& audio);
+// Runs a program; answers its exit code (-1 when it could not run) and
+// puts what it printed (both streams) into `output`.
+int runTool(const QString& program, const QStringList& arguments, QString* output = nullptr);
+// Makes a file of `audio` with sox from raw floats; `formatArguments` go
+// before the output path (such as "-b", "24").
+bool soxWrite(const TestAudio& audio, double sampleRate, const QStringList& formatArguments, const QString& path);
+
+// What ffprobe says of `entries` (such as "stream=channel_layout") of the
+// file at `path`, printed as `printFormat`; expects ffprobe to succeed.
+QString probe(const QString& path, const QString& entries,
+              const QString& printFormat = QStringLiteral("default=noprint_wrappers=1"));
+// Every frame of a reader, read at once.
+TestAudio readAllFrames(VMKAudioFileReader& reader);
+// Every frame of the file at `path`; no channels (and a failure) when it can't be opened.
+TestAudio readFile(const QString& path);
+
+// Measurements of one channel, over its frames from `from` on.
+double rms(const std::vector<float>& values, size_t from = 0);
+double peak(const std::vector<float>& values, size_t from = 0);
+int64_t nonFiniteFrames(const std::vector<float>& values, size_t from = 0);
+// An amplitude ratio in dB.
+double decibels(double ratio);
+// The first frame where two recordings differ, bit for bit, in any channel;
+// 0 when their shapes differ, -1 when they are identical.
+int64_t firstDifference(const TestAudio& a, const TestAudio& b);
+
+// Largest absolute difference over all channels and frames, comparing
+// `actual` from frame `offset` of `expected` on.
+float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset = 0);
+// Signal to noise ratio in dB of `actual` against `expected`.
+double signalToNoise(const TestAudio& expected, const TestAudio& actual);
+
+// A folder for one test's files.
+class TestFolder {
+public:
+    TestFolder() = default;
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+    URL url(const QString& name) const { return URL::fileURLWithPath(path(name)); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+} // namespace ondrel
