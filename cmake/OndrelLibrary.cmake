@@ -1,6 +1,7 @@
 # Helpers shared by every library and executable of the project.
 
-set(ONDREL_WARNINGS -Wall -Wextra -Werror -Wno-missing-field-initializers)
+set(ONDREL_WARNINGS -Wall -Wextra -Werror -Wshadow -Woverloaded-virtual -Wnon-virtual-dtor
+    -Wno-missing-field-initializers)
 
 # The Qt headers every translation unit pays for: compiled once per target.
 set(ONDREL_PCH_HEADERS

@@ -207,7 +207,7 @@ struct SerialQueueState : std::enable_shared_from_this<SerialQueueState> {
         bool* granted = nullptr;  // a waiting sync call, when set
     };
 
-    explicit SerialQueueState(QString label) : label(std::move(label)) {}
+    explicit SerialQueueState(QString queueLabel) : label(std::move(queueLabel)) {}
 
     void async(std::function<void()> block) {
         std::lock_guard lock(mutex);

@@ -79,7 +79,7 @@ public:
 
 class FakeRouting : public AudioOutputRouting {
 public:
-    explicit FakeRouting(int channels) : channels(channels) {}
+    explicit FakeRouting(int outputChannels) : channels(outputChannels) {}
     int numberOfOutputChannels() override { return channels; }
     void tieInputChannel(int input, int output) override { ties.emplace_back(input, output); }
     int channels;
@@ -89,7 +89,7 @@ public:
 // Answers a set button; may run something while "shown".
 class ScriptedPrompt : public TerminationPrompt {
 public:
-    explicit ScriptedPrompt(int answer) : answer(answer) {}
+    explicit ScriptedPrompt(int button) : answer(button) {}
     int runModal(const QString& message, const QString& informative, const QStringList& buttons) override {
         ++shown;
         messageText = message;

@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
         ToolCase{"FLAC16", "a.flac", {"-b", "16"}, 2, 16, "FLAC Audio File", 16, false, FLAC, exact},
         ToolCase{"FLAC24", "a.flac", {"-b", "24"}, 6, 24, "FLAC Audio File", 24, false, FLAC, exact},
         ToolCase{"VOX", "a.vox", {"-t", "ul"}, 1, 0, "VOX Audio File", 8, false, uLaw, 0.02f, 8000}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 } // namespace
 
@@ -191,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "CAF File", PCM, 24, 200},
         EncodedCase{"ffmpegCAFALAC", "a.caf", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "alac", "%out"},
                     "CAF File", ALAC, 16, 200}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 // Bad input gives an error that says what was done and why, never a crash.
 class BrokenFiles : public ::testing::Test {

@@ -93,8 +93,8 @@ TEST_P(TagRoundTrip, TagsOfTheTableComeBack) {
 INSTANTIATE_TEST_SUITE_P(Formats, TagRoundTrip,
                          ::testing::Values("WAVE File", "AIFF File", "MP3 Audio File", "FLAC Audio File",
                                            "Ogg Vorbis Audio File", "M4A Audio File", "CAF File"),
-                         [](const auto& info) {
-                             std::string name = info.param;
+                         [](const auto& testInfo) {
+                             std::string name = testInfo.param;
                              name.erase(std::remove(name.begin(), name.end(), ' '), name.end());
                              return name;
                          });

@@ -176,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
         WriteCase{"ALAC16", "M4A Audio File", ALAC, 16, false, 16, 0},
         WriteCase{"ALAC24", "M4A Audio File", ALAC, 24, false, 24, 0},
         WriteCase{"VOX", "VOX Audio File", uLaw, 8, false, 0, 30, 8000, {1}}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 TEST(VMKAudioFileWriterAudioProcessor, RefusesWhatAFormatCantHold) {
     TestFolder folder;
