@@ -59,6 +59,8 @@ function(ondrel_add_test_suite name)
   target_link_libraries(${name} PRIVATE ondrel_test_support ${ARG_DEPS})
   target_precompile_headers(${name} PRIVATE ${ONDREL_PCH_HEADERS} <gtest/gtest.h>)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen"
-                                  LABELS "${name};${ARG_LABELS}")
+                       PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+  # Discovered tests take their labels from the folder: the suite's name and
+  # the sanitizer stages that run it.
+  set_property(DIRECTORY APPEND PROPERTY LABELS ${name} ${ARG_LABELS})
 endfunction()
