@@ -42,8 +42,9 @@ const QSet<QString>& channelSuffixes() {
 
 // Takes a file name (without extension) apart into name, delimiter and
 // channel suffix. The longest suffix wins; it needs at least two characters
-// in front of it, the nearer of which is a delimiter that is neither a letter
-// nor a digit.
+// in front of it, the nearer of which is a delimiter that is not alphanumeric:
+// neither a letter, a mark (a combining accent belongs to its letter) nor a
+// number.
 QVariantMap componentsOfFilename(const QString& name) {
     QVariantMap components;
     const qsizetype length = name.size();
@@ -66,7 +67,7 @@ QVariantMap componentsOfFilename(const QString& name) {
                 if (delimiterStart < 1)
                     continue;
             }
-            if (QChar::isLetterOrNumber(delimiter))
+            if (QChar::isLetterOrNumber(delimiter) || QChar::isMark(delimiter))
                 continue;
             components.insert(kFilenameKey, name.left(delimiterStart));
             components.insert(kDelimiterKey, name.mid(delimiterStart, start - delimiterStart));
