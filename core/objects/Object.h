@@ -155,8 +155,6 @@ public:
     struct PendingChange;
 
 private:
-    friend struct KeyPathForwarder;
-
     void attachChild(const std::shared_ptr<Registration>& registration) const;
     void detachChild(Registration& registration) const;
     void notifyPrior(const QString& key, KeyValueChange kind, const IndexSet& indexes);
