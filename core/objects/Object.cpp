@@ -287,6 +287,7 @@ QVariant Object::valueForKeyPath(const QVariant& target, const QString& keyPath)
 // MARK: - Observation
 
 void Object::addObserver(Observer* observer, const QString& keyPath, int options, void* context) {
+    Q_ASSERT(observer && !keyPath.isEmpty());
     if (!observer || keyPath.isEmpty())
         return;
     auto r = std::make_shared<Registration>();
@@ -350,6 +351,7 @@ void Object::removeObserver(Observer* observer, const QString& keyPath) { remove
 
 ObservationHandle Object::observe(const QString& keyPath, int options,
                                   std::function<void(const KeyValueChangeInfo&)> handler) {
+    Q_ASSERT(handler);
     std::weak_ptr<Object> weak = weak_from_this();
     const bool managed = !weak.expired();
     auto observer = std::make_shared<HandlerObserver>(this, weak, managed, keyPath, std::move(handler));
@@ -507,7 +509,7 @@ void Object::notifyAfter(const QString& key, KeyValueChange kind, const IndexSet
         if (r->removed.load(std::memory_order_acquire))
             continue;
         if (!r->rest.isEmpty())
-            attachChild(r);  // replaces the forwarder on the old intermediate object
+            attachChild(r);  // moves the observation to the new intermediate object
         KeyValueChangeInfo change;
         const bool whole = kind == KeyValueChange::Setting || !r->rest.isEmpty();
         change.kind = whole ? KeyValueChange::Setting : kind;
