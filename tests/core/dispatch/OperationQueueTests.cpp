@@ -408,17 +408,4 @@ TEST(OperationQueue, OperationsOutliveTheirQueueObject) {
     EXPECT_TRUE(spinUntil([&] { return ran == 11; }));
 }
 
-TEST(OperationQueue, KeyValueCodingOfTheQueue) {
-    auto queue = std::make_shared<OperationQueue>();
-    EXPECT_EQ(queue->maxConcurrentOperationCount(), OperationQueue::DefaultMaxConcurrentOperationCount);
-    queue->setValueForKey(8, "maxConcurrentOperationCount");
-    queue->setValueForKey("com.example.queue", "name");
-    queue->setValueForKey(true, "isSuspended");
-    EXPECT_EQ(queue->maxConcurrentOperationCount(), 8);
-    EXPECT_EQ(queue->name(), "com.example.queue");
-    EXPECT_TRUE(queue->isSuspended());
-    EXPECT_EQ(queue->className(), "OperationQueue");
-    EXPECT_TRUE(BlockOperation().isKindOfClass("Operation"));
-}
-
 } // namespace ondrel

@@ -15,39 +15,7 @@
 
 namespace ondrel {
 
-// Readable URLs in failure messages.
-static void PrintTo(const URL& url, std::ostream* os) { *os << '"' << url.path().toStdString() << '"'; }
-
 namespace {
-
-// Sets (or unsets, with a null value) an environment variable for one scope.
-class ScopedEnvironment {
-public:
-    ScopedEnvironment(const char* name, const QString& value)
-        : m_name(name), m_previous(qgetenv(name)), m_hadPrevious(qEnvironmentVariableIsSet(name)) {
-        if (value.isNull())
-            qunsetenv(name);
-        else
-            qputenv(name, value.toUtf8());
-    }
-    ~ScopedEnvironment() {
-        if (m_hadPrevious)
-            qputenv(m_name, m_previous);
-        else
-            qunsetenv(m_name);
-    }
-
-private:
-    const char* m_name;
-    QByteArray m_previous;
-    bool m_hadPrevious;
-};
-
-void writeFile(const QString& path, const QByteArray& contents = "data") {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-    file.write(contents);
-}
 
 struct Parsed {
     QString filename;
