@@ -374,11 +374,17 @@ TEST(ClassRegistry, AClassFoundByNameIsComplete) {
 
 namespace {
 
-// A holder whose "take" may be read and replaced from several threads at once.
+// A holder whose "take" may be read and replaced from several threads at
+// once. An armed gate stops the next read of the take until it is released.
 class TakeHolder : public Object {
     ONDREL_OBJECT(TakeHolder, Object)
 public:
     std::shared_ptr<Take> take() const {
+        if (gateArmed.exchange(false)) {
+            gateReached = true;
+            while (!gateReleased)
+                std::this_thread::yield();
+        }
         std::lock_guard lock(m_mutex);
         return m_take;
     }
@@ -390,6 +396,7 @@ public:
         }
         didChangeValueForKey("take");
     }
+    mutable std::atomic<bool> gateArmed{false}, gateReached{false}, gateReleased{false};
 
 private:
     mutable std::mutex m_mutex;
@@ -402,86 +409,53 @@ const ClassInfo& TakeHolder::staticClassInfo() {
     return info;
 }
 
+struct Quiet : Observer {
+    void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {}
+};
+
 } // namespace
 
-TEST(ObjectObservation, KeyPathObserversRemovedWhileAnotherThreadReplacesTheIntermediate) {
+TEST(ObjectObservation, KeyPathObserverRemovedWhileAnotherThreadFollowsItToANewIntermediate) {
+    // The writer replaces the take and stops just as the key path is being
+    // followed to the new one; the observer is removed meanwhile. Nothing may
+    // be left registered on either take.
     auto holder = std::make_shared<TakeHolder>();
-    std::vector<std::shared_ptr<Take>> takes;
-    for (int i = 0; i < 4; ++i)
-        takes.push_back(std::make_shared<Take>());
-    std::atomic<bool> stop{false};
-    std::atomic<long> changes{0};
-    std::thread writer([&] {
-        for (size_t i = 0; !stop.load(); ++i) {
-            holder->setTake(takes[i % takes.size()]);
-            changes.fetch_add(1);
-        }
-    });
-    while (changes.load() < 100)
+    auto first = std::make_shared<Take>(), second = std::make_shared<Take>();
+    holder->setTake(first);
+    Quiet observer;
+    holder->addObserver(&observer, "take.name");
+    holder->gateArmed = true;
+    std::thread writer([&] { holder->setTake(second); });
+    while (!holder->gateReached)
         std::this_thread::yield();
-
-    struct Quiet : Observer {
-        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {}
-    };
-    for (int round = 0; round < 20000; ++round) {
-        auto observer = std::make_unique<Quiet>();
-        holder->addObserver(observer.get(), "take.name");
-        if (round % 2)
-            std::this_thread::yield();
-        holder->removeObserver(observer.get(), "take.name");
-    }
-    stop = true;
+    holder->removeObserver(&observer, "take.name");
+    holder->gateReleased = true;
     writer.join();
-
-    // Nothing may stay registered on an intermediate once its key path observer is gone.
     EXPECT_FALSE(holder->hasObservers());
-    for (const auto& take : takes)
-        EXPECT_FALSE(take->hasObservers());
+    EXPECT_FALSE(first->hasObservers());
+    EXPECT_FALSE(second->hasObservers());
 }
 
 TEST(ObjectObservation, KeyPathObserverIsNotToldOnceItsObjectIsBeingDestroyed) {
-    // A holder that takes a while to go, so that another thread's changes
-    // meet it half destroyed.
-    struct SlowHolder : TakeHolder {
-        std::atomic<bool>* dying;
-        explicit SlowHolder(std::atomic<bool>* flag) : dying(flag) {}
-        ~SlowHolder() override {
-            dying->store(true);
-            std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        }
+    // While the holder is being destroyed, another thread changes the take's
+    // name: the observer of the holder's key path must not hear of it.
+    struct DyingHolder : TakeHolder {
+        std::function<void()> whileDying;
+        ~DyingHolder() override { whileDying(); }
     };
     struct Watcher : Observer {
-        std::atomic<bool>* dying;
-        std::atomic<int> callsWhileDying{0};
-        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override {
-            if (dying->load())
-                callsWhileDying.fetch_add(1);
-        }
-    };
-
+        int calls = 0;
+        void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) override { ++calls; }
+    } watcher;
     auto take = std::make_shared<Take>();
-    std::atomic<bool> stop{false};
-    std::atomic<long> changes{0};
-    std::thread writer([&] {
-        for (int i = 0; !stop.load(); ++i) {
-            take->setName(QString::number(i));
-            changes.fetch_add(1);
-        }
-    });
-    while (changes.load() < 100)
-        std::this_thread::yield();
-
-    std::atomic<bool> dying{false};
-    Watcher watcher;
-    watcher.dying = &dying;
-    auto holder = std::make_shared<SlowHolder>(&dying);
+    auto holder = std::make_shared<DyingHolder>();
     holder->setTake(take);
     holder->addObserver(&watcher, "take.name");
+    take->setName("heard");
+    EXPECT_EQ(watcher.calls, 1);
+    holder->whileDying = [&] { std::thread([&] { take->setName("not heard"); }).join(); };
     holder.reset();
-    stop = true;
-    writer.join();
-
-    EXPECT_EQ(watcher.callsWhileDying.load(), 0);
+    EXPECT_EQ(watcher.calls, 1);
     EXPECT_FALSE(take->hasObservers());
 }
 
