@@ -374,7 +374,7 @@ std::vector<std::shared_ptr<Object::Registration>> Object::registrationsForKey(c
 
 void Object::attachChild(const std::shared_ptr<Registration>& r) const {
     ObjectPtr target = Variant::object(valueForKey(r->firstKey));
-    ObservationHandle oldObservation;
+    ObservationHandle oldObservation, staleObservation;
     {
         // The observation is made with the lock held, so that a detach on
         // another thread (a removal, or a re-attach after another change) waits
@@ -405,10 +405,15 @@ void Object::attachChild(const std::shared_ptr<Registration>& r) const {
                     if (const ObjectPtr strong = ownerRef.lock())
                         owner->deliver(*registration, change);
                 });
+            // Removed while the path was being followed (by an observer told
+            // of a change that following it made): not kept.
+            if (r->removed)
+                staleObservation = std::move(r->childObservation);
         }
     }
-    // Ending the old observation waits for its calls on other threads: never under the lock.
+    // Ending an observation waits for its calls on other threads: never under the lock.
     oldObservation.reset();
+    staleObservation.reset();
 }
 
 void Object::detachChild(Registration& r) const {

@@ -375,7 +375,8 @@ TEST(ClassRegistry, AClassFoundByNameIsComplete) {
 namespace {
 
 // A holder whose "take" may be read and replaced from several threads at
-// once. An armed gate stops the next read of the take until it is released.
+// once. An armed gate stops the next read of the take until it is released;
+// a lazy holder makes its take when first asked, and announces it.
 class TakeHolder : public Object {
     ONDREL_OBJECT(TakeHolder, Object)
 public:
@@ -385,6 +386,8 @@ public:
             while (!gateReleased)
                 std::this_thread::yield();
         }
+        if (lazy && !m_take)
+            const_cast<TakeHolder*>(this)->setTake(std::make_shared<Take>());
         std::lock_guard lock(m_mutex);
         return m_take;
     }
@@ -396,16 +399,22 @@ public:
         }
         didChangeValueForKey("take");
     }
+    std::shared_ptr<TakeHolder> holder() const { return m_holder; }
+    void setHolder(std::shared_ptr<TakeHolder> holder) { setAndNotify("holder", m_holder, std::move(holder)); }
+
     mutable std::atomic<bool> gateArmed{false}, gateReached{false}, gateReleased{false};
+    bool lazy = false;
 
 private:
     mutable std::mutex m_mutex;
     std::shared_ptr<Take> m_take;
+    std::shared_ptr<TakeHolder> m_holder;
 };
 
 const ClassInfo& TakeHolder::staticClassInfo() {
-    static const ClassInfo& info =
-        ClassInfo::define<TakeHolder, Object>("TakeHolder").property("take", &TakeHolder::take, &TakeHolder::setTake);
+    static const ClassInfo& info = ClassInfo::define<TakeHolder, Object>("TakeHolder")
+                                       .property("take", &TakeHolder::take, &TakeHolder::setTake)
+                                       .property("holder", &TakeHolder::holder, &TakeHolder::setHolder);
     return info;
 }
 
@@ -459,54 +468,10 @@ TEST(ObjectObservation, KeyPathObserverIsNotToldOnceItsObjectIsBeingDestroyed) {
     EXPECT_FALSE(take->hasObservers());
 }
 
-namespace {
-
-// Makes its inner holder the first time it is asked, and announces it.
-class LazyHolder : public Object {
-    ONDREL_OBJECT(LazyHolder, Object)
-public:
-    std::shared_ptr<TakeHolder> inner() const {
-        if (!m_inner) {
-            auto* self = const_cast<LazyHolder*>(this);
-            self->willChangeValueForKey("inner");
-            self->m_inner = std::make_shared<TakeHolder>();
-            self->didChangeValueForKey("inner");
-        }
-        return m_inner;
-    }
-
-private:
-    std::shared_ptr<TakeHolder> m_inner;
-};
-
-const ClassInfo& LazyHolder::staticClassInfo() {
-    static const ClassInfo& info =
-        ClassInfo::define<LazyHolder, Object>("LazyHolder").property("inner", &LazyHolder::inner);
-    return info;
-}
-
-class LazyOwner : public Object {
-    ONDREL_OBJECT(LazyOwner, Object)
-public:
-    std::shared_ptr<LazyHolder> lazy() const { return m_lazy; }
-    void setLazy(std::shared_ptr<LazyHolder> lazy) { setAndNotify("lazy", m_lazy, std::move(lazy)); }
-
-private:
-    std::shared_ptr<LazyHolder> m_lazy;
-};
-
-const ClassInfo& LazyOwner::staticClassInfo() {
-    static const ClassInfo& info =
-        ClassInfo::define<LazyOwner, Object>("LazyOwner").property("lazy", &LazyOwner::lazy, &LazyOwner::setLazy);
-    return info;
-}
-
-} // namespace
-
 TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItself) {
-    // Following the path asks the lazy holder for "inner", which announces it
+    // Following the path asks the lazy holder for its take, which announces it
     // being made: the observer hears of it and removes itself at once.
-    auto owner = std::make_shared<LazyOwner>();
+    auto owner = std::make_shared<TakeHolder>();
     struct SelfRemoving : Observer {
         Object* object = nullptr;
         int calls = 0;
@@ -516,11 +481,13 @@ TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItsel
         }
     } remover;
     remover.object = owner.get();
-    owner->addObserver(&remover, "lazy.inner.take.name");
-    owner->setLazy(std::make_shared<LazyHolder>());
+    owner->addObserver(&remover, "holder.take.name");
+    auto lazyHolder = std::make_shared<TakeHolder>();
+    lazyHolder->lazy = true;
+    owner->setHolder(lazyHolder);
     EXPECT_EQ(remover.calls, 1);
     EXPECT_FALSE(owner->hasObservers());
-    EXPECT_FALSE(owner->lazy()->hasObservers());
+    EXPECT_FALSE(lazyHolder->hasObservers());
 }
 
 TEST(ObjectObservation, HandleInvalidatedFromItsHandlerWhileAnotherThreadInvalidatesIt) {
