@@ -9,7 +9,6 @@
 
 #include <QtCore/QStringList>
 
-#include <atomic>
 #include <thread>
 
 namespace ondrel {
@@ -433,26 +432,7 @@ TEST(PredicateFormat, RoundTripsToAnEqualPredicate) {
     EXPECT_EQ(parse("NONE a == 1")->predicateFormat(), "NOT ANY a == 1");
 }
 
-TEST(PredicateFormat, TreesAndBuilders) {
-    auto p = parse("name CONTAINS[cd] %@ OR (favorite == YES AND NOT type == 'loop')", {"x"});
-    auto orPredicate = std::dynamic_pointer_cast<CompoundPredicate>(p);
-    ASSERT_TRUE(orPredicate);
-    EXPECT_EQ(orPredicate->compoundPredicateType(), CompoundPredicate::CompoundPredicateType::Or);
-    ASSERT_EQ(orPredicate->subpredicates().size(), 2u);
-    auto comparison = std::dynamic_pointer_cast<ComparisonPredicate>(orPredicate->subpredicates()[0]);
-    ASSERT_TRUE(comparison);
-    EXPECT_EQ(comparison->predicateOperatorType(), ComparisonPredicate::PredicateOperatorType::Contains);
-    EXPECT_EQ(comparison->options(), ComparisonPredicate::CaseInsensitivePredicateOption |
-                                         ComparisonPredicate::DiacriticInsensitivePredicateOption);
-    EXPECT_EQ(comparison->leftExpression()->expressionType(), Expression::ExpressionType::KeyPath);
-    EXPECT_EQ(comparison->leftExpression()->keyPath(), "name");
-    EXPECT_EQ(comparison->rightExpression()->constantValue().toString(), "x");
-    auto andPredicate = std::dynamic_pointer_cast<CompoundPredicate>(orPredicate->subpredicates()[1]);
-    ASSERT_TRUE(andPredicate);
-    EXPECT_EQ(andPredicate->compoundPredicateType(), CompoundPredicate::CompoundPredicateType::And);
-    EXPECT_EQ(std::dynamic_pointer_cast<CompoundPredicate>(andPredicate->subpredicates()[1])->compoundPredicateType(),
-              CompoundPredicate::CompoundPredicateType::Not);
-
+TEST(PredicateFormat, Builders) {
     EXPECT_EQ(Predicate::andPredicateWithSubpredicates({})->predicateFormat(), "TRUEPREDICATE");
     EXPECT_TRUE(Predicate::andPredicateWithSubpredicates({})->evaluateWithObject(QVariant()));
     EXPECT_EQ(Predicate::orPredicateWithSubpredicates({})->predicateFormat(), "FALSEPREDICATE");
@@ -473,25 +453,20 @@ TEST(PredicateFormat, TreesAndBuilders) {
     EXPECT_TRUE(built.evaluateWithObject(ObjectPtr(s)));
 }
 
-TEST(PredicateEvaluation, SharedBetweenThreads) {
+TEST(PredicateEvaluation, FirstUsedByTwoThreadsAtOnce) {
+    // The pattern behind MATCHES is made on first use: two threads using a
+    // fresh predicate at once must both get every answer right.
     const QString text = "name MATCHES[c] 'take [0-9]+' AND name CONTAINS[cd] %@";
     QVariantList samples;
     for (int i = 0; i < 200; ++i)
         samples << QVariantMap{{"name", QStringLiteral("Take %1%2").arg(i).arg(i % 3 ? "" : "x")}};
-    const qsizetype expected = Predicate::filteredArray(samples, *parse(text, {"TAKE"})).size();
-    auto p = parse(text, {"TAKE"});  // first used by the threads at once
-    EXPECT_EQ(expected, 133);
-    std::atomic<int> mismatches{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 20; ++round)
-                if (Predicate::filteredArray(samples, *p).size() != expected)
-                    ++mismatches;
-        });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(mismatches.load(), 0);
+    auto p = parse(text, {"TAKE"});
+    qsizetype other = -1;
+    std::thread thread([&] { other = Predicate::filteredArray(samples, *p).size(); });
+    const qsizetype here = Predicate::filteredArray(samples, *p).size();
+    thread.join();
+    EXPECT_EQ(here, 133);
+    EXPECT_EQ(other, 133);
 }
 
 } // namespace ondrel
