@@ -2,21 +2,18 @@
 
 #include "core/storage/PropertyList.h"
 
+#include "tests/support/TestSupport.h"
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <cerrno>
 #include <cstdio>
 
 namespace ondrel {
-
-// Readable URLs in failure messages.
-static void PrintTo(const URL& url, std::ostream* os) { *os << '"' << url.path().toStdString() << '"'; }
 
 namespace {
 
@@ -29,9 +26,7 @@ protected:
     URL makeFile(const QString& relative, const QByteArray& contents = "RIFF....WAVE") const {
         const URL url = at(relative);
         EXPECT_TRUE(url.URLByDeletingLastPathComponent().createDirectory());
-        QFile file(url.path());
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(contents);
+        writeFile(url.path(), contents);
         return url;
     }
 
