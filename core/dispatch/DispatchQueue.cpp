@@ -123,6 +123,7 @@ public:
     MainDispatchQueue() : DispatchQueue(QStringLiteral("main")) {}
 
     void async(std::function<void()> block) override {
+        Q_ASSERT(block);
         QCoreApplication* app = QCoreApplication::instance();
         if (!app) {
             qWarning("DispatchQueue: no application object, a block for the main queue is dropped");
@@ -133,6 +134,7 @@ public:
     }
 
     void sync(std::function<void()> block) override {
+        Q_ASSERT(block);
         if (isMainThread()) {
             runBlock(block, label());
             return;
@@ -147,6 +149,7 @@ public:
     }
 
     void asyncAfter(double seconds, std::function<void()> block) override {
+        Q_ASSERT(block);
         const int ms = milliseconds(seconds);
         auto start = [ms, block = std::move(block), this]() mutable {
             QTimer::singleShot(ms, Qt::PreciseTimer, QCoreApplication::instance(),
@@ -172,6 +175,7 @@ public:
     }
 
     void async(std::function<void()> block) override {
+        Q_ASSERT(block);
         m_pool.start([block = std::move(block), this] {
             CurrentQueueScope scope(this);
             runBlock(block, label());
@@ -180,11 +184,13 @@ public:
 
     // A concurrent queue has no order to keep: the block runs on the caller's thread.
     void sync(std::function<void()> block) override {
+        Q_ASSERT(block);
         CurrentQueueScope scope(this);
         runBlock(block, label());
     }
 
     void asyncAfter(double seconds, std::function<void()> block) override {
+        Q_ASSERT(block);
         DelayedDispatcher::shared().schedule(seconds,
                                              [this, block = std::move(block)]() mutable { async(std::move(block)); });
     }
@@ -295,13 +301,18 @@ public:
     explicit SerialDispatchQueue(const QString& label)
         : DispatchQueue(label), m_state(std::make_shared<SerialQueueState>(label)) {}
 
-    void async(std::function<void()> block) override { m_state->async(std::move(block)); }
+    void async(std::function<void()> block) override {
+        Q_ASSERT(block);
+        m_state->async(std::move(block));
+    }
     void sync(std::function<void()> block) override {
+        Q_ASSERT(block);
         const auto state = m_state;  // the queue may be let go while the caller waits
         state->sync(block);
     }
 
     void asyncAfter(double seconds, std::function<void()> block) override {
+        Q_ASSERT(block);
         DelayedDispatcher::shared().schedule(
             seconds, [state = m_state, block = std::move(block)]() mutable { state->async(std::move(block)); });
     }

@@ -23,6 +23,7 @@ public:
     static DispatchQueue& global(Priority priority = Priority::Default);
     static std::shared_ptr<DispatchQueue> createSerial(const QString& label);
 
+    // Every block given to a queue is callable (not empty).
     virtual void async(std::function<void()> block) = 0;
     // Runs the block and waits for it. On the queue's own thread (or main
     // from the main thread) the block runs at once, without deadlock.

@@ -64,6 +64,7 @@ NotificationCenter::~NotificationCenter() = default;
 
 NotificationCenter::ObserverToken NotificationCenter::addObserver(const QString& name, const void* object,
                                                                   std::function<void(const Notification&)> block) {
+    Q_ASSERT(block);
     auto registration = std::make_shared<Registration>();
     registration->name = name;
     registration->object = object;

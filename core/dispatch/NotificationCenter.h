@@ -30,6 +30,7 @@ public:
     NotificationCenter(const NotificationCenter&) = delete;
     NotificationCenter& operator=(const NotificationCenter&) = delete;
 
+    // `block` is callable (not empty).
     ObserverToken addObserver(const QString& name, const void* object,
                               std::function<void(const Notification&)> block);
     void removeObserver(ObserverToken token);

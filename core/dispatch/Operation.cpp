@@ -27,7 +27,23 @@ void runGuarded(const std::function<void()>& block, const Operation& operation, 
     }
 }
 
+// The operations whose main runs on this thread, innermost last.
+thread_local std::vector<const Operation*> t_runningOperations;
+
 } // namespace
+
+bool Operation::isRunningOnThisThread() const {
+    return std::find(t_runningOperations.begin(), t_runningOperations.end(), this) != t_runningOperations.end();
+}
+
+bool Operation::isRunningOnThisThread(const OperationQueueState* queue) {
+    for (const Operation* operation : t_runningOperations) {
+        std::lock_guard lock(operation->m_mutex);
+        if (operation->m_queue.get() == queue)
+            return true;
+    }
+    return false;
+}
 
 const ClassInfo& Operation::staticClassInfo() {
     static const ClassInfo& info = ClassInfo::define<Operation, Object>(QStringLiteral("Operation"))
@@ -55,7 +71,16 @@ void Operation::start() {
         return;
     }
     setExecuting(true);
-    runGuarded([this] { main(); }, *this, "main");
+    struct Running {
+        explicit Running(const Operation* operation) { t_runningOperations.push_back(operation); }
+        ~Running() { t_runningOperations.pop_back(); }
+    };
+    runGuarded(
+        [this] {
+            const Running running(this);
+            main();
+        },
+        *this, "main");
     setExecuting(false);
     setFinished(true);
 }
@@ -206,6 +231,7 @@ std::function<void()> Operation::completionBlock() const {
 }
 
 void Operation::waitUntilFinished() {
+    Q_ASSERT(!isRunningOnThisThread());  // it would wait for itself
     std::unique_lock lock(m_mutex);
     m_doneCondition.wait(lock, [this] { return m_done; });
 }

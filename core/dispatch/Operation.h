@@ -80,6 +80,9 @@ private:
 
     void updateReadiness();
     void didFinish();
+    // Whether this operation's main, or one of `queue`'s, is running on the calling thread.
+    bool isRunningOnThisThread() const;
+    static bool isRunningOnThisThread(const OperationQueueState* queue);
     // Joins a queue; false when the operation is in one already or finished.
     bool enterQueue(const std::shared_ptr<OperationQueueState>& queue);
 

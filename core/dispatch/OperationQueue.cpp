@@ -211,6 +211,7 @@ void OperationQueue::cancelAllOperations() {
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
+    Q_ASSERT(!Operation::isRunningOnThisThread(m_state.get()));  // it would wait for itself
     std::unique_lock lock(m_state->mutex);
     m_state->condition.wait(lock, [this] { return m_state->entries.empty(); });
 }

@@ -15,6 +15,7 @@ Timer::Timer(double seconds, bool repeats, std::function<void()> block)
 Timer::~Timer() = default;
 
 std::shared_ptr<Timer> Timer::scheduledTimer(double seconds, bool repeats, std::function<void()> block) {
+    Q_ASSERT(block);
     std::shared_ptr<Timer> timer(new Timer(seconds, repeats, std::move(block)));
     if (isMainThread())
         timer->schedule();

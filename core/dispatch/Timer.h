@@ -16,6 +16,7 @@ class Timer : public std::enable_shared_from_this<Timer> {
 public:
     // Schedules `block` to run on the main thread after `seconds`, and every
     // `seconds` after that when `repeats`. May be called from any thread.
+    // `block` is callable (not empty).
     static std::shared_ptr<Timer> scheduledTimer(double seconds, bool repeats, std::function<void()> block);
 
     ~Timer();

@@ -1,5 +1,7 @@
 #include "core/files/Bookmark.h"
 
+#include "core/files/DirectoryStream.h"
+
 #include "core/storage/PropertyList.h"
 #include "core/objects/Variant.h"
 
@@ -9,7 +11,6 @@
 #include <cstring>
 #include <deque>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -116,23 +117,18 @@ private:
     }
 
     QString scan(const QString& folder, int depth, const QString& skip, std::deque<std::pair<QString, int>>& pending) {
-        const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (fd < 0)
+        DirectoryStream dir(AT_FDCWD, QFile::encodeName(folder), O_RDONLY);
+        if (!dir.isOpen())
             return QString();
-        DIR* dir = ::fdopendir(fd);
-        if (!dir) {
-            ::close(fd);
-            return QString();
-        }
         QString found;
-        while (const dirent* entry = ::readdir(dir)) {
+        while (const dirent* entry = dir.next()) {
             const char* name = entry->d_name;
             if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
                 continue;
             if (--m_entriesLeft < 0)
                 break;
             struct stat info;
-            if (::fstatat(::dirfd(dir), name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+            if (::fstatat(dir.fd(), name, &info, AT_SYMLINK_NOFOLLOW) != 0)
                 continue;
             const QString path = joinPath(folder, name);
             if (matches(info, QFile::decodeName(name))) {
@@ -143,7 +139,6 @@ private:
                 quint64(info.st_dev) == m_rootDevice && path != skip)
                 pending.emplace_back(path, depth + 1);
         }
-        ::closedir(dir);
         return found;
     }
 

@@ -1,5 +1,7 @@
 #include "core/files/URL.h"
 
+#include "core/files/DirectoryStream.h"
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QSet>
@@ -9,7 +11,6 @@
 #include <cstring>
 
 #include <cerrno>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,8 +43,9 @@ const QSet<QString>& channelSuffixes() {
 
 // Takes a file name (without extension) apart into name, delimiter and
 // channel suffix. The longest suffix wins; it needs at least two characters
-// in front of it, the nearer of which is a delimiter that is neither a letter
-// nor a digit.
+// in front of it, the nearer of which is a delimiter that is not alphanumeric:
+// neither a letter, a mark (a combining accent belongs to its letter) nor a
+// number.
 QVariantMap componentsOfFilename(const QString& name) {
     QVariantMap components;
     const qsizetype length = name.size();
@@ -66,7 +68,7 @@ QVariantMap componentsOfFilename(const QString& name) {
                 if (delimiterStart < 1)
                     continue;
             }
-            if (QChar::isLetterOrNumber(delimiter))
+            if (QChar::isLetterOrNumber(delimiter) || QChar::isMark(delimiter))
                 continue;
             components.insert(kFilenameKey, name.left(delimiterStart));
             components.insert(kDelimiterKey, name.mid(delimiterStart, start - delimiterStart));
@@ -78,25 +80,22 @@ QVariantMap componentsOfFilename(const QString& name) {
     return components;
 }
 
-// Deletes everything in the open folder `fd`, then closes it. Symbolic links
-// are removed, never followed.
-bool emptyDirectory(int fd, const QString& path, VMKError* error) {
-    DIR* dir = fdopendir(fd);
-    if (!dir) {
+// Deletes everything in the open folder `dir`. Symbolic links are removed,
+// never followed.
+bool emptyDirectory(DirectoryStream& dir, const QString& path, VMKError* error) {
+    if (!dir.isOpen()) {
         VMKError::set(error, VMKError::errorWithErrno(errno, actionDeletingItem(), path));
-        ::close(fd);
         return false;
     }
-    bool ok = true;
-    while (ok) {
+    while (true) {
         errno = 0;
-        const dirent* entry = readdir(dir);
+        const dirent* entry = dir.next();
         if (!entry) {
             if (errno != 0) {
                 VMKError::set(error, VMKError::errorWithErrno(errno, actionDeletingItem(), path));
-                ok = false;
+                return false;
             }
-            break;
+            return true;
         }
         const char* name = entry->d_name;
         if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
@@ -105,28 +104,23 @@ bool emptyDirectory(int fd, const QString& path, VMKError* error) {
         bool isDirectory = entry->d_type == DT_DIR;
         if (entry->d_type == DT_UNKNOWN) {
             struct stat info;
-            if (fstatat(dirfd(dir), name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+            if (fstatat(dir.fd(), name, &info, AT_SYMLINK_NOFOLLOW) == 0)
                 isDirectory = S_ISDIR(info.st_mode);
         }
         if (isDirectory) {
-            const int childFd = openat(dirfd(dir), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-            if (childFd < 0) {
+            DirectoryStream child(dir.fd(), QByteArray(name), O_RDONLY | O_NOFOLLOW);
+            if (!child.isOpen()) {
                 VMKError::set(error, VMKError::errorWithErrno(errno, actionDeletingItem(), childPath));
-                ok = false;
-                break;
+                return false;
             }
-            if (!emptyDirectory(childFd, childPath, error)) {
-                ok = false;
-                break;
-            }
+            if (!emptyDirectory(child, childPath, error))
+                return false;
         }
-        if (unlinkat(dirfd(dir), name, isDirectory ? AT_REMOVEDIR : 0) != 0) {
+        if (unlinkat(dir.fd(), name, isDirectory ? AT_REMOVEDIR : 0) != 0) {
             VMKError::set(error, VMKError::errorWithErrno(errno, actionDeletingItem(), childPath));
-            ok = false;
+            return false;
         }
     }
-    closedir(dir);
-    return ok;
 }
 
 // $ONDREL_HOME, made absolute against the current folder; "" when unset.
@@ -278,13 +272,11 @@ bool URL::deleteItem(VMKError* error) const {
         }
         return true;
     }
-    const int fd = ::open(native.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) {
-        VMKError::set(error, VMKError::errorWithErrno(errno, actionDeletingItem(), m_path));
-        return false;
+    {
+        DirectoryStream dir(AT_FDCWD, native, O_RDONLY | O_NOFOLLOW);
+        if (!emptyDirectory(dir, m_path, error))
+            return false;
     }
-    if (!emptyDirectory(fd, m_path, error))
-        return false;
     if (::rmdir(native.constData()) != 0) {
         VMKError::set(error, VMKError::errorWithErrno(errno, actionDeletingItem(), m_path));
         return false;
@@ -298,15 +290,15 @@ std::vector<URL> URL::contentsOfDirectory(VMKError* error) const {
         VMKError::set(error, VMKError::errorWithErrno(EINVAL, actionReadingFolder()));
         return contents;
     }
-    DIR* dir = ::opendir(nativePath(m_path).constData());
-    if (!dir) {
+    DirectoryStream dir(AT_FDCWD, nativePath(m_path), O_RDONLY);
+    if (!dir.isOpen()) {
         VMKError::set(error, VMKError::errorWithErrno(errno, actionReadingFolder(), m_path));
         return contents;
     }
     const QString prefix = m_path == QLatin1String("/") ? m_path : m_path + QLatin1Char('/');
     while (true) {
         errno = 0;
-        const dirent* entry = ::readdir(dir);
+        const dirent* entry = dir.next();
         if (!entry) {
             if (errno != 0) {
                 VMKError::set(error, VMKError::errorWithErrno(errno, actionReadingFolder(), m_path));
@@ -320,7 +312,6 @@ std::vector<URL> URL::contentsOfDirectory(VMKError* error) const {
         child.m_path = prefix + QFile::decodeName(entry->d_name);
         contents.push_back(std::move(child));
     }
-    ::closedir(dir);
     std::sort(contents.begin(), contents.end());
     return contents;
 }

@@ -20,38 +20,10 @@ struct Object::Registration {
     std::atomic<bool> removed{false};
     std::atomic<int> inflight{0};
 
-    // For key paths: the forwarder registered on the current intermediate object.
+    // For key paths: the observation of the rest of the path on the current
+    // intermediate object, which reports its changes as changes of the whole path.
     std::recursive_mutex childMutex;  // re-entered when following the path makes a change that is heard at once
-    std::weak_ptr<Object> childTarget;
-    Object* childTargetRaw = nullptr;
-    std::unique_ptr<Observer> forwarder;
-};
-
-// Observes the rest of a key path on an intermediate object and reports its
-// changes to the owner's registration, as changes of the whole key path.
-//
-// The intermediate object may change on another thread while the owner is
-// being destroyed: an owner held by a shared_ptr is kept alive for each call,
-// and one whose last owner is gone is not told any more.
-struct KeyPathForwarder : Observer {
-    Object* owner;
-    Object::Registration* registration;
-    std::weak_ptr<Object> ownerRef;
-    bool ownerShared;
-    KeyPathForwarder(Object* o, Object::Registration* r) : owner(o), registration(r), ownerRef(o->weak_from_this()) {
-        const std::weak_ptr<Object> none;
-        ownerShared = ownerRef.owner_before(none) || none.owner_before(ownerRef);
-    }
-    void observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo& change, void*) override {
-        if (!ownerShared) {
-            owner->deliver(*registration, change);
-            return;
-        }
-        // Dropping the last reference here destroys the owner, and with it
-        // this forwarder: nothing of this object is touched after the call.
-        if (const ObjectPtr strong = ownerRef.lock())
-            owner->deliver(*registration, change);
-    }
+    ObservationHandle childObservation;
 };
 
 struct Object::PendingChange {
@@ -315,6 +287,7 @@ QVariant Object::valueForKeyPath(const QVariant& target, const QString& keyPath)
 // MARK: - Observation
 
 void Object::addObserver(Observer* observer, const QString& keyPath, int options, void* context) {
+    Q_ASSERT(observer && !keyPath.isEmpty());
     if (!observer || keyPath.isEmpty())
         return;
     auto r = std::make_shared<Registration>();
@@ -378,6 +351,7 @@ void Object::removeObserver(Observer* observer, const QString& keyPath) { remove
 
 ObservationHandle Object::observe(const QString& keyPath, int options,
                                   std::function<void(const KeyValueChangeInfo&)> handler) {
+    Q_ASSERT(handler);
     std::weak_ptr<Object> weak = weak_from_this();
     const bool managed = !weak.expired();
     auto observer = std::make_shared<HandlerObserver>(this, weak, managed, keyPath, std::move(handler));
@@ -400,43 +374,55 @@ std::vector<std::shared_ptr<Object::Registration>> Object::registrationsForKey(c
 
 void Object::attachChild(const std::shared_ptr<Registration>& r) const {
     ObjectPtr target = Variant::object(valueForKey(r->firstKey));
-    std::unique_ptr<Observer> oldForwarder;
-    ObjectPtr oldTarget;
+    ObservationHandle oldObservation, staleObservation;
     {
-        // The forwarder is registered with the lock held, so that a detach on
+        // The observation is made with the lock held, so that a detach on
         // another thread (a removal, or a re-attach after another change) waits
-        // for it and then finds it registered, and never frees it before.
+        // for it and then finds it made, and never ends it before.
         std::lock_guard lock(r->childMutex);
         if (r->removed)
             return;
-        oldForwarder = std::move(r->forwarder);
-        oldTarget = r->childTarget.lock();
-        r->childTarget.reset();
-        r->childTargetRaw = nullptr;
+        oldObservation = std::move(r->childObservation);
         if (target) {
-            r->forwarder = std::make_unique<KeyPathForwarder>(r->owner, r.get());
-            r->childTarget = target;
-            r->childTargetRaw = target.get();
-            target->addObserver(r->forwarder.get(), r->rest, r->options & ~KeyValueObservingOptionInitial, nullptr);
+            // The intermediate object may change on another thread while the
+            // owner is being destroyed: an owner held by a shared_ptr is kept
+            // alive for each call, and one whose last owner is gone is not
+            // told any more. Dropping the last reference inside the call
+            // destroys the owner, and with it this observation: nothing of it
+            // is touched after the call.
+            Object* owner = r->owner;
+            Registration* registration = r.get();
+            const std::weak_ptr<Object> ownerRef = owner->weak_from_this();
+            const std::weak_ptr<Object> none;
+            const bool ownerShared = ownerRef.owner_before(none) || none.owner_before(ownerRef);
+            r->childObservation = target->observe(
+                r->rest, r->options & ~KeyValueObservingOptionInitial,
+                [owner, registration, ownerRef, ownerShared](const KeyValueChangeInfo& change) {
+                    if (!ownerShared) {
+                        owner->deliver(*registration, change);
+                        return;
+                    }
+                    if (const ObjectPtr strong = ownerRef.lock())
+                        owner->deliver(*registration, change);
+                });
+            // Removed while the path was being followed (by an observer told
+            // of a change that following it made): not kept.
+            if (r->removed)
+                staleObservation = std::move(r->childObservation);
         }
     }
-    // Removal waits for calls of the old forwarder on other threads: never under the lock.
-    if (oldForwarder && oldTarget)
-        oldTarget->removeObserver(oldForwarder.get(), r->rest, nullptr);
+    // Ending an observation waits for its calls on other threads: never under the lock.
+    oldObservation.reset();
+    staleObservation.reset();
 }
 
 void Object::detachChild(Registration& r) const {
-    std::unique_ptr<Observer> forwarder;
-    ObjectPtr target;
+    ObservationHandle observation;
     {
         std::lock_guard lock(r.childMutex);
-        forwarder = std::move(r.forwarder);
-        target = r.childTarget.lock();
-        r.childTarget.reset();
-        r.childTargetRaw = nullptr;
+        observation = std::move(r.childObservation);
     }
-    if (forwarder && target)
-        target->removeObserver(forwarder.get(), r.rest, nullptr);
+    observation.reset();
 }
 
 void Object::deliver(Registration& r, const KeyValueChangeInfo& change) {
@@ -528,7 +514,7 @@ void Object::notifyAfter(const QString& key, KeyValueChange kind, const IndexSet
         if (r->removed.load(std::memory_order_acquire))
             continue;
         if (!r->rest.isEmpty())
-            attachChild(r);  // replaces the forwarder on the old intermediate object
+            attachChild(r);  // moves the observation to the new intermediate object
         KeyValueChangeInfo change;
         const bool whole = kind == KeyValueChange::Setting || !r->rest.isEmpty();
         change.kind = whole ? KeyValueChange::Setting : kind;

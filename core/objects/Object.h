@@ -129,21 +129,26 @@ protected:
         field = std::forward<U>(value);
         didChangeValueForKey(key);
     }
-    // Collection helpers over a std::vector field.
+    // Collection helpers over a std::vector field. The index lies within the
+    // list (or at its end, for an insertion): callers that forgive bad
+    // indexes check them before.
     template <class T, class U>
     void insertAndNotify(const QString& key, std::vector<T>& field, U&& value, qsizetype index) {
+        Q_ASSERT(index >= 0 && size_t(index) <= field.size());
         willChange(KeyValueChange::Insertion, IndexSet(index), key);
         field.insert(field.begin() + index, std::forward<U>(value));
         didChange(KeyValueChange::Insertion, IndexSet(index), key);
     }
     template <class T>
     void removeAndNotify(const QString& key, std::vector<T>& field, qsizetype index) {
+        Q_ASSERT(index >= 0 && size_t(index) < field.size());
         willChange(KeyValueChange::Removal, IndexSet(index), key);
         field.erase(field.begin() + index);
         didChange(KeyValueChange::Removal, IndexSet(index), key);
     }
     template <class T, class U>
     void replaceAndNotify(const QString& key, std::vector<T>& field, qsizetype index, U&& value) {
+        Q_ASSERT(index >= 0 && size_t(index) < field.size());
         willChange(KeyValueChange::Replacement, IndexSet(index), key);
         field[size_t(index)] = std::forward<U>(value);
         didChange(KeyValueChange::Replacement, IndexSet(index), key);
@@ -155,8 +160,6 @@ public:
     struct PendingChange;
 
 private:
-    friend struct KeyPathForwarder;
-
     void attachChild(const std::shared_ptr<Registration>& registration) const;
     void detachChild(Registration& registration) const;
     void notifyPrior(const QString& key, KeyValueChange kind, const IndexSet& indexes);

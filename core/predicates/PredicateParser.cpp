@@ -652,7 +652,12 @@ std::shared_ptr<Expression> PredicateParser::parseCast(const Token& token) {
         fail(token.position, QStringLiteral("CAST to a date needs a number of seconds"));
         return nullptr;
     }
-    return Expression::expressionForConstantValue(Date::dateWithTimeIntervalSinceReferenceDate(seconds.toDouble()));
+    const QDateTime date = Date::dateWithTimeIntervalSinceReferenceDate(seconds.toDouble());
+    if (!date.isValid()) {
+        fail(token.position, QStringLiteral("CAST to a date: the number of seconds is out of range"));
+        return nullptr;
+    }
+    return Expression::expressionForConstantValue(date);
 }
 
 } // namespace ondrel

@@ -40,11 +40,9 @@ std::shared_ptr<VMKDatabaseController> VMKDatabaseController::initWithURL(const 
 
 VMKDatabaseController::VMKDatabaseController(const URL& url) : m_url(url) {}
 
-VMKDatabaseController::~VMKDatabaseController() {
-    m_statementCache.clear();  // finalizes the statements before the connection closes
-    if (m_database)
-        sqlite3_close_v2(m_database);
-}
+VMKDatabaseController::~VMKDatabaseController() = default;
+
+void VMKDatabaseController::ConnectionCloser::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
 
 void VMKDatabaseController::executeStatement(const QString& sql, DispatchQueue* queue, QueryHandler handler) {
     if (queue) {
@@ -58,7 +56,7 @@ void VMKDatabaseController::run(const QString& sql, const QueryHandler& handler)
     std::lock_guard lock(m_mutex);
     if (!openIfNeeded()) {
         if (handler) {
-            VMKDatabaseQuery inert(*this, sql, nullptr);
+            VMKDatabaseQuery inert(*this, sql, {});
             handler(inert);
         }
         return;
@@ -81,22 +79,23 @@ void VMKDatabaseController::run(const QString& sql, const QueryHandler& handler)
 }
 
 bool VMKDatabaseController::openIfNeeded() {
-    if (m_database)
+    if (m_database.get())
         return true;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-    sqlite3* database = nullptr;
-    const int result = sqlite3_open_v2(QFile::encodeName(m_url.path()).constData(), &database, flags, nullptr);
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(QFile::encodeName(m_url.path()).constData(), &opened, flags, nullptr);
+    // SQLite hands out a connection even when opening fails (for its message).
+    std::unique_ptr<sqlite3, ConnectionCloser> connection(opened);
     if (result != SQLITE_OK) {
-        reportFailure(QStringLiteral("open %1").arg(m_url.path()), sqliteMessage(database));
-        sqlite3_close_v2(database);
+        reportFailure(QStringLiteral("open %1").arg(m_url.path()), sqliteMessage(connection.get()));
         return false;
     }
-    m_database = database;
-    sqlite3_busy_timeout(m_database, kBusyTimeoutMs);
-    sqlite3_extended_result_codes(m_database, 1);
+    m_database = std::move(connection);
+    sqlite3_busy_timeout(m_database.get(), kBusyTimeoutMs);
+    sqlite3_extended_result_codes(m_database.get(), 1);
     static const char* const pragmas[] = {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = NORMAL"};
     for (const char* pragma : pragmas) {
-        if (sqlite3_exec(m_database, pragma, nullptr, nullptr, nullptr) != SQLITE_OK)
+        if (sqlite3_exec(m_database.get(), pragma, nullptr, nullptr, nullptr) != SQLITE_OK)
             reportFailure(QString::fromLatin1(pragma));
     }
     return true;
@@ -110,21 +109,22 @@ std::unique_ptr<VMKDatabaseQuery> VMKDatabaseController::checkOut(const QString&
         return query;
     }
     const QByteArray utf8 = sql.toUtf8();
-    sqlite3_stmt* statement = nullptr;
+    sqlite3_stmt* prepared = nullptr;
     const char* tail = nullptr;
-    const int result = sqlite3_prepare_v3(m_database, utf8.constData(), int(utf8.size()) + 1,
-                                          SQLITE_PREPARE_PERSISTENT, &statement, &tail);
+    const int result = sqlite3_prepare_v3(m_database.get(), utf8.constData(), int(utf8.size()) + 1,
+                                          SQLITE_PREPARE_PERSISTENT, &prepared, &tail);
+    VMKDatabaseQuery::StatementPointer statement(prepared);
     if (result != SQLITE_OK) {
         reportFailure(sql);
-        sqlite3_finalize(statement);
-        statement = nullptr;
+        statement.reset();
     } else if (tail && !QByteArray(tail).trimmed().isEmpty()) {
         qWarning().noquote() << "Only the first statement of this SQL text runs:" << sql;
     }
     // Private constructor: no make_unique.
-    std::unique_ptr<VMKDatabaseQuery> query(new VMKDatabaseQuery(*this, sql, statement));
+    const bool isPrepared = bool(statement);
+    std::unique_ptr<VMKDatabaseQuery> query(new VMKDatabaseQuery(*this, sql, std::move(statement)));
     const QStringList words = leadingWords(sql);
-    if (statement && !words.isEmpty()) {
+    if (isPrepared && !words.isEmpty()) {
         const QString& first = words.first();
         if (first == QLatin1String("BEGIN"))
             query->m_kind = VMKDatabaseQuery::Kind::Begin;
@@ -154,7 +154,7 @@ void VMKDatabaseController::checkIn(std::unique_ptr<VMKDatabaseQuery> query) {
 // open transaction joins it, and its end is counted off instead of
 // committing early. Answers whether the statement was handled here.
 bool VMKDatabaseController::joinTransaction(const VMKDatabaseQuery& query) {
-    const bool inTransaction = sqlite3_get_autocommit(m_database) == 0;
+    const bool inTransaction = sqlite3_get_autocommit(m_database.get()) == 0;
     switch (query.m_kind) {
     case VMKDatabaseQuery::Kind::Begin:
         if (inTransaction) {
@@ -186,7 +186,7 @@ void VMKDatabaseController::reportFailure(const QString& sql, const QString& mes
     qWarning().noquote() << "Database" << m_url.path() << "statement failed:" << m_lastErrorMessage;
 }
 
-void VMKDatabaseController::reportFailure(const QString& sql) { reportFailure(sql, sqliteMessage(m_database)); }
+void VMKDatabaseController::reportFailure(const QString& sql) { reportFailure(sql, sqliteMessage(m_database.get())); }
 
 QString VMKDatabaseController::lastErrorMessage() const {
     std::lock_guard lock(m_mutex);

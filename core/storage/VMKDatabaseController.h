@@ -73,9 +73,16 @@ private:
     void reportFailure(const QString& sql, const QString& message);
     void reportFailure(const QString& sql);  // SQLite's current message
 
+    // Closes a connection.
+    struct ConnectionCloser {
+        void operator()(sqlite3* database) const;
+    };
+
     URL m_url;
     mutable std::recursive_mutex m_mutex;
-    sqlite3* m_database = nullptr;
+    // Declared before the statement cache, so that the statements are
+    // finalized before the connection closes.
+    std::unique_ptr<sqlite3, ConnectionCloser> m_database;
     // Idle prepared queries by SQL text. A query is taken out while a handler
     // uses it, so nested use of the same text prepares another one.
     std::unordered_map<QString, std::vector<std::unique_ptr<VMKDatabaseQuery>>, QStringHash> m_statementCache;

@@ -14,20 +14,20 @@ namespace {
 constexpr size_t kKeptTextCapacity = 16 * 1024;
 }
 
-VMKDatabaseQuery::VMKDatabaseQuery(VMKDatabaseController& controller, const QString& sql, sqlite3_stmt* statement)
+void VMKDatabaseQuery::StatementFinalizer::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+VMKDatabaseQuery::VMKDatabaseQuery(VMKDatabaseController& controller, const QString& sql, StatementPointer statement)
     : m_controller(controller),
       m_sql(sql),
-      m_statement(statement),
-      m_columnCount(statement ? sqlite3_column_count(statement) : 0),
-      m_argumentCount(statement ? sqlite3_bind_parameter_count(statement) : 0),
-      m_state(statement ? State::Ready : State::Done),
+      m_statement(std::move(statement)),
+      m_columnCount(m_statement ? sqlite3_column_count(m_statement.get()) : 0),
+      m_argumentCount(m_statement ? sqlite3_bind_parameter_count(m_statement.get()) : 0),
+      m_state(m_statement ? State::Ready : State::Done),
       m_texts(size_t(m_argumentCount)) {}
 
-VMKDatabaseQuery::~VMKDatabaseQuery() { sqlite3_finalize(m_statement); }
-
 void VMKDatabaseQuery::recycle() {
-    sqlite3_reset(m_statement);
-    sqlite3_clear_bindings(m_statement);
+    sqlite3_reset(m_statement.get());
+    sqlite3_clear_bindings(m_statement.get());
     m_state = State::Ready;
     // An idle query keeps small buffers for its next use, not a huge one.
     for (std::string& text : m_texts) {
@@ -41,10 +41,10 @@ void VMKDatabaseQuery::recycle() {
 // A binding starts a new run: rewind first when the statement has been
 // stepped, since SQLite refuses bindings on a running statement.
 bool VMKDatabaseQuery::readyToBind() {
-    if (!m_statement)
+    if (!m_statement.get())
         return false;
     if (m_state != State::Ready) {
-        sqlite3_reset(m_statement);
+        sqlite3_reset(m_statement.get());
         m_state = State::Ready;
     }
     return true;
@@ -56,7 +56,7 @@ void VMKDatabaseQuery::setStringValue(const QString& value, int index) {
     if (!readyToBind())
         return;
     if (value.isNull()) {
-        checkBinding(sqlite3_bind_null(m_statement, index + 1), index);
+        checkBinding(sqlite3_bind_null(m_statement.get(), index + 1), index);
         return;
     }
     if (!isArgument(index))
@@ -65,43 +65,43 @@ void VMKDatabaseQuery::setStringValue(const QString& value, int index) {
     text.resize(size_t(m_encoder.requiredSpace(value.size())));
     char* const begin = text.data();
     char* const end = m_encoder.appendToBuffer(begin, value);
-    checkBinding(sqlite3_bind_text(m_statement, index + 1, begin, int(end - begin), SQLITE_STATIC), index);
+    checkBinding(sqlite3_bind_text(m_statement.get(), index + 1, begin, int(end - begin), SQLITE_STATIC), index);
 }
 
 void VMKDatabaseQuery::setIntValue(qint32 value, int index) {
     if (!readyToBind())
         return;
-    checkBinding(sqlite3_bind_int(m_statement, index + 1, value), index);
+    checkBinding(sqlite3_bind_int(m_statement.get(), index + 1, value), index);
 }
 
 void VMKDatabaseQuery::setLongLongValue(qint64 value, int index) {
     if (!readyToBind())
         return;
-    checkBinding(sqlite3_bind_int64(m_statement, index + 1, value), index);
+    checkBinding(sqlite3_bind_int64(m_statement.get(), index + 1, value), index);
 }
 
 void VMKDatabaseQuery::setDoubleValue(double value, int index) {
     if (!readyToBind())
         return;
-    checkBinding(sqlite3_bind_double(m_statement, index + 1, value), index);
+    checkBinding(sqlite3_bind_double(m_statement.get(), index + 1, value), index);
 }
 
 void VMKDatabaseQuery::setDataValue(const QByteArray& value, int index) {
     if (!readyToBind())
         return;
     if (value.isNull()) {
-        checkBinding(sqlite3_bind_null(m_statement, index + 1), index);
+        checkBinding(sqlite3_bind_null(m_statement.get(), index + 1), index);
         return;
     }
     // constData() of an empty, non-null array is "", so it binds an empty blob.
-    checkBinding(sqlite3_bind_blob(m_statement, index + 1, value.constData(), int(value.size()), SQLITE_TRANSIENT),
+    checkBinding(sqlite3_bind_blob(m_statement.get(), index + 1, value.constData(), int(value.size()), SQLITE_TRANSIENT),
                  index);
 }
 
 void VMKDatabaseQuery::setNullValueToArgumentAtIndex(int index) {
     if (!readyToBind())
         return;
-    checkBinding(sqlite3_bind_null(m_statement, index + 1), index);
+    checkBinding(sqlite3_bind_null(m_statement.get(), index + 1), index);
 }
 
 void VMKDatabaseQuery::setValue(const QVariant& value, int index) {
@@ -177,12 +177,12 @@ void VMKDatabaseQuery::stepFailed() {
 }
 
 void VMKDatabaseQuery::execute() {
-    if (!m_statement)
+    if (!m_statement.get())
         return;
     if (m_state != State::Ready)
-        sqlite3_reset(m_statement);
+        sqlite3_reset(m_statement.get());
     int result;
-    while ((result = sqlite3_step(m_statement)) == SQLITE_ROW) {
+    while ((result = sqlite3_step(m_statement.get())) == SQLITE_ROW) {
     }
     if (result == SQLITE_DONE)
         m_state = State::Done;
@@ -193,7 +193,7 @@ void VMKDatabaseQuery::execute() {
 bool VMKDatabaseQuery::evaluateNextRow() {
     if (m_state == State::Done)
         return false;
-    const int result = sqlite3_step(m_statement);
+    const int result = sqlite3_step(m_statement.get());
     if (result == SQLITE_ROW) {
         m_state = State::Row;
         return true;
@@ -223,22 +223,22 @@ QVariantList VMKDatabaseQuery::evaluatedRows() {
 }
 
 qint32 VMKDatabaseQuery::intValueAtColumn(int column) const {
-    return hasColumn(column) ? sqlite3_column_int(m_statement, column) : 0;
+    return hasColumn(column) ? sqlite3_column_int(m_statement.get(), column) : 0;
 }
 
 qint64 VMKDatabaseQuery::longLongValueAtColumn(int column) const {
-    return hasColumn(column) ? sqlite3_column_int64(m_statement, column) : 0;
+    return hasColumn(column) ? sqlite3_column_int64(m_statement.get(), column) : 0;
 }
 
 double VMKDatabaseQuery::doubleValueAtColumn(int column) const {
-    return hasColumn(column) ? sqlite3_column_double(m_statement, column) : 0.0;
+    return hasColumn(column) ? sqlite3_column_double(m_statement.get(), column) : 0.0;
 }
 
 QString VMKDatabaseQuery::stringValueAtColumn(int column) const {
-    if (!hasColumn(column) || sqlite3_column_type(m_statement, column) == SQLITE_NULL)
+    if (!hasColumn(column) || sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL)
         return QString();
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
-    const int size = sqlite3_column_bytes(m_statement, column);
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
+    const int size = sqlite3_column_bytes(m_statement.get(), column);
     if (!text)
         return QString();  // out of memory
     if (size == 0)
@@ -248,10 +248,10 @@ QString VMKDatabaseQuery::stringValueAtColumn(int column) const {
 
 QByteArray VMKDatabaseQuery::dataValueAtColumn(int column) const {
     QByteArray empty("", 0);
-    if (!hasColumn(column) || sqlite3_column_type(m_statement, column) == SQLITE_NULL)
+    if (!hasColumn(column) || sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL)
         return empty;
-    const void* bytes = sqlite3_column_blob(m_statement, column);
-    const int size = sqlite3_column_bytes(m_statement, column);
+    const void* bytes = sqlite3_column_blob(m_statement.get(), column);
+    const int size = sqlite3_column_bytes(m_statement.get(), column);
     if (!bytes || size == 0)
         return empty;
     return QByteArray(static_cast<const char*>(bytes), size);
@@ -260,11 +260,11 @@ QByteArray VMKDatabaseQuery::dataValueAtColumn(int column) const {
 QVariant VMKDatabaseQuery::valueAtColumn(int column) const {
     if (!hasColumn(column))
         return QVariant();
-    switch (sqlite3_column_type(m_statement, column)) {
+    switch (sqlite3_column_type(m_statement.get(), column)) {
     case SQLITE_INTEGER:
-        return QVariant(qlonglong(sqlite3_column_int64(m_statement, column)));
+        return QVariant(qlonglong(sqlite3_column_int64(m_statement.get(), column)));
     case SQLITE_FLOAT:
-        return QVariant(sqlite3_column_double(m_statement, column));
+        return QVariant(sqlite3_column_double(m_statement.get(), column));
     case SQLITE_TEXT:
         return QVariant(stringValueAtColumn(column));
     case SQLITE_BLOB:
@@ -277,23 +277,23 @@ QVariant VMKDatabaseQuery::valueAtColumn(int column) const {
 QString VMKDatabaseQuery::columnName(int column) const {
     if (!m_statement || column < 0 || column >= m_columnCount)
         return QString();
-    return QString::fromUtf8(sqlite3_column_name(m_statement, column));
+    return QString::fromUtf8(sqlite3_column_name(m_statement.get(), column));
 }
 
 qint64 VMKDatabaseQuery::lastInsertedRowID() const {
-    return m_controller.m_database ? sqlite3_last_insert_rowid(m_controller.m_database) : 0;
+    return m_controller.m_database ? sqlite3_last_insert_rowid(m_controller.m_database.get()) : 0;
 }
 
 void VMKDatabaseQuery::reset() {
-    if (!m_statement)
+    if (!m_statement.get())
         return;
-    sqlite3_reset(m_statement);
+    sqlite3_reset(m_statement.get());
     m_state = State::Ready;
 }
 
 void VMKDatabaseQuery::resetArguments() {
-    if (m_statement)
-        sqlite3_clear_bindings(m_statement);
+    if (m_statement.get())
+        sqlite3_clear_bindings(m_statement.get());
 }
 
 } // namespace ondrel

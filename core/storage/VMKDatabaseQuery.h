@@ -5,6 +5,7 @@
 #include <QtCore/QStringConverter>
 #include <QtCore/QVariant>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,6 @@ class VMKDatabaseController;
 // empty values. Reading when no row is current gives the same empty values.
 class VMKDatabaseQuery {
 public:
-    ~VMKDatabaseQuery();
     VMKDatabaseQuery(const VMKDatabaseQuery&) = delete;
     VMKDatabaseQuery& operator=(const VMKDatabaseQuery&) = delete;
 
@@ -73,12 +73,18 @@ public:
 private:
     friend class VMKDatabaseController;
 
+    // Finalizes a prepared statement.
+    struct StatementFinalizer {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+    using StatementPointer = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
     enum class State : unsigned char { Ready, Row, Done };
     // What the statement does to the transaction state, found once at prepare.
     enum class Kind : unsigned char { Other, Begin, Commit, Rollback };
 
-    // Takes ownership of `statement` (which may be null: an inert query).
-    VMKDatabaseQuery(VMKDatabaseController& controller, const QString& sql, sqlite3_stmt* statement);
+    // `statement` may be null: an inert query.
+    VMKDatabaseQuery(VMKDatabaseController& controller, const QString& sql, StatementPointer statement);
 
     bool readyToBind();
     bool isArgument(int index);
@@ -90,7 +96,7 @@ private:
 
     VMKDatabaseController& m_controller;
     const QString m_sql;
-    sqlite3_stmt* const m_statement;
+    const StatementPointer m_statement;
     const int m_columnCount;
     const int m_argumentCount;
     State m_state;

@@ -7,6 +7,8 @@ namespace ondrel {
 
 namespace {
 constexpr qint64 kReferenceMSecsSinceEpoch = 978307200000LL;  // 2001-01-01T00:00:00Z
+// About 31 million years either way: its milliseconds stay well inside qint64.
+constexpr double kLargestInterval = 1e15;
 }
 
 QDateTime Date::now() { return QDateTime::currentDateTimeUtc(); }
@@ -20,6 +22,8 @@ double Date::timeIntervalSinceReferenceDate(const QDateTime& date) {
 double Date::timeIntervalSinceReferenceDate() { return timeIntervalSinceReferenceDate(now()); }
 
 QDateTime Date::dateWithTimeIntervalSinceReferenceDate(double seconds) {
+    if (!std::isfinite(seconds) || std::abs(seconds) > kLargestInterval)
+        return QDateTime();
     return QDateTime::fromMSecsSinceEpoch(kReferenceMSecsSinceEpoch + qint64(std::llround(seconds * 1000.0)),
                                           Qt::UTC);
 }

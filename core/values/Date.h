@@ -11,6 +11,8 @@ public:
     static QDateTime referenceDate();
     static double timeIntervalSinceReferenceDate(const QDateTime& date);
     static double timeIntervalSinceReferenceDate();  // of now
+    // Invalid (absent) for seconds that are not finite or lie more than about
+    // 31 million years from the reference date.
     static QDateTime dateWithTimeIntervalSinceReferenceDate(double seconds);
 };
 

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "core/files/URL.h"
+
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
 
 #include <functional>
 #include <memory>
+#include <ostream>
 
 namespace ondrel {
 
@@ -29,5 +33,35 @@ private:
     QByteArray m_previous;
     bool m_hadPrevious;
 };
+
+// Sets (or, with a null value, unsets) an environment variable for one scope.
+class ScopedEnvironment {
+public:
+    ScopedEnvironment(const char* name, const QString& value);
+    ~ScopedEnvironment();
+
+private:
+    const char* m_name;
+    QByteArray m_previous;
+    bool m_hadPrevious;
+};
+
+// Collects the warnings logged while it lives (one at a time).
+class WarningCollector {
+public:
+    WarningCollector();
+    ~WarningCollector();
+    QStringList messages() const;
+    qsizetype count() const { return messages().size(); }
+
+private:
+    QtMessageHandler m_previous;
+};
+
+// Writes `contents` to the file at `path`, replacing it; fails the test when it can't.
+void writeFile(const QString& path, const QByteArray& contents = "data");
+
+// Readable URLs in failure messages.
+inline void PrintTo(const URL& url, std::ostream* os) { *os << '"' << url.path().toStdString() << '"'; }
 
 } // namespace ondrel

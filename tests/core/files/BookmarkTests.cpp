@@ -2,21 +2,18 @@
 
 #include "core/storage/PropertyList.h"
 
+#include "tests/support/TestSupport.h"
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <cerrno>
 #include <cstdio>
 
 namespace ondrel {
-
-// Readable URLs in failure messages.
-static void PrintTo(const URL& url, std::ostream* os) { *os << '"' << url.path().toStdString() << '"'; }
 
 namespace {
 
@@ -29,9 +26,7 @@ protected:
     URL makeFile(const QString& relative, const QByteArray& contents = "RIFF....WAVE") const {
         const URL url = at(relative);
         EXPECT_TRUE(url.URLByDeletingLastPathComponent().createDirectory());
-        QFile file(url.path());
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(contents);
+        writeFile(url.path(), contents);
         return url;
     }
 
@@ -191,16 +186,21 @@ TEST_F(BookmarkTest, GarbageIsRejected) {
     for (int i = 0; i < noise.size(); ++i)
         noise[i] = char((i * 7919 + 13) % 251);
 
+    QByteArray badUtf8 = good;
+    badUtf8.replace("Take.wav", "Take\xff\xfe.wav");
+
     const std::vector<QByteArray> garbage = {
-        QByteArray(),
-        QByteArray("not a property list"),
-        noise,
-        truncated,
-        PropertyList::dataWithPropertyList(QVariantList{1, 2, 3}),
+        // Not a property list, or cut short.
+        QByteArray(), QByteArray("not a property list"), noise, truncated, good.left(good.size() - 10), badUtf8,
+        QByteArray(good).replace("<dict>", "<dict><dict>"),
+        // A property list, but not bookmark data.
+        PropertyList::dataWithPropertyList(QVariantList{1, 2, 3}), PropertyList::dataWithPropertyList("/tmp"),
         PropertyList::dataWithPropertyList(QVariantMap{{"path", file.path()}}),
-        edited(good, {{"path", "relative/Take.wav"}}),
-        edited(good, {{"path", 42}}),
-        edited(good, {{"inode", "many"}}),
+        QByteArray("<?xml version=\"1.0\"?>\n<plist>") + QByteArray("<array>").repeated(100000),
+        // Fields of the wrong type or form.
+        edited(good, {{"path", "relative/Take.wav"}}), edited(good, {{"path", ""}}), edited(good, {{"path", 42}}),
+        edited(good, {{"path", QVariantList{file.path()}}}),
+        edited(good, {{"inode", "many"}}), edited(good, {{"inode", 1.5}}), edited(good, {{"device", QVariantMap{}}}),
     };
     for (const QByteArray& data : garbage) {
         bool isStale = true;

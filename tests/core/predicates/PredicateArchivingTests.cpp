@@ -3,6 +3,7 @@
 #include "core/storage/KeyedUnarchiver.h"
 #include "core/predicates/Predicate.h"
 #include "core/predicates/SortDescriptor.h"
+#include "core/storage/PropertyList.h"
 
 #include <gtest/gtest.h>
 
@@ -39,13 +40,35 @@ TEST(PredicateArchiving, CompoundsWithTextsAndModifiersRoundTrip) {
     EXPECT_TRUE(back->evaluateWithObject(QVariantMap{{"name", "a kick \"deep\" 'N' 100% b"}, {"favorite", true}}));
 }
 
-TEST(PredicateArchiving, ABrokenArchivedFormatFailsTheRead) {
-    auto predicate = Predicate::predicateWithFormat("type == \"loop\"");
-    QByteArray data = KeyedArchiver::archivedDataWithRootObject(toVariant(predicate));
-    data.replace("type ==", "type == ==");
-    VMKError error;
-    EXPECT_FALSE(KeyedUnarchiver::unarchiveObjectWithData(data, &error).isValid());
-    EXPECT_TRUE(error.isError());
+TEST(PredicateArchiving, BrokenArchivedPredicatesFailTheReadOrReadInert) {
+    const auto archive = [](const QVariantMap& root) {
+        return PropertyList::dataWithPropertyList(QVariantMap{
+            {"$archiver", "OndrelKeyedArchiver"}, {"$version", 1}, {"$top", QVariantMap{{"root", root}}}});
+    };
+    const QVariantMap broken[] = {
+        {{"$class", "ComparisonPredicate"}, {"predicateFormat", "type == == 'loop'"}},
+        {{"$class", "ComparisonPredicate"}},
+        {{"$class", "ComparisonPredicate"}, {"predicateFormat", 12}},
+        {{"$class", "ComparisonPredicate"}, {"predicateFormat", QString("(").repeated(100000) + "a == 1"}},
+        {{"$class", "CompoundPredicate"}, {"subpredicates", QVariantList{QVariantMap{{"$class", "Nothing"}}}}},
+    };
+    for (const QVariantMap& root : broken) {
+        VMKError error;
+        EXPECT_FALSE(KeyedUnarchiver::unarchiveObjectWithData(archive(root), &error).isValid())
+            << qPrintable(Variant::describe(root).left(200));
+        EXPECT_TRUE(error.isError());
+    }
+    // A compound of an unknown kind, or with subpredicates of the wrong type,
+    // reads as a compound of nothing, which holds for everything.
+    const QVariantMap inert[] = {
+        {{"$class", "CompoundPredicate"}, {"compoundPredicateType", 99}, {"subpredicates", "x"}},
+        {{"$class", "CompoundPredicate"}, {"compoundPredicateType", "Not"}, {"subpredicates", QVariantList{1, "a"}}},
+    };
+    for (const QVariantMap& root : inert) {
+        const auto back = Variant::object<Predicate>(KeyedUnarchiver::unarchiveObjectWithData(archive(root)));
+        ASSERT_TRUE(back) << qPrintable(Variant::describe(root));
+        EXPECT_TRUE(back->evaluateWithObject(QVariant(1)));
+    }
 }
 
 TEST(SortDescriptorArchiving, KeyDirectionAndSelectorRoundTrip) {

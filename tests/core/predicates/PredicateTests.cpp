@@ -9,7 +9,6 @@
 
 #include <QtCore/QStringList>
 
-#include <atomic>
 #include <thread>
 
 namespace ondrel {
@@ -108,114 +107,84 @@ std::shared_ptr<PredicateSample> label(const QString& type, double peak) {
 
 // MARK: - The predicate texts the system uses
 
-TEST(PredicateSystemTexts, SampleRateFilterWithIntegerArgument) {
-    auto p = parse("sampleRate == %@", {48000});
-    // The default files filter: an "and" compound of that one comparison.
-    auto filter = Predicate::andPredicateWithSubpredicates({p});
-    EXPECT_EQ(filter->subpredicates().size(), 1u);
-    EXPECT_EQ(filter->predicateFormat(), "sampleRate == 48000");
-    const std::pair<QVariant, bool> rates[] = {
-        {48000, true}, {48000.0, true}, {qint64(48000), true}, {44100, false}, {96000, false}, {"48000", false}};
-    for (const auto& [rate, expected] : rates) {
-        SCOPED_TRACE(qPrintable(Variant::describe(rate)));
-        EXPECT_EQ(p->evaluateWithObject(PredicateSample::make("a", {{"sampleRate", rate}})), expected);
-        EXPECT_EQ(filter->evaluateWithObject(QVariant(QVariantMap{{"sampleRate", rate}})), expected);
-    }
-    EXPECT_FALSE(p->evaluateWithObject(PredicateSample::make("group")));  // no such key: absent
-}
-
-TEST(PredicateSystemTexts, ClassComparesTheExactClassName) {
-    const ObjectPtr sample = PredicateSample::make("a");
+TEST(PredicateSystemTexts, EachTextOnItsSamples) {
     const ObjectPtr other = std::make_shared<OtherSample>();
-    auto p = parse("class == %@", {"PredicateSample"});
-    EXPECT_TRUE(p->evaluateWithObject(sample));
-    EXPECT_FALSE(p->evaluateWithObject(other));  // a subclass is another class
-    EXPECT_TRUE(holds("class == %@", other, {"OtherSample"}));
-    EXPECT_FALSE(p->evaluateWithObject(QVariant(QVariantMap{{"name", "a"}})));
-    EXPECT_FALSE(p->evaluateWithObject(QVariant("PredicateSample")));
-    EXPECT_TRUE(holds("class == nil", QVariant(42)));
-
-    const QVariantList mixed{Variant::fromObject(sample), Variant::fromObject(other), QVariantMap{}};
-    const QVariantList files = Predicate::filteredArray(mixed, *p);
-    ASSERT_EQ(files.size(), 1);
-    EXPECT_EQ(Variant::object(files[0]), sample);
-}
-
-TEST(PredicateSystemTexts, NameSearchIgnoresCaseAndDiacritics) {
-    auto p = parse("name CONTAINS[cd] %@", {"cafe"});
-    for (const char* name : {"Café Ambience", "LATE CAFÉ", "cafe"})
-        EXPECT_TRUE(p->evaluateWithObject(PredicateSample::make(name))) << name;
-    EXPECT_FALSE(p->evaluateWithObject(PredicateSample::make("Cave")));
-    EXPECT_FALSE(p->evaluateWithObject(QVariant(QVariantMap{})));
-}
-
-TEST(PredicateSystemTexts, LabelTypeFilters) {
-    std::vector<std::shared_ptr<PredicateSample>> labels{
-        label("marker", 0.1), label("slice", 0.2), label("region", 0.3), label("loop", 0.4), label("marker", 0.5)};
-    const std::pair<const char*, size_t> counts[] = {
-        {"type == \"marker\"", 2}, {"type == \"slice\"", 1}, {"type == \"region\"", 1}, {"type == \"loop\"", 1},
-        {"type != \"marker\"", 3}, {"type != \"slice\"", 4}, {"type != \"region\"", 4}, {"type != \"loop\"", 4},
-        {"TRUEPREDICATE", 5}};
-    for (const auto& [format, count] : counts)
-        EXPECT_EQ(Predicate::filteredArray(labels, *parse(format)).size(), count) << format;
-    auto regions = Predicate::filteredArray(labels, *parse("type = %@", {"region"}));
-    ASSERT_EQ(regions.size(), 1u);
-    EXPECT_EQ(regions.front(), labels[2]);
-
-    // The waveform's "or" compound of the kinds that are shown; with every kind off nothing matches.
-    auto shown = Predicate::orPredicateWithSubpredicates({parse("type == \"marker\""), parse("type == \"loop\"")});
-    EXPECT_EQ(Predicate::filteredArray(labels, *shown).size(), 3u);
-    EXPECT_EQ(shown->predicateFormat(), "type == \"marker\" OR type == \"loop\"");
-    EXPECT_EQ(Predicate::filteredArray(labels, *Predicate::orPredicateWithSubpredicates({})).size(), 0u);
-}
-
-TEST(PredicateSystemTexts, LibraryCategoriesAndSearch) {
+    const QVariant rate48 = Variant::fromObject(PredicateSample::make("Take 1", {{"sampleRate", 48000}}));
     const QVariantMap favorite{{"name", "Normalize"}, {"category", "Level"}, {"favorite", true}, {"custom", false},
                                {"actionDescription", "Sets the peak level"}};
     // Flags as the database stores them: integers.
     const QVariantMap stored{{"name", "Fade In"}, {"category", "Fades"}, {"favorite", 1}, {"custom", qint64(1)},
                              {"actionDescription", "Raises the level"}};
-    const QVariantMap plain{{"name", "Trim"}, {"category", "Edit"}, {"favorite", 0}, {"custom", false},
-                            {"actionDescription", "Cuts silence at the ends"}};
     const char* search = "name CONTAINS[cd] %@ OR category CONTAINS[cd] %@ OR actionDescription CONTAINS[cd] %@";
-    // The category joined by AND with the search, as the library pane does.
     const char* joined = "favorite == YES AND (name CONTAINS[cd] %@ OR category CONTAINS[cd] %@ OR "
                          "actionDescription CONTAINS[cd] %@)";
     const QVariantList level{"LEVEL", "LEVEL", "LEVEL"};
-    expectEach(favorite, {{"favorite == YES", true},
-                          {"custom == YES", false}, {search, true, level},  // category and description
-                          {joined, true, level}});
-    expectEach(stored, {{"favorite == YES", true},
-                        {"custom == YES", true}, {"category == %@", true, {"Fades"}},
-                        {"category == %@", false, {"fades"}}, {search, true, level},  // description only
-                        {joined, true, level}});
-    expectEach(plain, {{"favorite == YES", false},
-                       {search, false, level}, {joined, false, level}, {search, true, {"trim", "x", "y"}},
-                       {search, true, {"x", "EDI", "y"}}});
-    EXPECT_FALSE(holds("favorite == YES", QVariantMap{}));
-    EXPECT_TRUE(holds("name CONTAINS[cd] %@ OR workflowDescription CONTAINS[cd] %@",
-                      QVariantMap{{"name", "Podcast"}, {"workflowDescription", "Loudness for speech"}},
-                      {"loud", "loud"}));
-}
-
-TEST(PredicateSystemTexts, ProcessByIdentifier) {
     const QString id = "6F9619FF-8B86-D011-B42D-00CF4FC964FF";
-    const QVariantList processes{QVariantMap{{"ID", "0A0A0A0A-8B86-D011-B42D-00CF4FC964FF"}}, QVariantMap{{"ID", id}}};
-    const QVariantList found = Predicate::filteredArray(processes, *parse("ID = %@", {id}));
-    ASSERT_EQ(found.size(), 1);
-    EXPECT_EQ(found[0].toMap().value("ID").toString(), id);
+    struct Row {
+        const char* format;
+        QVariantList arguments;
+        QVariant sample;
+        bool expected;
+    };
+    const Row rows[] = {
+        // The files filter, on numbers of any kind; an absent key is no match.
+        {"sampleRate == %@", {48000}, rate48, true},
+        {"sampleRate == %@", {48000}, QVariantMap{{"sampleRate", 48000.0}}, true},
+        {"sampleRate == %@", {48000}, QVariantMap{{"sampleRate", qint64(48000)}}, true},
+        {"sampleRate == %@", {48000}, QVariantMap{{"sampleRate", 44100}}, false},
+        {"sampleRate == %@", {48000}, QVariantMap{{"sampleRate", "48000"}}, false},
+        {"sampleRate == %@", {48000}, Variant::fromObject(PredicateSample::make("group")), false},
+        // The class of an entity, exactly: a subclass is another class.
+        {"class == %@", {"PredicateSample"}, rate48, true},
+        {"class == %@", {"PredicateSample"}, Variant::fromObject(other), false},
+        {"class == %@", {"OtherSample"}, Variant::fromObject(other), true},
+        {"class == %@", {"PredicateSample"}, QVariantMap{{"name", "a"}}, false},
+        {"class == %@", {"PredicateSample"}, "PredicateSample", false},
+        {"class == nil", {}, 42, true},
+        // The name search, without case and diacritics.
+        {"name CONTAINS[cd] %@", {"cafe"}, QVariantMap{{"name", "LATE CAFÉ"}}, true},
+        {"name CONTAINS[cd] %@", {"cafe"}, QVariantMap{{"name", "Café Ambience"}}, true},
+        {"name CONTAINS[cd] %@", {"cafe"}, QVariantMap{{"name", "Cave"}}, false},
+        {"name CONTAINS[cd] %@", {"cafe"}, QVariantMap{}, false},
+        // The library's categories and search, alone and joined by AND.
+        {"favorite == YES", {}, favorite, true}, {"custom == YES", {}, favorite, false},
+        {"favorite == YES", {}, stored, true}, {"custom == YES", {}, stored, true},
+        {"favorite == YES", {}, QVariantMap{{"favorite", 0}}, false}, {"favorite == YES", {}, QVariantMap{}, false},
+        {"category == %@", {"Fades"}, stored, true}, {"category == %@", {"fades"}, stored, false},
+        {search, level, favorite, true}, {search, level, stored, true}, {joined, level, stored, true},
+        {search, {"trim", "x", "y"}, QVariantMap{{"name", "Trim"}}, true},
+        {joined, {"trim", "x", "y"}, QVariantMap{{"name", "Trim"}, {"favorite", 0}}, false},
+        {"name CONTAINS[cd] %@ OR workflowDescription CONTAINS[cd] %@", {"loud", "loud"},
+         QVariantMap{{"name", "Podcast"}, {"workflowDescription", "Loudness for speech"}}, true},
+        // A process by its identifier, and the label kinds.
+        {"ID = %@", {id}, QVariantMap{{"ID", id}}, true},
+        {"ID = %@", {id}, QVariantMap{{"ID", "0A0A0A0A-8B86-D011-B42D-00CF4FC964FF"}}, false},
+        {"type == \"marker\"", {}, QVariantMap{{"type", "marker"}}, true},
+        {"type != \"marker\"", {}, QVariantMap{{"type", "loop"}}, true},
+        {"type = %@", {"region"}, QVariantMap{{"type", "region"}}, true},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(holds(row.format, row.sample, row.arguments), row.expected)
+            << row.format << " on " << qPrintable(Variant::describe(row.sample));
 }
 
-TEST(PredicateSystemTexts, SearchAndFilterJoined) {
-    // The files area: a search on the name AND the stored filter.
-    auto search = parse("name CONTAINS[cd] %@", {"take"});
+TEST(PredicateSystemTexts, CompoundsOfTheFiltersAndTheirTexts) {
+    // The default files filter: an "and" compound of one comparison, written as that comparison.
     auto filter = Predicate::andPredicateWithSubpredicates({parse("sampleRate == %@", {48000})});
-    auto joined = Predicate::andPredicateWithSubpredicates({search, filter});
+    EXPECT_EQ(filter->predicateFormat(), "sampleRate == 48000");
+    // The files area: the name search AND the stored filter.
+    auto joined = Predicate::andPredicateWithSubpredicates({parse("name CONTAINS[cd] %@", {"take"}), filter});
     EXPECT_TRUE(joined->evaluateWithObject(PredicateSample::make("Take 1", {{"sampleRate", 48000}})));
     EXPECT_FALSE(joined->evaluateWithObject(PredicateSample::make("Take 2", {{"sampleRate", 44100}})));
     EXPECT_FALSE(joined->evaluateWithObject(PredicateSample::make("Room", {{"sampleRate", 48000}})));
-    auto always = Predicate::andPredicateWithSubpredicates({Predicate::truePredicate(), Predicate::truePredicate()});
-    EXPECT_TRUE(always->evaluateWithObject(PredicateSample::make("x")));
+
+    // The waveform's "or" compound of the label kinds shown; with every kind off nothing matches.
+    std::vector<std::shared_ptr<PredicateSample>> labels{label("marker", 0.1), label("slice", 0.2),
+                                                         label("loop", 0.4), label("marker", 0.5)};
+    auto shown = Predicate::orPredicateWithSubpredicates({parse("type == \"marker\""), parse("type == \"loop\"")});
+    EXPECT_EQ(Predicate::filteredArray(labels, *shown).size(), 3u);
+    EXPECT_EQ(shown->predicateFormat(), "type == \"marker\" OR type == \"loop\"");
+    EXPECT_TRUE(Predicate::filteredArray(labels, *Predicate::orPredicateWithSubpredicates({})).empty());
 }
 
 // MARK: - Comparisons and values
@@ -372,63 +341,52 @@ TEST(PredicateSyntax, Substitutions) {
 
 TEST(PredicateSyntax, GarbageIsRejectedWithAnError) {
     struct Case {
-        const char* format;
+        QString format;
         QVariantList arguments;
-        qsizetype position;  // -1: not checked
+        qsizetype position;          // -1: not checked
+        const char* reasonPart = "";  // in the reason besides the position
     };
+    const QString deep = QStringLiteral("(").repeated(100000) + "a == 1";
     const std::vector<Case> cases = {
         {"", {}, 0}, {"   ", {}, 3}, {"(name == 'a'", {}, 12}, {"name == 'a')", {}, 11},
         {"((a == 1) OR (b == 2)", {}, 21}, {"name ==", {}, 7}, {"name == 'a' AND", {}, 15}, {"name == 'a' &&", {}, 14},
         {"AND name == 'a'", {}, 0}, {"name == 'a' OR OR type == 'b'", {}, 15}, {"NOT", {}, 3}, {"ANY", {}, 3},
-        {"name", {}, 4}, {"name === 'a'", {}, 7}, {"name FOO 'a'", {}, 5}, {"name ~= 'a'", {}, 5},
-        {"name == 'abc", {}, 8}, {"name == \"abc", {}, 8}, {"name == 'abc\\", {}, 8}, {"name == %@", {}, 8},
-        {"name == %@ OR type == %@", {"a"}, 22}, {"%K == 1", {}, 0}, {"name == %z", {}, 8}, {"name == %%", {}, 8},
-        {"name CONTAINS[x] 'a'", {}, 14}, {"name CONTAINS[c 'a'", {}, 16}, {"n BETWEEN 3", {}, 10},
-        {"n BETWEEN {1, 2, 3}", {}, 10}, {"n IN {1, 2", {}, 10}, {"n IN {1 2}", {}, 8},
-        {"name == 'a' name == 'b'", {}, 12}, {"()", {}, 1}, {"== 'a'", {}, 0}, {"a.b. == 1", {}, 5},
-        {"1abc == 2", {}, 1}, {"$var == 1", {}, 0}, {"name == AND", {}, 8}, {"a[0] == 1", {}, 1},
-        {"date > CAST('x', 'Date')", {}, 7}, {"date > CAST(1, 'Color')", {}, 15}, {"name == %d", {"text"}, 8},
-        {"%K == 1", {5}, 0}, {"name == %s", {5}, 8}, {"name == %1 OR '%2'", {}, 8},
+        {"name", {}, 4}, {"name === 'a'", {}, 7}, {"name FOO 'a'", {}, 5, "comparison operator"},
+        {"name ~= 'a'", {}, 5}, {"name == 'abc", {}, 8}, {"name == \"abc", {}, 8}, {"name == 'abc\\", {}, 8},
+        {"name == %@", {}, 8, "too few arguments"}, {"name == %@ OR type == %@", {"a"}, 22}, {"%K == 1", {}, 0},
+        {"name == %z", {}, 8}, {"name == %%", {}, 8}, {"n == %", {}, 5}, {"name CONTAINS[x] 'a'", {}, 14},
+        {"name CONTAINS[c 'a'", {}, 16}, {"n BETWEEN 3", {}, 10}, {"n BETWEEN {1, 2, 3}", {}, 10},
+        {"n IN {1, 2", {}, 10}, {"n IN {1 2}", {}, 8}, {"name == 'a' name == 'b'", {}, 12}, {"()", {}, 1},
+        {"== 'a'", {}, 0}, {"a.b. == 1", {}, 5}, {"1abc == 2", {}, 1}, {"$var == 1", {}, 0}, {"name == AND", {}, 8},
+        {"a[0] == 1", {}, 1}, {"date > CAST('x', 'Date')", {}, 7}, {"date > CAST(1, 'Color')", {}, 15},
+        {"CAST(", {}, 5}, {"name == %d", {"text"}, 8}, {"%K == 1", {5}, 0}, {"name == %s", {5}, 8},
+        {"(a == '%1' %2", {}, 11, "\u201C%2\u201D (position 11 of \u201C(a == '%1' %2\u201D)"},
+        {"name == %1 OR '%2'", {}, 8},
+        // Numbers past what a double or a date holds, broken escapes, bytes that are not UTF-8.
+        {"n == 1e999", {}, 5}, {"n == -1e-999", {}, 5}, {"n == 0xFFFFFFFFFFFFFFFFFF", {}, 5},
+        {"date > CAST(1e300, 'Date')", {}, 7, "out of range"}, {"date > CAST(-1e300, 'Date')", {}, 7, "out of range"},
+        {"name == 'a\\u12'", {}, 10}, {QString::fromUtf8("\xff\xfe == 1"), {}, 0},
+        // Deep nesting is refused, not followed down the stack.
+        {deep, {}, -1, "nests deeper"}, {QStringLiteral("NOT ").repeated(100000) + "a == 1", {}, -1, "nests deeper"},
+        {QStringLiteral("a IN ") + QStringLiteral("{").repeated(100000), {}, -1, "nests deeper"},
     };
     for (const Case& c : cases) {
-        const QString format = QString::fromUtf8(c.format);
+        SCOPED_TRACE(qPrintable(c.format.left(60)));
         VMKError error;
-        auto p = Predicate::predicateWithFormat(format, c.arguments, &error);
-        EXPECT_FALSE(p) << c.format;
-        ASSERT_TRUE(error.isError()) << c.format;
-        EXPECT_EQ(error.action(), "Parsing the predicate") << c.format;
-        EXPECT_FALSE(error.reason().isEmpty()) << c.format;
-        EXPECT_TRUE(error.reason().contains("position")) << c.format;
-        EXPECT_EQ(error.userInfo().value("format").toString(), format);
+        EXPECT_FALSE(Predicate::predicateWithFormat(c.format, c.arguments, &error));
+        ASSERT_TRUE(error.isError());
+        EXPECT_EQ(error.action(), "Parsing the predicate");
+        EXPECT_TRUE(error.reason().contains("position")) << qPrintable(error.reason().left(200));
+        EXPECT_TRUE(error.reason().contains(QString::fromUtf8(c.reasonPart))) << qPrintable(error.reason().left(200));
+        EXPECT_EQ(error.userInfo().value("format").toString(), c.format);
         if (c.position >= 0) {
-            EXPECT_EQ(error.userInfo().value("position").toLongLong(), c.position)
-                << c.format << ": " << qPrintable(error.reason());
+            EXPECT_EQ(error.userInfo().value("position").toLongLong(), c.position) << qPrintable(error.reason());
         }
         // No error slot: still no crash.
-        EXPECT_FALSE(Predicate::predicateWithFormat(format, c.arguments));
-    }
-    // Deep nesting is refused, not followed down the stack.
-    for (const QString& deep : {QStringLiteral("(").repeated(100000) + "a == 1",
-                                QStringLiteral("NOT ").repeated(100000) + "a == 1",
-                                QStringLiteral("a IN ") + QStringLiteral("{").repeated(100000)}) {
-        VMKError error;
-        EXPECT_FALSE(Predicate::predicateWithFormat(deep, {}, &error));
-        EXPECT_TRUE(error.reason().contains("nests deeper")) << qPrintable(error.reason().left(80));
+        EXPECT_FALSE(Predicate::predicateWithFormat(c.format, c.arguments));
     }
     EXPECT_TRUE(holds(QStringLiteral("(").repeated(50) + QStringLiteral("a == 1") + QStringLiteral(")").repeated(50),
                       QVariantMap{{"a", 1}}));
-
-    VMKError error;
-    Predicate::predicateWithFormat("name == %@", {}, &error);
-    EXPECT_EQ(error.code(), 2);
-    EXPECT_TRUE(error.reason().contains("too few arguments")) << qPrintable(error.reason());
-    Predicate::predicateWithFormat("(a == '%1' %2", {}, &error);
-    EXPECT_TRUE(error.reason().contains("\u201C%2\u201D (position 11 of \u201C(a == '%1' %2\u201D)"))
-        << qPrintable(error.reason());
-    Predicate::predicateWithFormat("name FOO 'a'", {}, &error);
-    EXPECT_TRUE(error.reason().contains("comparison operator")) << qPrintable(error.reason());
-    EXPECT_TRUE(error.localizedDescription().contains("FOO"))
-        << qPrintable(error.localizedDescription());
 }
 
 // MARK: - Text form and trees
@@ -474,31 +432,7 @@ TEST(PredicateFormat, RoundTripsToAnEqualPredicate) {
     EXPECT_EQ(parse("NONE a == 1")->predicateFormat(), "NOT ANY a == 1");
 }
 
-TEST(PredicateFormat, TreesAndBuilders) {
-    auto p = parse("name CONTAINS[cd] %@ OR (favorite == YES AND NOT type == 'loop')", {"x"});
-    auto orPredicate = std::dynamic_pointer_cast<CompoundPredicate>(p);
-    ASSERT_TRUE(orPredicate);
-    EXPECT_EQ(orPredicate->compoundPredicateType(), CompoundPredicate::CompoundPredicateType::Or);
-    ASSERT_EQ(orPredicate->subpredicates().size(), 2u);
-    auto comparison = std::dynamic_pointer_cast<ComparisonPredicate>(orPredicate->subpredicates()[0]);
-    ASSERT_TRUE(comparison);
-    EXPECT_EQ(comparison->predicateOperatorType(), ComparisonPredicate::PredicateOperatorType::Contains);
-    EXPECT_EQ(comparison->options(), ComparisonPredicate::CaseInsensitivePredicateOption |
-                                         ComparisonPredicate::DiacriticInsensitivePredicateOption);
-    EXPECT_EQ(comparison->leftExpression()->expressionType(), Expression::ExpressionType::KeyPath);
-    EXPECT_EQ(comparison->leftExpression()->keyPath(), "name");
-    EXPECT_EQ(comparison->rightExpression()->constantValue().toString(), "x");
-    auto andPredicate = std::dynamic_pointer_cast<CompoundPredicate>(orPredicate->subpredicates()[1]);
-    ASSERT_TRUE(andPredicate);
-    EXPECT_EQ(andPredicate->compoundPredicateType(), CompoundPredicate::CompoundPredicateType::And);
-    EXPECT_EQ(std::dynamic_pointer_cast<CompoundPredicate>(andPredicate->subpredicates()[1])->compoundPredicateType(),
-              CompoundPredicate::CompoundPredicateType::Not);
-
-    // Key-value coding sees the tree too.
-    EXPECT_EQ(p->valueForKey("predicateFormat").toString(), p->predicateFormat());
-    EXPECT_EQ(comparison->valueForKey("predicateOperatorType").toInt(), 99);
-    EXPECT_EQ(orPredicate->valueForKeyPath("subpredicates.@count").toInt(), 2);
-
+TEST(PredicateFormat, Builders) {
     EXPECT_EQ(Predicate::andPredicateWithSubpredicates({})->predicateFormat(), "TRUEPREDICATE");
     EXPECT_TRUE(Predicate::andPredicateWithSubpredicates({})->evaluateWithObject(QVariant()));
     EXPECT_EQ(Predicate::orPredicateWithSubpredicates({})->predicateFormat(), "FALSEPREDICATE");
@@ -506,8 +440,6 @@ TEST(PredicateFormat, TreesAndBuilders) {
     auto negated = Predicate::notPredicateWithSubpredicate(Predicate::falsePredicate());
     EXPECT_TRUE(negated->evaluateWithObject(QVariant()));
     EXPECT_EQ(negated->predicateFormat(), "NOT FALSEPREDICATE");
-    EXPECT_TRUE(Predicate::truePredicate()->isEqual(*parse("TRUEPREDICATE")));
-    EXPECT_FALSE(Predicate::truePredicate()->isEqual(*Predicate::falsePredicate()));
 
     // Built by hand from expressions.
     ComparisonPredicate built(Expression::expressionForKeyPath("labels.type"),
@@ -519,34 +451,22 @@ TEST(PredicateFormat, TreesAndBuilders) {
     auto s = PredicateSample::make("s");
     s->setLabels({label("loop", 0.1)});
     EXPECT_TRUE(built.evaluateWithObject(ObjectPtr(s)));
-
-    // Made by class name, as an archive would: an inert default.
-    BooleanPredicate::staticClassInfo();
-    Expression::staticClassInfo();
-    for (const char* name : {"ComparisonPredicate", "CompoundPredicate", "BooleanPredicate", "Expression"})
-        EXPECT_TRUE(ClassRegistry::create(QString::fromLatin1(name))) << name;
-    EXPECT_FALSE(ClassRegistry::create("Predicate"));  // abstract
 }
 
-TEST(PredicateEvaluation, SharedBetweenThreads) {
+TEST(PredicateEvaluation, FirstUsedByTwoThreadsAtOnce) {
+    // The pattern behind MATCHES is made on first use: two threads using a
+    // fresh predicate at once must both get every answer right.
     const QString text = "name MATCHES[c] 'take [0-9]+' AND name CONTAINS[cd] %@";
     QVariantList samples;
     for (int i = 0; i < 200; ++i)
         samples << QVariantMap{{"name", QStringLiteral("Take %1%2").arg(i).arg(i % 3 ? "" : "x")}};
-    const qsizetype expected = Predicate::filteredArray(samples, *parse(text, {"TAKE"})).size();
-    auto p = parse(text, {"TAKE"});  // first used by the threads at once
-    EXPECT_EQ(expected, 133);
-    std::atomic<int> mismatches{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 20; ++round)
-                if (Predicate::filteredArray(samples, *p).size() != expected)
-                    ++mismatches;
-        });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(mismatches.load(), 0);
+    auto p = parse(text, {"TAKE"});
+    qsizetype other = -1;
+    std::thread thread([&] { other = Predicate::filteredArray(samples, *p).size(); });
+    const qsizetype here = Predicate::filteredArray(samples, *p).size();
+    thread.join();
+    EXPECT_EQ(here, 133);
+    EXPECT_EQ(other, 133);
 }
 
 } // namespace ondrel

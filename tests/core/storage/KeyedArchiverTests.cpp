@@ -221,17 +221,23 @@ TEST(KeyedArchiver, BadArchivesAreRefusedWithClearErrors) {
             QVariantMap{{"$archiver", "OndrelKeyedArchiver"}, {"$version", version}, {"$top", top}});
     };
     const QVariantMap unknown{{"$class", "NoSuchClassAnywhere"}};
+    const QByteArray good = archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestItem"}, {"name", "x"}}}});
     const std::pair<QByteArray, const char*> cases[] = {
         {archive(QVariantMap{{"root", QVariantList{1, unknown}}}), "NoSuchClassAnywhere"},
         // An unknown class deep inside an object fails the whole read.
         {archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestItem"}, {"child", unknown}}}}),
          "unknown class"},
         {archive(QVariantMap{{"root", QVariantMap{{"$class", "ArchiveTestPlain"}}}}), "not archivable"},
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", ""}}}}), "unknown class"},
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", 42}}}}), ""},
+        {archive(QVariantMap{{"root", QVariantMap{{"$class", QVariantList{"ArchiveTestItem"}}}}}), ""},
         {PropertyList::dataWithPropertyList(QVariantMap{{"a", 1}}), "not a keyed archive"},
+        {PropertyList::dataWithPropertyList(QVariantList{"$archiver", "OndrelKeyedArchiver"}), "not a keyed archive"},
         {archive(QVariantMap{{"root", 1}}, 2), "newer"},
-        {archive(QVariantMap{}), "no root"},
-        {QByteArray("\x00\x01garbage", 9), "line"},
-        {QByteArray(), ""},
+        {archive(QVariantMap{}), "no root"}, {archive("root"), ""}, {archive(QVariantList{1}), ""},
+        // Not a property list at all, or cut short.
+        {QByteArray("\x00\x01garbage", 9), "line"}, {QByteArray(), ""}, {good.left(good.size() / 2), "line"},
+        {good.left(good.size() - 12), "line"}, {QByteArray(good).replace("ArchiveTestItem", "\xff\xfe"), "line"},
     };
     for (const auto& [data, reasonPart] : cases) {
         const VMKError error = unarchiveError(data);

@@ -31,31 +31,6 @@ protected:
     TemporaryHome home;
 };
 
-// Counts warnings while alive.
-class WarningCounter {
-public:
-    WarningCounter() {
-        s_count = 0;
-        m_previous = qInstallMessageHandler(&WarningCounter::handle);
-    }
-    ~WarningCounter() { qInstallMessageHandler(m_previous); }
-    int count() const { return s_count.load(); }
-
-private:
-    static void handle(QtMsgType type, const QMessageLogContext&, const QString&) {
-        if (type == QtWarningMsg)
-            ++s_count;
-    }
-    static inline std::atomic<int> s_count{0};
-    QtMessageHandler m_previous;
-};
-
-void writeFile(const QString& path, const QByteArray& data) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(data);
-}
-
 } // namespace
 
 TEST_F(UserDefaultsTest, StoredValuesSurviveARestart) {
@@ -232,7 +207,7 @@ TEST_F(UserDefaultsTest, DamagedFileIsReportedOnceAndKeptAside) {
     const QByteArray damaged("<?xml version=\"1.0\"?>\n<plist version=\"1.0\">\n<dict>\n<key>half");
     writeFile(path, damaged);
 
-    WarningCounter warnings;
+    WarningCollector warnings;
     auto defaults = restart();
     EXPECT_EQ(warnings.count(), 1);
     EXPECT_TRUE(defaults->persistentDomain().isEmpty());
@@ -258,7 +233,7 @@ TEST_F(UserDefaultsTest, DamagedFileIsReportedOnceAndKeptAside) {
 TEST_F(UserDefaultsTest, ValuesWithoutAPropertyListFormAreRefused) {
     auto defaults = UserDefaults::standardUserDefaults();
     defaults->setIntegerForKey(4, "kept");
-    WarningCounter warnings;
+    WarningCollector warnings;
     defaults->setObjectForKey(Variant::null(), "kept");
     defaults->setObjectForKey(QVariantList{Variant::null()}, "other");
     EXPECT_EQ(warnings.count(), 2);
@@ -270,7 +245,7 @@ TEST_F(UserDefaultsTest, ValuesWithoutAPropertyListFormAreRefused) {
 
 TEST_F(UserDefaultsTest, AValueTheFileCantHoldIsRefusedAndNeverBlocksLaterWrites) {
     auto defaults = UserDefaults::standardUserDefaults();
-    WarningCounter warnings;
+    WarningCollector warnings;
     defaults->setObjectForKey(QDateTime(QDate(12000, 1, 1), QTime(0, 0), Qt::UTC), "far");
     EXPECT_EQ(warnings.count(), 1);
     EXPECT_FALSE(defaults->objectForKey("far").isValid());
@@ -325,20 +300,16 @@ TEST_F(UserDefaultsTest, FileFollowsTheEnvironment) {
     EXPECT_EQ(restart()->integerForKey("where"), 1);
 
     // Without ONDREL_HOME the file lives in the configuration folder, made on first write.
-    const QByteArray savedHome = qgetenv("ONDREL_HOME");
-    const QByteArray savedConfig = qgetenv("XDG_CONFIG_HOME");
-    qunsetenv("ONDREL_HOME");
-    qputenv("XDG_CONFIG_HOME", home.filePath("config").toUtf8());
+    ScopedEnvironment noHome("ONDREL_HOME", QString());
+    ScopedEnvironment config("XDG_CONFIG_HOME", home.filePath("config"));
     const QString configPath = home.filePath("config/ondrel/Defaults.plist");
     EXPECT_EQ(UserDefaults::defaultsFilePath(), configPath);
     auto defaults = restart();
     defaults->setIntegerForKey(3, "where");
     EXPECT_TRUE(defaults->synchronize());
     EXPECT_TRUE(QFile::exists(configPath));
-    qputenv("XDG_CONFIG_HOME", "");
+    ScopedEnvironment emptyConfig("XDG_CONFIG_HOME", "");
     EXPECT_EQ(UserDefaults::defaultsFilePath(), QDir::home().filePath(".config/ondrel/Defaults.plist"));
-    qputenv("ONDREL_HOME", savedHome);
-    qputenv("XDG_CONFIG_HOME", savedConfig);
 }
 
 TEST_F(UserDefaultsTest, UnwritableFileIsReportedOnceAndSynchronizeSaysSo) {
@@ -346,7 +317,7 @@ TEST_F(UserDefaultsTest, UnwritableFileIsReportedOnceAndSynchronizeSaysSo) {
     const QString blocker = home.filePath("blocker");
     writeFile(blocker, "not a folder");
     UserDefaults defaults(blocker + "/Defaults.plist");
-    WarningCounter warnings;
+    WarningCollector warnings;
     defaults.setIntegerForKey(1, "a");
     defaults.setIntegerForKey(2, "b");
     VMKError error;

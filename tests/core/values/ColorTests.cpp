@@ -20,13 +20,7 @@ TEST(ColorTest, ArchivesRoundTripAndCompareByComponents) {
     EXPECT_FALSE(Color::ondrelGreenColor()->isEqual(SortDescriptor()));
 }
 
-TEST(ColorTest, ArchiveWithoutAlphaIsOpaqueAndGreenIsItsOwnValue) {
-    const auto green = Color::ondrelGreenColor();
-    EXPECT_DOUBLE_EQ(green->hueComponent(), 0.46);
-    EXPECT_DOUBLE_EQ(green->saturationComponent(), 0.956);
-    EXPECT_DOUBLE_EQ(green->brightnessComponent(), 0.7176);
-    EXPECT_DOUBLE_EQ(green->alphaComponent(), 1.0);
-
+TEST(ColorTest, ArchiveWithoutAlphaIsOpaque) {
     QByteArray data = KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(Color::colorWithHue(0.2, 0.3, 0.4, 0.5)));
     data.replace("<key>alpha</key>", "<key>other</key>");
     const auto back = Variant::object<Color>(KeyedUnarchiver::unarchiveObjectWithData(data));
