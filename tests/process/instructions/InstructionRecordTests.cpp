@@ -1,3 +1,4 @@
+#include "core/storage/PropertyList.h"
 #include "process/instructions/AudioProcessCommandGroup.h"
 #include "tests/support/process/TestFileEntity.h"
 
@@ -103,6 +104,23 @@ TEST(InstructionRecords, ValuesSetByKeyTakeTheFieldsType) {
     EXPECT_EQ(tie->outputChannelIndex(), 5u);
     EXPECT_EQ(tie->gain(), -3.0f);
     EXPECT_TRUE(tie->invert());
+}
+
+// A fraction stored as an integer read back as 0, the lowest quality.
+TEST(InstructionRecords, ConverterQualityKeepsItsFraction) {
+    const double quality = 0.251953125;
+    auto instructions = make<AudioProcessCommandInstructions>();
+    instructions->setValueForKey(quality, "converterQuality");
+    EXPECT_EQ(instructions->converterQuality(), std::optional<double>(quality));
+    EXPECT_EQ(instructions->valueForKey("converterQuality").toDouble(), quality);
+
+    // Copied by key through a stored property list into another record.
+    const QByteArray stored =
+        PropertyList::dataWithPropertyList(instructions->dictionaryWithValuesForKeys({"converterQuality"}));
+    auto copy = make<AudioProcessCommandInstructions>();
+    copy->setValueForKey(PropertyList::propertyListWithData(stored).toMap().value("converterQuality"),
+                         "converterQuality");
+    EXPECT_EQ(copy->converterQuality(), std::optional<double>(quality));
 }
 
 TEST(InstructionRecords, SourceIncludesLabelsAndPropertiesUntilToldOtherwise) {
