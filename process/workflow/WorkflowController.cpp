@@ -195,10 +195,9 @@ void WorkflowController::init() {
         }
         action->setIdentifier(fromVariant<std::optional<QString>>(description.value(kIdentifierKey)));
         action->setName(fromVariant<std::optional<QString>>(description.value(kNameKey)));
-        if (description.contains(kEnabledKey))
-            action->setEnabled(description.value(kEnabledKey).toBool());
-        if (description.contains(kDisclosedKey))
-            action->setDisclosed(description.value(kDisclosedKey).toBool());
+        // A missing flag reads as false: disabled, panel closed.
+        action->setEnabled(description.value(kEnabledKey).toBool());
+        action->setDisclosed(description.value(kDisclosedKey).toBool());
         action->setParameterValues(description.value(kParametersKey).toMap());
         beginObservingAction(action.get());
         std::lock_guard lock(m_actionsMutex);

@@ -282,6 +282,18 @@ TEST_F(WorkflowControllerTest, UnknownClassLosesOnlyThatActionWithAWarning) {
     EXPECT_TRUE(warnings[1].contains("AudioProcessCommandGroup"));
 }
 
+// A stored action lacking "enabled" and "disclosed" kept the class's
+// defaults (enabled, open) instead of reading them as false.
+TEST_F(WorkflowControllerTest, StoredActionWithoutFlagsLoadsDisabledAndClosed) {
+    writeWorkflowFile(R"(<dict><key>actions</key><array>
+      <dict><key>className</key><string>GainTestAction</string></dict>
+    </array></dict>)");
+    const auto action = WorkflowController::sharedInstance()->objectInActionsAtIndex(0);
+    ASSERT_NE(action, nullptr);
+    EXPECT_FALSE(action->isEnabled());
+    EXPECT_FALSE(action->isDisclosed());
+}
+
 TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsItsDestination) {
     SaveAction save;
     EXPECT_EQ(save.parameterKeys(), (QStringList{"destinationBookmark", "filenameComponents", "replaceOriginal",
