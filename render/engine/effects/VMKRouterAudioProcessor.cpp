@@ -34,7 +34,7 @@ const ClassInfo& VMKRouterAudioProcessor::staticClassInfo() {
     return info;
 }
 
-VMKRouterAudioProcessor::VMKRouterAudioProcessor() : m_router(VMKAudioRouter::router()) {}
+VMKRouterAudioProcessor::VMKRouterAudioProcessor() : m_router(std::make_shared<VMKAudioRouter>()) {}
 
 VMKRouterAudioProcessor::~VMKRouterAudioProcessor() = default;
 
@@ -65,7 +65,7 @@ bool VMKRouterAudioProcessor::setNumberOfOutputChannels(uint32_t channels, VMKEr
 }
 
 void VMKRouterAudioProcessor::setRouter(const std::shared_ptr<VMKAudioRouter>& router) {
-    m_router = router ? router : VMKAudioRouter::router();
+    m_router = router ? router : std::make_shared<VMKAudioRouter>();
 }
 
 bool VMKRouterAudioProcessor::proposeOutputFormat(VMKAudioConnection& output, VMKError* error) {
