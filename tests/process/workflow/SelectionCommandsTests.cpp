@@ -5,9 +5,9 @@
 #include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 #include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
 #include "process/workflow/SelectionCommands.h"
+#include "tests/support/process/InstalledInterfaces.h"
 #include "tests/support/process/TestAddFilesCommand.h"
 #include "tests/support/process/TestFileEntity.h"
-#include "process/workflow/WorkflowController.h"
 #include "tests/support/TestSupport.h"
 
 #include <QtCore/QFile>
@@ -34,15 +34,10 @@ protected:
         AddFilesFileProcessCommand::staticClassInfo();
         FileEntity::staticClassInfo();
         LogController::resetSharedInstance();
-        executor = std::make_shared<RecordingExecutor>();
-        WorkflowController::setAudioProcessCommandGroupExecutor(executor);
-        file = std::make_shared<FileEntity>(10.0);
+        ProcessInterfaces::setAudioProcessCommandGroupExecutor(executor);
     }
 
-    void TearDown() override {
-        WorkflowController::setAudioProcessCommandGroupExecutor(nullptr);
-        LogController::resetSharedInstance();
-    }
+    void TearDown() override { LogController::resetSharedInstance(); }
 
     // The one command of a group handed on, checked for what all four share.
     std::shared_ptr<AudioProcessCommand> handedOn(const std::shared_ptr<AudioProcessCommandGroup>& group,
@@ -77,8 +72,9 @@ protected:
     }
 
     TemporaryHome home;
-    std::shared_ptr<RecordingExecutor> executor;
-    std::shared_ptr<FileEntity> file;
+    InstalledInterfaces interfaces;
+    std::shared_ptr<RecordingExecutor> executor = std::make_shared<RecordingExecutor>();
+    std::shared_ptr<FileEntity> file = std::make_shared<FileEntity>(10.0);
 };
 
 TEST_F(SelectionCommandsTest, CropKeepsTheSelectionInTheChosenFile) {
@@ -176,7 +172,7 @@ TEST_F(SelectionCommandsTest, EmptySelectionOrCancelledPanelDoesNothing) {
 }
 
 TEST_F(SelectionCommandsTest, WithoutAnExecutorTheGroupIsLoggedNotLost) {
-    WorkflowController::setAudioProcessCommandGroupExecutor(nullptr);
+    ProcessInterfaces::setAudioProcessCommandGroupExecutor(nullptr);
     const auto group = SelectionCommands::cropInPlace(file, {1.0, 1.0});
     ASSERT_TRUE(group);
     EXPECT_TRUE(executor->groups.empty());
