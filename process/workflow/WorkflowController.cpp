@@ -342,6 +342,14 @@ void WorkflowController::save(bool force) {
 
 // MARK: - Running
 
+void WorkflowController::setNeedsSave(bool needsSave) {
+    if (m_needsSave.load() == needsSave)
+        return;
+    willChangeValueForKey(QStringLiteral("needsSave"));
+    m_needsSave.store(needsSave);
+    didChangeValueForKey(QStringLiteral("needsSave"));
+}
+
 void WorkflowController::setPreparing(bool preparing) {
     willChangeValueForKey(kPreparingKey);
     m_preparing.store(preparing);

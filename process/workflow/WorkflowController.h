@@ -44,7 +44,8 @@ public:
     // True from run() until its groups have been handed on.
     bool isPreparing() const { return m_preparing.load(); }
     bool needsSave() const { return m_needsSave.load(); }
-    void setNeedsSave(bool needsSave) { m_needsSave.store(needsSave); }
+    // Announced when it changes.
+    void setNeedsSave(bool needsSave);
     // The workflow's own "SaveAction", one for the workflow's life. It is made
     // by class name (the class lives in the actions library, above this one),
     // so it is null only when that class was never registered.
