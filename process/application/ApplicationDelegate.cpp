@@ -113,7 +113,8 @@ void ApplicationDelegate::applicationWillFinishLaunching() {
     m_launched = true;
     auto observe = [this](const ObjectPtr& controller, const QString& key) {
         if (controller)
-            m_observations.push_back(controller->observe(key, 0, [this](const KeyValueChangeInfo&) { workDidChange(); }));
+            m_observations.push_back(
+                controller->observe(key, 0, [this](const KeyValueChangeInfo&) { workDidChange(); }));
     };
     // Asking for them is what makes both controllers, audio first.
     m_audioProcessController = source->audioProcessController();

@@ -71,7 +71,8 @@ std::shared_ptr<AudioProcessCommandGroupFactory> ProcessInterfaces::audioProcess
     return get(&Installed::groupFactory);
 }
 
-void ProcessInterfaces::setAudioProcessCommandGroupExecutor(std::shared_ptr<AudioProcessCommandGroupExecutor> executor) {
+void ProcessInterfaces::setAudioProcessCommandGroupExecutor(
+    std::shared_ptr<AudioProcessCommandGroupExecutor> executor) {
     set(&Installed::groupExecutor, std::move(executor));
 }
 std::shared_ptr<AudioProcessCommandGroupExecutor> ProcessInterfaces::audioProcessCommandGroupExecutor() {

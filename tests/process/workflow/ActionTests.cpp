@@ -114,17 +114,6 @@ TEST(Action, SetParameterValuesIgnoresUnknownKeysAndKeepsMissingOnes) {
     EXPECT_TRUE(Variant::isAbsent(action.valueForKey("noSuchKey")));
 }
 
-TEST(Action, ParameterChangesAreObservedByKey) {
-    LevelAction action;
-    std::vector<QVariant> seen;
-    auto handle = action.observe("level", KeyValueObservingOptionNew,
-                                 [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue); });
-    action.setParameterValues({{"level", 2.0}});
-    action.setValueForKey(4.0, "level");
-    ASSERT_EQ(seen.size(), 2u);
-    EXPECT_EQ(seen[1].toDouble(), 4.0);
-}
-
 // MARK: - Compile hooks
 
 TEST(Action, CompileInstructionsForwardsTheMainSourcesFile) {

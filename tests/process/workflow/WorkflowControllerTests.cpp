@@ -1,6 +1,5 @@
 #include "actions/save/SaveAction.h"
 #include "core/dispatch/ApplicationNotifications.h"
-#include "core/dispatch/DispatchQueue.h"
 #include "core/dispatch/NotificationCenter.h"
 #include "core/files/Bookmark.h"
 #include "core/files/URL.h"
@@ -10,13 +9,13 @@
 #include "core/text/VMKLocalizedString.h"
 #include "logging/LogController.h"
 #include "process/instructions/AudioProcessCommandGroup.h"
-#include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 #include "process/interfaces/AudioProcessCommandGroupFactory.h"
 #include "process/interfaces/FileEntitySource.h"
 #include "process/interfaces/RecordableRunner.h"
 #include "process/workflow/WorkflowController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/process/InstalledInterfaces.h"
+#include "tests/support/process/RecordingExecutor.h"
 #include "tests/support/process/TestFileEntity.h"
 
 #include <QtCore/QFile>
@@ -114,15 +113,6 @@ private:
     std::vector<CompiledGroup> m_compiled;
 };
 
-class RecordingExecutor : public AudioProcessCommandGroupExecutor {
-public:
-    std::vector<std::shared_ptr<AudioProcessCommandGroup>> executed;
-    void executeAudioProcessCommandGroup(const std::shared_ptr<AudioProcessCommandGroup>& group) override {
-        EXPECT_TRUE(isMainThread());
-        executed.push_back(group);
-    }
-};
-
 class ListSource : public FileEntitySource {
 public:
     std::vector<std::shared_ptr<FileEntity>> entities;
@@ -173,11 +163,11 @@ protected:
         ProcessInterfaces::setAudioProcessCommandGroupFactory(factory);
         ProcessInterfaces::setAudioProcessCommandGroupExecutor(executor);
         auto controller = WorkflowController::sharedInstance();
-        executor->executed.clear();
+        executor->groups.clear();
         controller->run(rehearse);
         EXPECT_TRUE(spinUntil([&] { return !controller->isPreparing(); }));
         QStringList names;
-        for (const auto& group : executor->executed) {
+        for (const auto& group : executor->groups) {
             names << group->name().value_or(QString());
             EXPECT_EQ(group->rehearse(), rehearse);
         }
@@ -239,12 +229,7 @@ TEST_F(WorkflowControllerTest, UnknownClassLosesOnlyThatActionWithAWarning) {
       <key>className</key><string>AudioProcessCommandGroup</string>
     </dict>
   </array>
-  <key>saveAction</key>
-  <dict>
-    <key>filenameComponents</key><array><string>[F]</string><string>[T]-loud</string></array>
-    <key>replaceOriginal</key><true/>
-    <key>destinationBookmark</key><data></data>
-  </dict>
+  <key>saveAction</key><dict><key>destinationBookmark</key><data></data></dict>
 </dict>)");
     auto controller = WorkflowController::sharedInstance();
     ASSERT_EQ(controller->countOfActions(), 1);
@@ -258,11 +243,7 @@ TEST_F(WorkflowControllerTest, UnknownClassLosesOnlyThatActionWithAWarning) {
     EXPECT_EQ(action->label(), "unset") << "a missing key keeps the default";
     EXPECT_FALSE(controller->needsSave());
 
-    auto save = saveActionOf(controller);
-    EXPECT_EQ(save->filenameComponents(), (QStringList{"[F]", "[T]-loud"}));
-    EXPECT_TRUE(save->replaceOriginal());
-    EXPECT_FALSE(save->addResults());
-    EXPECT_TRUE(save->destinationBookmark().isEmpty()) << "empty data means next to the source";
+    EXPECT_TRUE(saveActionOf(controller)->destinationBookmark().isEmpty()) << "empty data means next to the source";
 
     const auto warnings = loggedMessages(LogController::Warning);
     ASSERT_EQ(warnings.size(), 2u) << "a class that is no action counts as missing too";
@@ -546,12 +527,12 @@ TEST_F(WorkflowControllerTest, SecondRunWhileCompilingIsIgnored) {
     controller->run(true);
     spinFor(100);
     EXPECT_EQ(factory->compiled().size(), 1u);
-    EXPECT_TRUE(executor->executed.empty());
+    EXPECT_TRUE(executor->groups.empty());
 
     factory->release();
     ASSERT_TRUE(spinUntil([&] { return !controller->isPreparing(); }));
-    ASSERT_EQ(executor->executed.size(), 1u);
-    EXPECT_FALSE(executor->executed[0]->rehearse());
+    ASSERT_EQ(executor->groups.size(), 1u);
+    EXPECT_FALSE(executor->groups[0]->rehearse());
     EXPECT_EQ(preparingChanges, (std::vector<bool>{true, false}));
 
     EXPECT_EQ(runAndCollect(), (QStringList{""})) << "a later run goes ahead";
@@ -565,10 +546,6 @@ TEST_F(WorkflowControllerTest, RunWithoutACompilerIsLogged) {
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_EQ(errors[0], VMKLocalizedString("WorkflowController_log_error_noCompiler"));
 }
-
-} // namespace
-
-namespace {
 
 class RecordingRunner : public RecordableRunner {
 public:
