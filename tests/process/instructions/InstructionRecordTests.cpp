@@ -95,15 +95,6 @@ TEST(InstructionRecords, ValuesSetByKeyTakeTheFieldsType) {
     EXPECT_EQ(tie->gain(), -3.0f);
 }
 
-TEST(InstructionRecords, SourceIncludesLabelsAndPropertiesUntilToldOtherwise) {
-    auto source = make<AudioProcessCommandSourceInstructions>();
-    EXPECT_EQ(source->includeLabels(), std::optional<bool>(true));
-    EXPECT_EQ(source->includeProperties(), std::optional<bool>(true));
-    // Clearing a flag by key leaves it absent, which is not the same as false.
-    source->setValueForKey(QVariant(), "includeLabels");
-    EXPECT_FALSE(source->includeLabels().has_value());
-}
-
 // MARK: - Effects
 
 TEST(InstructionRecords, EffectKeysClassNameAndClassInfoAreFields) {
@@ -193,7 +184,7 @@ TEST(InstructionRecords, AddingAnArgumentIsObservableByItsKeyAndByTheDictionary)
     EXPECT_EQ(byDictionary.changes[0].newValue.toMap().value("target bit rate").toInt(), 192000);
 }
 
-// MARK: - Observation by key
+// MARK: - Observation
 
 TEST(InstructionRecords, ListChangesAreObservedWithTheirIndexes) {
     auto instructions = make<AudioProcessCommandInstructions>();
