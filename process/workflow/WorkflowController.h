@@ -72,7 +72,8 @@ public:
     void removeActionsAtIndexes(const IndexSet& indexes);
 
     // Observes "name", "enabled", "disclosed" and the action's parameter keys;
-    // any change of them sets needsSave. Once per action.
+    // any change of them sets needsSave. Beginning again replaces the earlier
+    // observation of that action.
     void beginObservingAction(Action* action);
     // Ends what beginObservingAction began; nothing for an action not observed.
     void endObservingAction(Action* action);
