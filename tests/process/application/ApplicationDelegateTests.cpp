@@ -28,7 +28,6 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
-#include <utility>
 
 namespace ondrel {
 
@@ -311,7 +310,6 @@ TEST_F(ApplicationDelegateTest, ThirdButtonWithWorkRunningTerminatesWhenTheLastW
     controllers->audio->setProcessing(true);
     controllers->file->setProcessing(true);
     controllers->audio->setOperationCount(2);
-    application->replies.clear();
     EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateLater);
 
     // Changes while anything still runs are no answer.

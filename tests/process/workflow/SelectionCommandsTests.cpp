@@ -94,11 +94,14 @@ TEST_F(SelectionCommandsTest, SourcesTakeTheSelectionOrThePartsAroundIt) {
         {"Controller_snipInPlace", [&] { return SelectionCommands::snipInPlace(file, {0.5, 0.25}); }, 60.0,
          {{std::nullopt, std::nullopt, 0.5}, {0.5, 0.75, 59.25}}, true, {0.0, 59.75}},
     };
+    std::shared_ptr<AudioProcessCommand> crop;  // the first row's
     for (const Row& row : rows) {
         executor->groups.clear();
         file->setLength(row.fileLength);
         const auto command = handedOn(row.perform(), row.nameKey);
         ASSERT_TRUE(command) << row.nameKey;
+        if (!crop)
+            crop = command;
         EXPECT_EQ(command->replaceOriginal(), row.replaceOriginal) << row.nameKey;
         if (row.replaceOriginal) {
             EXPECT_TRUE(command->destination().isEmpty() && !command->filename()) << row.nameKey;
@@ -115,9 +118,6 @@ TEST_F(SelectionCommandsTest, SourcesTakeTheSelectionOrThePartsAroundIt) {
         EXPECT_EQ(command->sourceInstructionsGroup()->range(), row.range) << row.nameKey;
     }
     // The chosen file names the output of a crop.
-    executor->groups.clear();
-    const auto crop = handedOn(SelectionCommands::crop(file, {2.5, 3.0}, chosen), "Controller_crop");
-    ASSERT_TRUE(crop);
     EXPECT_EQ(crop->destination(), URL::fileURLWithPath(home.filePath(QStringLiteral("out"))));
     EXPECT_EQ(crop->filename(), QStringLiteral("Take 2"));
 }
