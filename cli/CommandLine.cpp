@@ -15,6 +15,7 @@
 #include "process/application/ApplicationDelegate.h"
 #include "process/application/EventLoopApplication.h"
 #include "process/application/QuitWhenDoneTerminationPrompt.h"
+#include "process/interfaces/ProcessInterfaces.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -106,10 +107,10 @@ int runCommand(int argc, char** argv) {
 
     // Nobody is there to answer a quit during work: it waits for the work,
     // then ends the event loop of a command that runs one.
-    ApplicationDelegate::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
+    ProcessInterfaces::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
     // Its loop's end is where the command ends: nothing more to stop.
     auto terminable = std::make_shared<EventLoopApplication>([] {});
-    ApplicationDelegate::setApplication(terminable);
+    ProcessInterfaces::setApplication(terminable);
 
     // The same start as the desktop program's, without windows.
     auto delegate = std::make_shared<ApplicationDelegate>();

@@ -1,6 +1,7 @@
 #include "process/ProcessClasses.h"
 
 #include "logging/LoggingClasses.h"
+#include "render/engine/EngineClasses.h"
 #include "process/application/ApplicationDelegate.h"
 #include "process/instructions/AudioProcessCommand.h"
 #include "process/instructions/AudioProcessCommandEffectInstructions.h"
@@ -20,6 +21,7 @@ namespace ondrel {
 
 void registerProcessClasses() {
     registerLoggingClasses();
+    registerEngineClasses();
     static std::once_flag once;
     std::call_once(once, [] {
         AudioProcessCommand::staticClassInfo();

@@ -40,8 +40,16 @@ public:
 
     ObjectPtr create() const { return m_factory ? m_factory() : nullptr; }
     bool canCreate() const { return bool(m_factory); }
+    // Never made by name: an abstract class, or one whose instances come only
+    // from its own accessor. Every other registered class can be made by name.
+    bool isAbstract() const { return m_abstract; }
 
     // Building (used once, in a class's staticClassInfo()).
+    ClassInfo& setAbstract() {
+        m_abstract = true;
+        m_factory = nullptr;
+        return *this;
+    }
     ClassInfo& setFactory(Factory factory) {
         m_factory = std::move(factory);
         return *this;
@@ -71,7 +79,8 @@ public:
             [set](Object* o, const QVariant& v) { (static_cast<C*>(o)->*set)(fromVariant<Value>(v)); });
     }
     // Makes and registers the info of class C derived from Base; creatable by
-    // name when C is default constructible. Lives for the process.
+    // name when C is default constructible, abstract when C is. Lives for the
+    // process.
     template <class C, class Base>
     static ClassInfo& define(const QString& name);
 
@@ -86,6 +95,7 @@ private:
     QString m_name;
     const ClassInfo* m_superclass;
     Factory m_factory;
+    bool m_abstract = false;
     // A class has a few dozen keys at most: a scan that compares lengths first
     // beats hashing the key (Qt's seeded string hash is slow for short keys).
     std::vector<std::pair<QString, Property>> m_properties;
@@ -94,7 +104,9 @@ private:
 template <class C, class Base>
 ClassInfo& ClassInfo::define(const QString& name) {
     auto* info = new ClassInfo(name, &Base::staticClassInfo());
-    if constexpr (std::is_default_constructible_v<C> && !std::is_abstract_v<C>)
+    if constexpr (std::is_abstract_v<C>)
+        info->setAbstract();
+    else if constexpr (std::is_default_constructible_v<C>)
         info->template creatable<C>();
     registerSelf(*info, &C::staticClassInfo);
     return *info;

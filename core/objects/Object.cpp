@@ -170,6 +170,7 @@ QVariant aggregate(const QString& op, const QVariantList& values) {
 const ClassInfo& Object::staticClassInfo() {
     static ClassInfo* info = [] {
         auto* i = new ClassInfo(QStringLiteral("Object"), nullptr);
+        i->setAbstract();  // the root: only its subclasses are made by name
         ClassRegistry::registerClass(*i);
         return i;
     }();

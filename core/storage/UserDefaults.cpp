@@ -48,7 +48,9 @@ qint64 truncatedInteger(double value) {
 } // namespace
 
 const ClassInfo& UserDefaults::staticClassInfo() {
-    static const ClassInfo& info = ClassInfo::define<UserDefaults, Object>(QStringLiteral("UserDefaults"));
+    // Only the standard instance, over its own file, exists: never made by name.
+    static const ClassInfo& info =
+        ClassInfo::define<UserDefaults, Object>(QStringLiteral("UserDefaults")).setAbstract();
     return info;
 }
 

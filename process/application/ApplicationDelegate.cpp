@@ -11,6 +11,7 @@
 #include "process/interfaces/AudioOutputRouting.h"
 #include "process/interfaces/FileProcessCommandExecutor.h"
 #include "process/interfaces/ProcessControllerSource.h"
+#include "process/interfaces/ProcessInterfaces.h"
 #include "process/interfaces/TerminableApplication.h"
 #include "process/interfaces/TerminationPrompt.h"
 #include "process/workflow/WorkflowController.h"
@@ -19,7 +20,6 @@
 #include <QtCore/QFile>
 
 #include <algorithm>
-#include <mutex>
 
 namespace ondrel {
 
@@ -29,33 +29,6 @@ const QString kProcessingKey = QStringLiteral("processing");
 const QString kOperationCountKey = QStringLiteral("operationCount");
 const QString kWorkflowExtension = QStringLiteral("ondrelworkflow");
 const QString kAddFilesCommandClass = QStringLiteral("AddFilesFileProcessCommand");
-
-struct Components {
-    std::mutex mutex;
-    std::shared_ptr<AudioOutputRouting> routing;
-    std::shared_ptr<ProcessControllerSource> processControllers;
-    std::shared_ptr<WorkflowDescriptorSink> workflowDescriptors;
-    std::shared_ptr<FileProcessCommandExecutor> fileProcesses;
-    std::shared_ptr<TerminationPrompt> prompt;
-    std::shared_ptr<TerminableApplication> application;
-};
-
-Components& components() {
-    static auto* shared = new Components();
-    return *shared;
-}
-
-template <class T>
-std::shared_ptr<T> installed(std::shared_ptr<T> Components::*member) {
-    std::lock_guard lock(components().mutex);
-    return components().*member;
-}
-
-template <class T>
-void install(std::shared_ptr<T> Components::*member, std::shared_ptr<T> value) {
-    std::lock_guard lock(components().mutex);
-    components().*member = std::move(value);
-}
 
 bool isProcessing(const ObjectPtr& controller) {
     return controller && controller->valueForKey(kProcessingKey).toBool();
@@ -75,30 +48,6 @@ const ClassInfo& ApplicationDelegate::staticClassInfo() {
                                        .property(QStringLiteral("hasRunningProcesses"),
                                                  &ApplicationDelegate::hasRunningProcesses);
     return info;
-}
-
-void ApplicationDelegate::setAudioOutputRouting(std::shared_ptr<AudioOutputRouting> routing) {
-    install(&Components::routing, std::move(routing));
-}
-
-void ApplicationDelegate::setProcessControllerSource(std::shared_ptr<ProcessControllerSource> source) {
-    install(&Components::processControllers, std::move(source));
-}
-
-void ApplicationDelegate::setWorkflowDescriptorSink(std::shared_ptr<WorkflowDescriptorSink> sink) {
-    install(&Components::workflowDescriptors, std::move(sink));
-}
-
-void ApplicationDelegate::setFileProcessCommandExecutor(std::shared_ptr<FileProcessCommandExecutor> executor) {
-    install(&Components::fileProcesses, std::move(executor));
-}
-
-void ApplicationDelegate::setTerminationPrompt(std::shared_ptr<TerminationPrompt> prompt) {
-    install(&Components::prompt, std::move(prompt));
-}
-
-void ApplicationDelegate::setApplication(std::shared_ptr<TerminableApplication> application) {
-    install(&Components::application, std::move(application));
 }
 
 std::shared_ptr<CompoundPredicate> ApplicationDelegate::defaultEntitiesPredicate() {
@@ -122,17 +71,12 @@ ApplicationDelegate::ApplicationDelegate() {
     registerDefaults();
 }
 
-ApplicationDelegate::~ApplicationDelegate() {
-    for (const ObjectPtr& controller : {m_audioProcessController, m_fileProcessController}) {
-        if (!controller)
-            continue;
-        controller->removeObserver(this, kProcessingKey);
-        controller->removeObserver(this, kOperationCountKey);
-    }
-}
+// The observations end first: once they are gone no handler runs, on any
+// thread.
+ApplicationDelegate::~ApplicationDelegate() { m_observations.clear(); }
 
 void ApplicationDelegate::routeAudioOutputs() {
-    const auto routing = installed(&Components::routing);
+    const auto routing = ProcessInterfaces::audioOutputRouting();
     if (!routing)
         return;
     const int channels = std::min(routing->numberOfOutputChannels(), MaximumRoutedChannels);
@@ -163,21 +107,23 @@ void ApplicationDelegate::registerDefaults() {
 }
 
 void ApplicationDelegate::applicationWillFinishLaunching() {
-    const auto source = installed(&Components::processControllers);
+    const auto source = ProcessInterfaces::processControllerSource();
     if (!source || m_launched)
         return;
     m_launched = true;
+    auto observe = [this](const ObjectPtr& controller, const QString& key) {
+        if (controller)
+            m_observations.push_back(
+                controller->observe(key, 0, [this](const KeyValueChangeInfo&) { workDidChange(); }));
+    };
     // Asking for them is what makes both controllers, audio first.
     m_audioProcessController = source->audioProcessController();
-    if (m_audioProcessController)
-        m_audioProcessController->addObserver(this, kProcessingKey);
+    observe(m_audioProcessController, kProcessingKey);
     m_fileProcessController = source->fileProcessController();
-    if (m_fileProcessController)
-        m_fileProcessController->addObserver(this, kProcessingKey);
+    observe(m_fileProcessController, kProcessingKey);
     // Work also ends when the queues empty out.
-    for (const ObjectPtr& controller : {m_audioProcessController, m_fileProcessController})
-        if (controller)
-            controller->addObserver(this, kOperationCountKey);
+    observe(m_audioProcessController, kOperationCountKey);
+    observe(m_fileProcessController, kOperationCountKey);
 }
 
 // MARK: - Opening files
@@ -195,14 +141,14 @@ void ApplicationDelegate::openFiles(const QStringList& paths) {
         if (!file.open(QIODevice::ReadOnly))
             continue;
         const ObjectPtr descriptor = Variant::object(KeyedUnarchiver::unarchiveObjectWithData(file.readAll()));
-        const auto sink = installed(&Components::workflowDescriptors);
+        const auto sink = ProcessInterfaces::workflowDescriptorSink();
         if (descriptor && sink)
             sink->addWorkflowDescriptorsObject(descriptor);
     }
     if (items.isEmpty())
         return;
 
-    const auto executor = installed(&Components::fileProcesses);
+    const auto executor = ProcessInterfaces::fileProcessCommandExecutor();
     const ObjectPtr command = ClassRegistry::create(kAddFilesCommandClass);
     if (!executor || !command) {
         log(LogController::Error, QStringLiteral("ApplicationDelegate_log_error_cannotAddFiles"),
@@ -216,7 +162,7 @@ void ApplicationDelegate::openFiles(const QStringList& paths) {
 // MARK: - Quitting
 
 bool ApplicationDelegate::hasRunningProcesses() const {
-    const auto source = installed(&Components::processControllers);
+    const auto source = ProcessInterfaces::processControllerSource();
     if (!source)
         return false;
     return isProcessing(source->audioProcessController()) || isProcessing(source->fileProcessController());
@@ -228,7 +174,7 @@ ApplicationDelegate::TerminateReply ApplicationDelegate::applicationShouldTermin
     if (!hasRunningProcesses())
         return TerminateNow;
 
-    const auto prompt = installed(&Components::prompt);
+    const auto prompt = ProcessInterfaces::terminationPrompt();
     if (!prompt)
         return TerminateNow;
     const int answer = prompt->runModal(
@@ -254,12 +200,10 @@ void ApplicationDelegate::applicationWillTerminate() {}
 // Each change of "processing" or "operationCount" with nothing running tells
 // the application to go on with a pending termination; with none pending the
 // application ignores it. Told on whichever thread ended the work.
-void ApplicationDelegate::observeValueForKeyPath(const QString& keyPath, Object*, const KeyValueChangeInfo&, void*) {
-    if (keyPath != kProcessingKey && keyPath != kOperationCountKey)
-        return;
+void ApplicationDelegate::workDidChange() {
     if (hasRunningProcesses())
         return;
-    if (const auto application = installed(&Components::application))
+    if (const auto application = ProcessInterfaces::application())
         application->replyToApplicationShouldTerminate(true);
 }
 

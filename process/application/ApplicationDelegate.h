@@ -5,16 +5,11 @@
 #include <QtCore/QStringList>
 
 #include <memory>
+#include <vector>
 
 namespace ondrel {
 
-class AudioOutputRouting;
 class CompoundPredicate;
-class FileProcessCommandExecutor;
-class ProcessControllerSource;
-class TerminableApplication;
-class TerminationPrompt;
-class WorkflowDescriptorSink;
 
 // The program's way in, without its windows: what start-up does in order,
 // files opened from outside, and quitting while work is running.
@@ -24,16 +19,16 @@ class WorkflowDescriptorSink;
 // and registers the delegate's defaults. applicationWillFinishLaunching then
 // observes the two process controllers, which is what brings them up.
 //
-// What lies in later libraries is reached through process-wide interfaces,
-// installed once at start (null uninstalls): the device's output routing,
-// the process controllers, the workflow library, the file process
-// controller, the question asked when quitting during work, and the
-// application object that hears the delayed answer.
+// What lies in later libraries is reached through the interfaces installed
+// in ProcessInterfaces: the device's output routing, the process
+// controllers, the workflow library, the file process controller, the
+// question asked when quitting during work, and the application object that
+// hears the delayed answer.
 //
 // Nothing here posts ApplicationWillTerminateNotification: the application
 // object does, the desktop program when its event loop ends and the command
 // line before it exits, after applicationWillTerminate.
-class ApplicationDelegate : public Object, private Observer {
+class ApplicationDelegate : public Object {
     ONDREL_OBJECT(ApplicationDelegate, Object)
 public:
     // The answers of applicationShouldTerminate.
@@ -41,13 +36,6 @@ public:
 
     // Routing ties at most this many channels.
     static constexpr int MaximumRoutedChannels = 48;
-
-    static void setAudioOutputRouting(std::shared_ptr<AudioOutputRouting> routing);
-    static void setProcessControllerSource(std::shared_ptr<ProcessControllerSource> source);
-    static void setWorkflowDescriptorSink(std::shared_ptr<WorkflowDescriptorSink> sink);
-    static void setFileProcessCommandExecutor(std::shared_ptr<FileProcessCommandExecutor> executor);
-    static void setTerminationPrompt(std::shared_ptr<TerminationPrompt> prompt);
-    static void setApplication(std::shared_ptr<TerminableApplication> application);
 
     // The files area's filter until the user makes one: sample rate 48000,
     // as an "and" of that one comparison so that more can join it.
@@ -86,12 +74,13 @@ public:
 private:
     void routeAudioOutputs();
     void registerDefaults();
-    void observeValueForKeyPath(const QString& keyPath, Object* object, const KeyValueChangeInfo& change,
-                                void* context) override;
+    void workDidChange();
 
     ObjectPtr m_audioProcessController;
     ObjectPtr m_fileProcessController;
     bool m_launched = false;
+    // Of "processing" and "operationCount" of both controllers.
+    std::vector<ObservationHandle> m_observations;
 };
 
 } // namespace ondrel

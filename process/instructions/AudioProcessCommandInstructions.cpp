@@ -69,7 +69,7 @@ void AudioProcessCommandInstructions::setConverterName(const std::optional<QStri
     setAndNotify(QStringLiteral("converterName"), m_converterName, converterName);
 }
 
-void AudioProcessCommandInstructions::setConverterQuality(std::optional<qint64> converterQuality) {
+void AudioProcessCommandInstructions::setConverterQuality(std::optional<double> converterQuality) {
     setAndNotify(QStringLiteral("converterQuality"), m_converterQuality, converterQuality);
 }
 

@@ -52,9 +52,10 @@ public:
     // Sample rate converter to use. Absent: the default converter.
     std::optional<QString> converterName() const { return m_converterName; }
     void setConverterName(const std::optional<QString>& converterName);
-    // Quality setting of the converter.
-    std::optional<qint64> converterQuality() const { return m_converterQuality; }
-    void setConverterQuality(std::optional<qint64> converterQuality);
+    // Quality setting of the converter: a fraction as the format actions store
+    // it (0.2519…, 0.5039…). Absent: the converter's own default.
+    std::optional<double> converterQuality() const { return m_converterQuality; }
+    void setConverterQuality(std::optional<double> converterQuality);
     // Total output length in seconds. Absent: the range of the source group.
     std::optional<double> length() const { return m_length; }
     void setLength(std::optional<double> length);
@@ -140,7 +141,7 @@ private:
     std::optional<bool> m_resample;
     std::optional<double> m_sampleRate;
     std::optional<QString> m_converterName;
-    std::optional<qint64> m_converterQuality;
+    std::optional<double> m_converterQuality;
     std::optional<double> m_length;
     std::optional<bool> m_retainTail;
     std::optional<double> m_maximumTailLength;

@@ -16,7 +16,7 @@ public:
 
 private:
     QString m_key;
-    QVariant m_value;
+    QVariant m_value = QStringLiteral("");
 };
 
 } // namespace ondrel

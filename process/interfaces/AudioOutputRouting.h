@@ -1,12 +1,11 @@
+#pragma once
 
 namespace ondrel {
 
-#pragma once
-
 // The output side of the audio device layer as start-up needs it: how many
 // output channels the default output device has, and the shared router that
-// ties the program's channels to the device's. Implemented by the device
-// layer and installed at start; without a device there are no channels.
+// ties the program's channels to the device's. SharedRouterOutputRouting is
+// the program's; without a device there are no channels.
 class AudioOutputRouting {
 public:
     virtual ~AudioOutputRouting() = default;

@@ -1,7 +1,6 @@
+#pragma once
 
 namespace ondrel {
-
-#pragma once
 
 // The application object as its delegate sees it when quitting: after the
 // delegate answered that termination comes later, it replies here once the

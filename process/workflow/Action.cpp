@@ -1,21 +1,11 @@
 #include "process/workflow/Action.h"
 
-#include <mutex>
+#include "process/interfaces/CurrentWorkflow.h"
+#include "process/interfaces/ProcessInterfaces.h"
 
 namespace ondrel {
 
 namespace {
-
-struct CurrentWorkflow {
-    std::mutex mutex;
-    Action::IndexOfActionFunction indexOfObjectInActions;
-    Action::ActionAtIndexFunction objectInActionsAtIndex;
-};
-
-CurrentWorkflow& currentWorkflow() {
-    static CurrentWorkflow workflow;
-    return workflow;
-}
 
 const QString indexKey = QStringLiteral("index");
 
@@ -112,13 +102,8 @@ int Action::readingOptionsForType(const QString&) { return 2; }
 QVariant Action::pasteboardPropertyListForType(const QString& type) const {
     if (type != actionIndexPasteboardType())
         return QVariant();
-    IndexOfActionFunction indexOf;
-    {
-        CurrentWorkflow& workflow = currentWorkflow();
-        std::lock_guard lock(workflow.mutex);
-        indexOf = workflow.indexOfObjectInActions;
-    }
-    const qsizetype index = indexOf ? indexOf(this) : -1;
+    const auto workflow = ProcessInterfaces::currentWorkflow();
+    const qsizetype index = workflow ? workflow->indexOfObjectInActions(this) : -1;
     if (index < 0)
         return QVariant();
     return QVariantMap{{indexKey, QVariant::fromValue(quint64(index))}};
@@ -131,21 +116,8 @@ std::shared_ptr<Action> Action::initWithPasteboardPropertyList(const QVariant& p
     if (!Variant::isInteger(value))
         return nullptr;
     const qint64 index = value.toLongLong();
-    ActionAtIndexFunction objectAt;
-    {
-        CurrentWorkflow& workflow = currentWorkflow();
-        std::lock_guard lock(workflow.mutex);
-        objectAt = workflow.objectInActionsAtIndex;
-    }
-    return index >= 0 && objectAt ? objectAt(qsizetype(index)) : nullptr;
-}
-
-void Action::setCurrentWorkflow(IndexOfActionFunction indexOfObjectInActions,
-                                ActionAtIndexFunction objectInActionsAtIndex) {
-    CurrentWorkflow& workflow = currentWorkflow();
-    std::lock_guard lock(workflow.mutex);
-    workflow.indexOfObjectInActions = std::move(indexOfObjectInActions);
-    workflow.objectInActionsAtIndex = std::move(objectInActionsAtIndex);
+    const auto workflow = ProcessInterfaces::currentWorkflow();
+    return index >= 0 && workflow ? workflow->objectInActionsAtIndex(qsizetype(index)) : nullptr;
 }
 
 } // namespace ondrel

@@ -7,7 +7,6 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVariantMap>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -112,8 +111,9 @@ public:
 
     // MARK: Pasteboard form
 
-    // An action on a pasteboard is its index in the current workflow: a place,
-    // not a copy, so the form lives only within one process.
+    // An action on a pasteboard is its index in the current workflow (the one
+    // installed in ProcessInterfaces): a place, not a copy, so the form lives
+    // only within one process.
     static QString actionIndexPasteboardType();  // "com.velmark.ondrel.action.index"
     static QStringList writableTypesForPasteboard();
     static QStringList readableTypesForPasteboard();
@@ -125,14 +125,6 @@ public:
     // The existing action at the index in the current workflow; null when
     // the form is wrong or the index is out of range.
     static std::shared_ptr<Action> initWithPasteboardPropertyList(const QVariant& propertyList, const QString& type);
-
-    // The current workflow as the pasteboard form sees it: its owner installs
-    // the index lookups (an index of -1 means not found); empty functions
-    // uninstall them.
-    using IndexOfActionFunction = std::function<qsizetype(const Action*)>;
-    using ActionAtIndexFunction = std::function<std::shared_ptr<Action>(qsizetype)>;
-    static void setCurrentWorkflow(IndexOfActionFunction indexOfObjectInActions,
-                                   ActionAtIndexFunction objectInActionsAtIndex);
 
 private:
     bool m_enabled = true;

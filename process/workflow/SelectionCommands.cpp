@@ -6,7 +6,7 @@
 #include "process/instructions/AudioProcessCommandGroup.h"
 #include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 #include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
-#include "process/workflow/WorkflowController.h"
+#include "process/interfaces/ProcessInterfaces.h"
 
 namespace ondrel {
 
@@ -73,7 +73,7 @@ std::shared_ptr<AudioProcessCommandGroup> SelectionCommands::build(
             LogController::Error, VMKLocalizedString(QStringLiteral("SelectionCommands_log_error_noAddFilesCommand")));
     group->insertObjectInAudioProcessCommandsAtIndex(std::move(command), 0);
 
-    if (const auto executor = WorkflowController::audioProcessCommandGroupExecutor())
+    if (const auto executor = ProcessInterfaces::audioProcessCommandGroupExecutor())
         executor->executeAudioProcessCommandGroup(group);
     else
         LogController::sharedInstance()->logWithLevel(

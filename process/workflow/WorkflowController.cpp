@@ -13,7 +13,9 @@
 #include "process/instructions/AudioProcessCommandGroup.h"
 #include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 #include "process/interfaces/AudioProcessCommandGroupFactory.h"
+#include "process/interfaces/CurrentWorkflow.h"
 #include "process/interfaces/FileEntitySource.h"
+#include "process/interfaces/ProcessInterfaces.h"
 #include "process/interfaces/RecordableRunner.h"
 
 #include <algorithm>
@@ -54,19 +56,6 @@ std::shared_ptr<WorkflowController> currentController() {
     return sharedPointer();
 }
 
-struct RunComponents {
-    std::mutex mutex;
-    std::shared_ptr<FileEntitySource> fileEntitySource;
-    std::shared_ptr<AudioProcessCommandGroupFactory> factory;
-    std::shared_ptr<AudioProcessCommandGroupExecutor> executor;
-    std::shared_ptr<RecordableRunner> recordableRunner;
-};
-
-RunComponents& runComponents() {
-    static auto* components = new RunComponents();
-    return *components;
-}
-
 URL workflowURL() {
     return URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Workflow"))
         .URLByAppendingPathExtension(QStringLiteral("plist"));
@@ -78,17 +67,17 @@ void registerClassDefaults() {
 }
 
 // The pasteboard form of an action asks whichever workflow is current.
-void installCurrentWorkflow() {
-    Action::setCurrentWorkflow(
-        [](const Action* action) -> qsizetype {
-            const auto controller = currentController();
-            return controller ? controller->indexOfObjectInActions(action) : -1;
-        },
-        [](qsizetype index) -> std::shared_ptr<Action> {
-            const auto controller = currentController();
-            return controller ? controller->objectInActionsAtIndex(index) : nullptr;
-        });
-}
+class SharedWorkflow : public CurrentWorkflow {
+public:
+    qsizetype indexOfObjectInActions(const Action* action) override {
+        const auto controller = currentController();
+        return controller ? controller->indexOfObjectInActions(action) : -1;
+    }
+    std::shared_ptr<Action> objectInActionsAtIndex(qsizetype index) override {
+        const auto controller = currentController();
+        return controller ? controller->objectInActionsAtIndex(index) : nullptr;
+    }
+};
 
 void log(unsigned level, const QString& text) { LogController::sharedInstance()->logWithLevel(level, text); }
 
@@ -111,7 +100,7 @@ std::shared_ptr<WorkflowController> WorkflowController::sharedInstance() {
     auto& shared = sharedPointer();
     if (!shared) {
         registerClassDefaults();
-        installCurrentWorkflow();
+        ProcessInterfaces::setCurrentWorkflow(std::make_shared<SharedWorkflow>());
         // Stored before init runs: whatever init calls may ask for it again.
         shared = std::make_shared<WorkflowController>();
         shared->init();
@@ -127,32 +116,6 @@ void WorkflowController::resetSharedInstance() {
     }
 }
 
-void WorkflowController::setFileEntitySource(std::shared_ptr<FileEntitySource> source) {
-    std::lock_guard lock(runComponents().mutex);
-    runComponents().fileEntitySource = std::move(source);
-}
-
-void WorkflowController::setAudioProcessCommandGroupFactory(std::shared_ptr<AudioProcessCommandGroupFactory> factory) {
-    std::lock_guard lock(runComponents().mutex);
-    runComponents().factory = std::move(factory);
-}
-
-void WorkflowController::setRecordableRunner(std::shared_ptr<RecordableRunner> runner) {
-    std::lock_guard lock(runComponents().mutex);
-    runComponents().recordableRunner = std::move(runner);
-}
-
-void WorkflowController::setAudioProcessCommandGroupExecutor(
-    std::shared_ptr<AudioProcessCommandGroupExecutor> executor) {
-    std::lock_guard lock(runComponents().mutex);
-    runComponents().executor = std::move(executor);
-}
-
-std::shared_ptr<AudioProcessCommandGroupExecutor> WorkflowController::audioProcessCommandGroupExecutor() {
-    std::lock_guard lock(runComponents().mutex);
-    return runComponents().executor;
-}
-
 WorkflowController::WorkflowController() = default;
 
 WorkflowController::~WorkflowController() {
@@ -160,11 +123,10 @@ WorkflowController::~WorkflowController() {
         m_saveTimer->invalidate();
     if (m_terminateObserver)
         NotificationCenter::defaultCenter().removeObserver(m_terminateObserver);
-    for (const auto& action : m_actions)
-        endObservingAction(action.get());
-    if (m_saveAction)
-        for (const QString& key : m_saveAction->parameterKeys())
-            m_saveAction->removeObserver(this, key);
+    // Ended before the fields go: no handler runs after this, on any thread.
+    std::lock_guard lock(m_observationsMutex);
+    m_actionObservations.clear();
+    m_saveActionObservations.clear();
 }
 
 bool WorkflowController::isSaveAction(const Action& action) {
@@ -195,10 +157,9 @@ void WorkflowController::init() {
         }
         action->setIdentifier(fromVariant<std::optional<QString>>(description.value(kIdentifierKey)));
         action->setName(fromVariant<std::optional<QString>>(description.value(kNameKey)));
-        if (description.contains(kEnabledKey))
-            action->setEnabled(description.value(kEnabledKey).toBool());
-        if (description.contains(kDisclosedKey))
-            action->setDisclosed(description.value(kDisclosedKey).toBool());
+        // A missing flag reads as false: disabled, panel closed.
+        action->setEnabled(description.value(kEnabledKey).toBool());
+        action->setDisclosed(description.value(kDisclosedKey).toBool());
         action->setParameterValues(description.value(kParametersKey).toMap());
         beginObservingAction(action.get());
         std::lock_guard lock(m_actionsMutex);
@@ -207,8 +168,10 @@ void WorkflowController::init() {
 
     if (m_saveAction) {
         m_saveAction->setParameterValues(workflow.value(kSaveActionKey).toMap());
+        std::lock_guard lock(m_observationsMutex);
         for (const QString& key : m_saveAction->parameterKeys())
-            m_saveAction->addObserver(this, key);
+            m_saveActionObservations.push_back(
+                m_saveAction->observe(key, 0, [this](const KeyValueChangeInfo&) { setNeedsSave(true); }));
     } else {
         m_unreadSaveAction = workflow.value(kSaveActionKey).toMap();
     }
@@ -326,21 +289,29 @@ void WorkflowController::removeActionsAtIndexes(const IndexSet& indexes) {
 }
 
 void WorkflowController::beginObservingAction(Action* action) {
+    std::vector<ObservationHandle> observations;
+    const auto changed = [this](const KeyValueChangeInfo&) { setNeedsSave(true); };
     for (const QString& key : kObservedActionKeys)
-        action->addObserver(this, key);
+        observations.push_back(action->observe(key, 0, changed));
     for (const QString& key : action->parameterKeys())
-        action->addObserver(this, key);
+        observations.push_back(action->observe(key, 0, changed));
+    std::lock_guard lock(m_observationsMutex);
+    m_actionObservations[action] = std::move(observations);
 }
 
 void WorkflowController::endObservingAction(Action* action) {
-    for (const QString& key : action->parameterKeys())
-        action->removeObserver(this, key);
-    for (const QString& key : kObservedActionKeys)
-        action->removeObserver(this, key);
-}
-
-void WorkflowController::observeValueForKeyPath(const QString&, Object*, const KeyValueChangeInfo&, void*) {
-    setNeedsSave(true);
+    std::vector<ObservationHandle> observations;
+    {
+        std::lock_guard lock(m_observationsMutex);
+        const auto it = m_actionObservations.find(action);
+        if (it == m_actionObservations.end())
+            return;
+        observations = std::move(it->second);
+        m_actionObservations.erase(it);
+    }
+    // Parameter keys first, as they were begun last.
+    while (!observations.empty())
+        observations.pop_back();
 }
 
 // MARK: - Saving
@@ -371,6 +342,14 @@ void WorkflowController::save(bool force) {
 
 // MARK: - Running
 
+void WorkflowController::setNeedsSave(bool needsSave) {
+    if (m_needsSave.load() == needsSave)
+        return;
+    willChangeValueForKey(QStringLiteral("needsSave"));
+    m_needsSave.store(needsSave);
+    didChangeValueForKey(QStringLiteral("needsSave"));
+}
+
 void WorkflowController::setPreparing(bool preparing) {
     willChangeValueForKey(kPreparingKey);
     m_preparing.store(preparing);
@@ -386,15 +365,9 @@ void WorkflowController::run(bool rehearse) {
 }
 
 void WorkflowController::compile(bool rehearse) {
-    std::shared_ptr<FileEntitySource> source;
-    std::shared_ptr<AudioProcessCommandGroupFactory> factory;
-    std::shared_ptr<RecordableRunner> recordableRunner;
-    {
-        std::lock_guard lock(runComponents().mutex);
-        source = runComponents().fileEntitySource;
-        factory = runComponents().factory;
-        recordableRunner = runComponents().recordableRunner;
-    }
+    const auto source = ProcessInterfaces::fileEntitySource();
+    const auto factory = ProcessInterfaces::audioProcessCommandGroupFactory();
+    const auto recordableRunner = ProcessInterfaces::recordableRunner();
     auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
     if (!factory) {
         log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noCompiler")));
@@ -446,11 +419,7 @@ void WorkflowController::compile(bool rehearse) {
     }
 
     dispatchMain([groups = std::move(groups)] {
-        std::shared_ptr<AudioProcessCommandGroupExecutor> executor;
-        {
-            std::lock_guard lock(runComponents().mutex);
-            executor = runComponents().executor;
-        }
+        const auto executor = ProcessInterfaces::audioProcessCommandGroupExecutor();
         if (!executor) {
             if (!groups.empty())
                 log(LogController::Error,

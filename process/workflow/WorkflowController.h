@@ -8,15 +8,12 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 #include <vector>
 
 namespace ondrel {
 
 class Action;
-class AudioProcessCommandGroupExecutor;
-class AudioProcessCommandGroupFactory;
-class RecordableRunner;
-class FileEntitySource;
 class Timer;
 
 // The one current workflow: its actions in order and its save action. It is
@@ -28,7 +25,7 @@ class Timer;
 // Any observed change of an action (name, enabled, disclosed, its parameter
 // keys) or of the save action, and each insertion or removal, sets
 // needsSave; each write clears it. Changes may come from any thread.
-class WorkflowController : public Object, private Observer {
+class WorkflowController : public Object {
     ONDREL_OBJECT(WorkflowController, Object)
 public:
     // The default naming the list of file entities a run takes.
@@ -39,20 +36,6 @@ public:
     // reads the file again, as a new start would.
     static void resetSharedInstance();
 
-    // Where a run gets its entities, its command groups compiled and run.
-    // Process-wide; null uninstalls. Without a factory a run logs that no
-    // compiler is available.
-    static void setFileEntitySource(std::shared_ptr<FileEntitySource> source);
-    static void setAudioProcessCommandGroupFactory(std::shared_ptr<AudioProcessCommandGroupFactory> factory);
-    static void setAudioProcessCommandGroupExecutor(std::shared_ptr<AudioProcessCommandGroupExecutor> executor);
-    // With the default "appleScriptRecordingEnabled" on, runs go through this
-    // runner's script text instead of straight to the executor. Without a
-    // runner (no scripting available) they go straight to the executor.
-    static void setRecordableRunner(std::shared_ptr<RecordableRunner> runner);
-    // The installed executor (null when none): commands built outside a run
-    // hand their groups to it too.
-    static std::shared_ptr<AudioProcessCommandGroupExecutor> audioProcessCommandGroupExecutor();
-
     WorkflowController();
     ~WorkflowController() override;
 
@@ -61,7 +44,8 @@ public:
     // True from run() until its groups have been handed on.
     bool isPreparing() const { return m_preparing.load(); }
     bool needsSave() const { return m_needsSave.load(); }
-    void setNeedsSave(bool needsSave) { m_needsSave.store(needsSave); }
+    // Announced when it changes.
+    void setNeedsSave(bool needsSave);
     // The workflow's own "SaveAction", one for the workflow's life. It is made
     // by class name (the class lives in the actions library, above this one),
     // so it is null only when that class was never registered.
@@ -87,7 +71,11 @@ public:
     void removeObjectFromActionsAtIndex(qsizetype index);
     void removeActionsAtIndexes(const IndexSet& indexes);
 
+    // Observes "name", "enabled", "disclosed" and the action's parameter keys;
+    // any change of them sets needsSave. Beginning again replaces the earlier
+    // observation of that action.
     void beginObservingAction(Action* action);
+    // Ends what beginObservingAction began; nothing for an action not observed.
     void endObservingAction(Action* action);
 
     // MARK: Saving
@@ -110,8 +98,6 @@ public:
 
 private:
     void init();
-    void observeValueForKeyPath(const QString& keyPath, Object* object, const KeyValueChangeInfo& change,
-                                void* context) override;
     void setPreparing(bool preparing);
     void compile(bool rehearse);
 
@@ -121,6 +107,9 @@ private:
     QVariantMap m_unreadSaveAction;  // kept as read while the class is missing
     std::atomic<bool> m_preparing{false};
     std::atomic<bool> m_needsSave{false};
+    std::mutex m_observationsMutex;
+    std::unordered_map<const Action*, std::vector<ObservationHandle>> m_actionObservations;
+    std::vector<ObservationHandle> m_saveActionObservations;
     std::shared_ptr<Timer> m_saveTimer;
     quint64 m_terminateObserver = 0;
 };

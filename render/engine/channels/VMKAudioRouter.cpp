@@ -21,10 +21,14 @@ bool channelValue(const QVariantMap& tie, const QString& key, uint32_t& channel)
 }
 } // namespace
 
-std::shared_ptr<VMKAudioRouter> VMKAudioRouter::router() { return std::make_shared<VMKAudioRouter>(); }
+std::shared_ptr<VMKAudioRouter> VMKAudioRouter::router() {
+    // Made on first use and kept for the process (never destroyed at exit).
+    static auto* shared = new std::shared_ptr<VMKAudioRouter>(std::make_shared<VMKAudioRouter>());
+    return *shared;
+}
 
 std::shared_ptr<VMKAudioRouter> VMKAudioRouter::routerWithProperties(const QVariantMap& properties, VMKError* error) {
-    auto result = router();
+    auto result = std::make_shared<VMKAudioRouter>();
     const QVariant ties = properties.value(kTies);
     if (ties.isValid() && ties.typeId() != QMetaType::QVariantList) {
         VMKError::set(error, VMKError::errorWithCode(VMKEngineErrorInvalidArgument, QStringLiteral("Reading a router"),

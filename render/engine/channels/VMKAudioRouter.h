@@ -19,10 +19,12 @@ namespace ondrel {
 // Its property-list form: {"ties": [{"inputChannel": 0, "outputChannel": 1}, ...]}.
 class VMKAudioRouter {
 public:
-    // A new router without ties.
+    // The one process-wide router between the program's channels and the
+    // output device's, tied at start. Change it on the main thread. A router
+    // of one's own (a router processor's) is made with std::make_shared.
     static std::shared_ptr<VMKAudioRouter> router();
-    // A router from its property-list form; null (with an error) for a form
-    // that isn't one.
+    // A new router from its property-list form; null (with an error) for a
+    // form that isn't one.
     static std::shared_ptr<VMKAudioRouter> routerWithProperties(const QVariantMap& properties,
                                                                 VMKError* error = nullptr);
     QVariantMap properties() const;

@@ -34,7 +34,7 @@ const ClassInfo& VMKRouterAudioProcessor::staticClassInfo() {
     return info;
 }
 
-VMKRouterAudioProcessor::VMKRouterAudioProcessor() : m_router(VMKAudioRouter::router()) {}
+VMKRouterAudioProcessor::VMKRouterAudioProcessor() : m_router(std::make_shared<VMKAudioRouter>()) {}
 
 VMKRouterAudioProcessor::~VMKRouterAudioProcessor() = default;
 
@@ -53,19 +53,19 @@ bool checkChannelCount(uint32_t channels, VMKError* error) {
 bool VMKRouterAudioProcessor::setNumberOfInputChannels(uint32_t channels, VMKError* error) {
     if (!checkChannelCount(channels, error))
         return false;
-    m_numberOfInputChannels = channels;
+    setAndNotify(QStringLiteral("numberOfInputChannels"), m_numberOfInputChannels, channels);
     return true;
 }
 
 bool VMKRouterAudioProcessor::setNumberOfOutputChannels(uint32_t channels, VMKError* error) {
     if (!checkChannelCount(channels, error))
         return false;
-    m_numberOfOutputChannels = channels;
+    setAndNotify(QStringLiteral("numberOfOutputChannels"), m_numberOfOutputChannels, channels);
     return true;
 }
 
 void VMKRouterAudioProcessor::setRouter(const std::shared_ptr<VMKAudioRouter>& router) {
-    m_router = router ? router : VMKAudioRouter::router();
+    setAndNotify(QStringLiteral("router"), m_router, router ? router : std::make_shared<VMKAudioRouter>());
 }
 
 bool VMKRouterAudioProcessor::proposeOutputFormat(VMKAudioConnection& output, VMKError* error) {

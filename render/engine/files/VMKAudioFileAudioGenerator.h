@@ -27,9 +27,13 @@ public:
     static constexpr int64_t kAntiClickFrames = 256;
 
     bool isAntiClickOnStart() const { return m_antiClickOnStart; }
-    void setAntiClickOnStart(bool enabled) { m_antiClickOnStart = enabled; }
+    void setAntiClickOnStart(bool enabled) {
+        setAndNotify(QStringLiteral("antiClickOnStart"), m_antiClickOnStart, enabled);
+    }
     bool isAntiClickOnStop() const { return m_antiClickOnStop; }
-    void setAntiClickOnStop(bool enabled) { m_antiClickOnStop = enabled; }
+    void setAntiClickOnStop(bool enabled) {
+        setAndNotify(QStringLiteral("antiClickOnStop"), m_antiClickOnStop, enabled);
+    }
     // Where playback starts, in seconds of the file.
     void prepareForPlaybackFromLocation(double location);
     double playbackLocation() const { return m_playbackLocation; }

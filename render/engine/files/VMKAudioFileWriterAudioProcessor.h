@@ -46,34 +46,46 @@ public:
     const URL& baseDirectory() const { return m_baseDirectory; }
     void setBaseDirectory(const URL& directory) { m_baseDirectory = directory; }
     const QString& baseFilename() const { return m_baseFilename; }
-    void setBaseFilename(const QString& filename) { m_baseFilename = filename; }
+    void setBaseFilename(const QString& filename) {
+        setAndNotify(QStringLiteral("baseFilename"), m_baseFilename, filename);
+    }
 
     const QString& format() const { return m_format; }
-    void setFormat(const QString& format) { m_format = format; }
+    void setFormat(const QString& format) { setAndNotify(QStringLiteral("format"), m_format, format); }
     quint32 encoding() const { return m_encoding; }
-    void setEncoding(quint32 encoding) { m_encoding = encoding; }
+    void setEncoding(quint32 encoding) { setAndNotify(QStringLiteral("encoding"), m_encoding, encoding); }
     double sampleRate() const { return m_sampleRate; }
-    void setSampleRate(double sampleRate) { m_sampleRate = sampleRate; }
+    void setSampleRate(double sampleRate) { setAndNotify(QStringLiteral("sampleRate"), m_sampleRate, sampleRate); }
     quint32 numberOfChannels() const { return m_numberOfChannels; }
-    void setNumberOfChannels(quint32 channels) { m_numberOfChannels = channels; }
+    void setNumberOfChannels(quint32 channels) {
+        setAndNotify(QStringLiteral("numberOfChannels"), m_numberOfChannels, channels);
+    }
     quint32 bitDepth() const { return m_bitDepth; }
-    void setBitDepth(quint32 bitDepth) { m_bitDepth = bitDepth; }
+    void setBitDepth(quint32 bitDepth) { setAndNotify(QStringLiteral("bitDepth"), m_bitDepth, bitDepth); }
     bool isFloatingPoint() const { return m_floatingPoint; }
-    void setFloatingPoint(bool floatingPoint) { m_floatingPoint = floatingPoint; }
+    void setFloatingPoint(bool floatingPoint) {
+        setAndNotify(QStringLiteral("floatingPoint"), m_floatingPoint, floatingPoint);
+    }
     quint32 bitrate() const { return m_bitrate; }
-    void setBitrate(quint32 bitrate) { m_bitrate = bitrate; }
+    void setBitrate(quint32 bitrate) { setAndNotify(QStringLiteral("bitrate"), m_bitrate, bitrate); }
 
     const VMKTimeRange& range() const { return m_range; }
     void setRange(const VMKTimeRange& range) { m_range = range; }
     bool isRetainTail() const { return m_retainTail; }
-    void setRetainTail(bool retainTail) { m_retainTail = retainTail; }
+    void setRetainTail(bool retainTail) { setAndNotify(QStringLiteral("retainTail"), m_retainTail, retainTail); }
     float minimumTailLevel() const { return m_minimumTailLevel; }
-    void setMinimumTailLevel(float level) { m_minimumTailLevel = level; }
+    void setMinimumTailLevel(float level) {
+        setAndNotify(QStringLiteral("minimumTailLevel"), m_minimumTailLevel, level);
+    }
     double maximumTailLength() const { return m_maximumTailLength; }
-    void setMaximumTailLength(double seconds) { m_maximumTailLength = seconds; }
+    void setMaximumTailLength(double seconds) {
+        setAndNotify(QStringLiteral("maximumTailLength"), m_maximumTailLength, seconds);
+    }
 
     const QVariantMap& fileContentProperties() const { return m_fileContentProperties; }
-    void setFileContentProperties(const QVariantMap& properties) { m_fileContentProperties = properties; }
+    void setFileContentProperties(const QVariantMap& properties) {
+        setAndNotify(QStringLiteral("fileContentProperties"), m_fileContentProperties, properties);
+    }
 
     // Written into the file, by the keys of the metadata table.
     QVariantMap& metadata() { return m_metadata; }

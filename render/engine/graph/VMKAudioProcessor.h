@@ -37,7 +37,9 @@ public:
     virtual uint64_t maximumNumberOfInputBuses() const { return 1; }
 
     const QString& identifier() const { return m_identifier; }
-    void setIdentifier(const QString& identifier) { m_identifier = identifier; }
+    void setIdentifier(const QString& identifier) {
+        setAndNotify(QStringLiteral("identifier"), m_identifier, identifier);
+    }
 
     virtual void setValueForParameterKey(const QVariant& value, const QString& key);
 

@@ -32,7 +32,7 @@ public:
 
     // Frames the default start() pulls.
     int64_t frameCount() const { return m_frameCount; }
-    void setFrameCount(int64_t frameCount) { m_frameCount = frameCount; }
+    void setFrameCount(int64_t frameCount) { setAndNotify(QStringLiteral("frameCount"), m_frameCount, frameCount); }
 
     // Makes the block buffer: the input connection's channels by its maxFrames.
     bool initializeForRender(VMKError* error = nullptr) override;

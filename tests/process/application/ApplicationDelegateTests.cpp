@@ -1,23 +1,25 @@
-#include "core/values/Color.h"
+#include "core/files/URL.h"
 #include "core/predicates/CompoundPredicate.h"
 #include "core/storage/KeyedArchiver.h"
 #include "core/storage/KeyedUnarchiver.h"
-#include "core/files/URL.h"
 #include "core/storage/UserDefaults.h"
 #include "core/text/VMKLocalizedString.h"
+#include "core/values/Color.h"
 #include "logging/LogController.h"
 #include "process/application/ApplicationDelegate.h"
-#include "process/interfaces/AudioOutputRouting.h"
 #include "process/application/EventLoopApplication.h"
+#include "process/application/QuitWhenDoneTerminationPrompt.h"
+#include "process/application/SharedRouterOutputRouting.h"
 #include "process/interfaces/FileProcessCommandExecutor.h"
 #include "process/interfaces/ProcessControllerSource.h"
-#include "process/application/QuitWhenDoneTerminationPrompt.h"
 #include "process/interfaces/TerminableApplication.h"
 #include "process/interfaces/TerminationPrompt.h"
-#include "tests/support/process/TestAddFilesCommand.h"
-#include "process/workflow/WorkflowController.h"
 #include "process/interfaces/WorkflowDescriptorSink.h"
+#include "process/workflow/WorkflowController.h"
+#include "render/engine/channels/VMKAudioRouter.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/process/InstalledInterfaces.h"
+#include "tests/support/process/TestAddFilesCommand.h"
 
 #include <QtCore/QFile>
 
@@ -26,30 +28,27 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
-#include <utility>
 
 namespace ondrel {
 
 namespace {
 
-// A process controller as the delegate sees it.
+// A process controller as the delegate sees it; changed from any thread.
 class FakeProcessController : public Object {
     ONDREL_OBJECT(FakeProcessController, Object)
 public:
     bool isProcessing() const { return m_processing.load(); }
-    void setProcessing(bool processing) {
-        willChangeValueForKey(QStringLiteral("processing"));
-        m_processing.store(processing);
-        didChangeValueForKey(QStringLiteral("processing"));
-    }
+    void setProcessing(bool processing) { store(QStringLiteral("processing"), m_processing, processing); }
     qint64 operationCount() const { return m_operationCount.load(); }
-    void setOperationCount(qint64 count) {
-        willChangeValueForKey(QStringLiteral("operationCount"));
-        m_operationCount.store(count);
-        didChangeValueForKey(QStringLiteral("operationCount"));
-    }
+    void setOperationCount(qint64 count) { store(QStringLiteral("operationCount"), m_operationCount, count); }
 
 private:
+    template <class T>
+    void store(const QString& key, std::atomic<T>& field, T value) {
+        willChangeValueForKey(key);
+        field.store(value);
+        didChangeValueForKey(key);
+    }
     std::atomic<bool> m_processing{false};
     std::atomic<qint64> m_operationCount{0};
 };
@@ -77,33 +76,20 @@ public:
     QStringList order;
 };
 
-class FakeRouting : public AudioOutputRouting {
-public:
-    explicit FakeRouting(int outputChannels) : channels(outputChannels) {}
-    int numberOfOutputChannels() override { return channels; }
-    void tieInputChannel(int input, int output) override { ties.emplace_back(input, output); }
-    int channels;
-    std::vector<std::pair<int, int>> ties;
-};
-
 // Answers a set button; may run something while "shown".
 class ScriptedPrompt : public TerminationPrompt {
 public:
     explicit ScriptedPrompt(int button) : answer(button) {}
     int runModal(const QString& message, const QString& informative, const QStringList& buttons) override {
         ++shown;
-        messageText = message;
-        informativeText = informative;
-        buttonTitles = buttons;
+        texts = QStringList{message, informative} + buttons;
         if (whileShown)
             whileShown();
         return answer;
     }
     int answer;
     int shown = 0;
-    QString messageText;
-    QString informativeText;
-    QStringList buttonTitles;
+    QStringList texts;  // message, informative text, buttons
     std::function<void()> whileShown;
 };
 
@@ -125,50 +111,22 @@ public:
     std::vector<ObjectPtr> descriptors;
 };
 
-// Stands in for the workflow library's descriptor: archivable, with a name.
-class TestWorkflowDescriptor : public Object {
-    ONDREL_OBJECT(TestWorkflowDescriptor, Object)
-public:
-    QString name() const { return m_name; }
-    void setName(const QString& name) { m_name = name; }
-    bool isArchivable() const override { return true; }
-    void encodeWithCoder(KeyedArchiver& coder) const override { coder.encodeString(m_name, QStringLiteral("name")); }
-    void initWithCoder(const KeyedUnarchiver& coder) override { m_name = coder.decodeStringForKey(QStringLiteral("name")); }
-
-private:
-    QString m_name;
-};
-
-const ClassInfo& TestWorkflowDescriptor::staticClassInfo() {
-    static const ClassInfo& info =
-        ClassInfo::define<TestWorkflowDescriptor, Object>(QStringLiteral("TestWorkflowDescriptor"))
-            .property(QStringLiteral("name"), &TestWorkflowDescriptor::name, &TestWorkflowDescriptor::setName);
-    return info;
-}
-
 class ApplicationDelegateTest : public ::testing::Test {
 protected:
     void SetUp() override {
         FakeProcessController::staticClassInfo();
-        TestWorkflowDescriptor::staticClassInfo();
         AddFilesFileProcessCommand::staticClassInfo();
         UserDefaults::resetStandardUserDefaults();
         LogController::resetSharedInstance();
         WorkflowController::resetSharedInstance();
-        controllers = std::make_shared<FakeControllers>();
-        application = std::make_shared<RecordingApplication>();
-        ApplicationDelegate::setProcessControllerSource(controllers);
-        ApplicationDelegate::setApplication(application);
+        ProcessInterfaces::setProcessControllerSource(controllers);
+        ProcessInterfaces::setApplication(application);
+        ProcessInterfaces::setFileProcessCommandExecutor(files);
+        ProcessInterfaces::setWorkflowDescriptorSink(library);
     }
 
     void TearDown() override {
         delegate.reset();
-        ApplicationDelegate::setAudioOutputRouting(nullptr);
-        ApplicationDelegate::setProcessControllerSource(nullptr);
-        ApplicationDelegate::setWorkflowDescriptorSink(nullptr);
-        ApplicationDelegate::setFileProcessCommandExecutor(nullptr);
-        ApplicationDelegate::setTerminationPrompt(nullptr);
-        ApplicationDelegate::setApplication(nullptr);
         WorkflowController::resetSharedInstance();
         LogController::resetSharedInstance();
         UserDefaults::resetStandardUserDefaults();
@@ -177,7 +135,7 @@ protected:
     // A launched delegate with its prompt.
     std::shared_ptr<ScriptedPrompt> launch(int answer) {
         auto prompt = std::make_shared<ScriptedPrompt>(answer);
-        ApplicationDelegate::setTerminationPrompt(prompt);
+        ProcessInterfaces::setTerminationPrompt(prompt);
         delegate = std::make_shared<ApplicationDelegate>();
         delegate->applicationWillFinishLaunching();
         return prompt;
@@ -187,121 +145,87 @@ protected:
 
     QString workflowPath() const { return home.filePath(QStringLiteral("Workflow.plist")); }
 
+    // An application object that counts the ends of its loop.
+    std::shared_ptr<EventLoopApplication> loopApplication(int& ended) {
+        auto app = std::make_shared<EventLoopApplication>([&ended] { ++ended; });
+        ProcessInterfaces::setApplication(app);
+        return app;
+    }
+
     TemporaryHome home;
-    std::shared_ptr<FakeControllers> controllers;
-    std::shared_ptr<RecordingApplication> application;
+    InstalledInterfaces interfaces;
+    std::shared_ptr<FakeControllers> controllers = std::make_shared<FakeControllers>();
+    std::shared_ptr<RecordingApplication> application = std::make_shared<RecordingApplication>();
+    std::shared_ptr<RecordingFileProcesses> files = std::make_shared<RecordingFileProcesses>();
+    std::shared_ptr<RecordingDescriptors> library = std::make_shared<RecordingDescriptors>();
     std::shared_ptr<ApplicationDelegate> delegate;
 };
 
 // MARK: - Start-up
 
-TEST_F(ApplicationDelegateTest, RegistersTheDelegateTableWithItsValues) {
-    qunsetenv("EMAIL");
-    delegate = std::make_shared<ApplicationDelegate>();
-    const auto d = defaults();
-    EXPECT_EQ(d->objectForKey("waveformWindowVisible"), QVariant(false));
-    EXPECT_EQ(d->integerForKey("timeFormat"), 13);
-    EXPECT_EQ(d->stringForKey("levelFormat"), "decibel");
-    EXPECT_EQ(d->stringForKey("frequencyFormat"), "hz");
-    EXPECT_EQ(d->stringForKey("loudnessFormat"), "LUFS");
-    EXPECT_EQ(d->objectForKey("appleScriptRecordingEnabled"), QVariant(false));
-    EXPECT_EQ(d->objectForKey("entitiesPredicateEnabled"), QVariant(false));
-    EXPECT_FALSE(d->dataForKey("entitiesPredicate").isEmpty());
-    EXPECT_FALSE(d->dataForKey("waveformColor").isEmpty());
-    EXPECT_EQ(d->objectForKey("showActivityOnRunWorkflow"), QVariant(true));
-    EXPECT_TRUE(d->objectForKey("MIDIChannel").isValid());
-    EXPECT_EQ(d->integerForKey("MIDIChannel"), 0);
-    EXPECT_EQ(d->objectForKey("Support_email"), QVariant(QString()));
-    EXPECT_EQ(d->objectForKey("confirmRunWorkflow"), QVariant(true));
-    EXPECT_EQ(d->objectForKey("AnalysisEnableTruePeak"), QVariant(false));
-    // The welcome keys are nobody's: a first launch reads them false.
-    EXPECT_FALSE(d->objectForKey("seenWelcomeAtLaunch").isValid());
-    EXPECT_FALSE(d->objectForKey("showWelcomeAtLaunch").isValid());
-    // Registered, not stored.
-    EXPECT_TRUE(d->persistentDomain().isEmpty());
-}
-
+// Registering must neither store the table nor cover what the user stored.
 TEST_F(ApplicationDelegateTest, StoredValuesSurviveRegistrationAndARestart) {
     defaults()->setIntegerForKey(3, "timeFormat");
-    defaults()->setObjectForKey(QStringLiteral("linear"), "levelFormat");
-    defaults()->setBoolForKey(false, "confirmRunWorkflow");
     defaults()->setObjectForKey(QByteArray("mine"), "entitiesPredicate");
     defaults()->synchronize();
     delegate = std::make_shared<ApplicationDelegate>();
     EXPECT_EQ(defaults()->integerForKey("timeFormat"), 3);
-    EXPECT_EQ(defaults()->stringForKey("levelFormat"), "linear");
-    EXPECT_FALSE(defaults()->boolForKey("confirmRunWorkflow"));
     EXPECT_EQ(defaults()->dataForKey("entitiesPredicate"), QByteArray("mine"));
+    EXPECT_EQ(defaults()->persistentDomain().size(), 2) << "registered values are not stored";
 
     delegate.reset();
     UserDefaults::resetStandardUserDefaults();
     delegate = std::make_shared<ApplicationDelegate>();
     EXPECT_EQ(defaults()->integerForKey("timeFormat"), 3);
-    EXPECT_FALSE(defaults()->boolForKey("confirmRunWorkflow"));
     EXPECT_EQ(defaults()->stringForKey("frequencyFormat"), "hz");
 }
 
 TEST_F(ApplicationDelegateTest, SupportAddressComesFromTheEnvironment) {
     const QByteArray previous = qgetenv("EMAIL");
-    const bool hadPrevious = qEnvironmentVariableIsSet("EMAIL");
-    qputenv("EMAIL", "sound@example.org");
+    qputenv("EMAIL", " sound@example.org\n");
     delegate = std::make_shared<ApplicationDelegate>();
     EXPECT_EQ(defaults()->stringForKey("Support_email"), "sound@example.org");
-    if (hadPrevious)
-        qputenv("EMAIL", previous);
-    else
-        qunsetenv("EMAIL");
+    qputenv("EMAIL", previous);  // empty when it was unset: no address either way
 }
 
-TEST_F(ApplicationDelegateTest, PredicateDefaultFiltersOn48000) {
+// The archived defaults must read back as the objects they stand for.
+TEST_F(ApplicationDelegateTest, ArchivedDefaultsReadBackAsAPredicateOn48000AndAColour) {
     delegate = std::make_shared<ApplicationDelegate>();
     VMKError error;
-    const QVariant value = KeyedUnarchiver::unarchiveObjectWithData(defaults()->dataForKey("entitiesPredicate"), &error);
-    const auto predicate = Variant::object<CompoundPredicate>(value);
+    const auto predicate = Variant::object<CompoundPredicate>(
+        KeyedUnarchiver::unarchiveObjectWithData(defaults()->dataForKey("entitiesPredicate"), &error));
     ASSERT_TRUE(predicate) << error.localizedDescription().toStdString();
-    EXPECT_EQ(predicate->compoundPredicateType(), CompoundPredicate::CompoundPredicateType::And);
-    ASSERT_EQ(predicate->subpredicates().size(), 1u);
     EXPECT_TRUE(predicate->isEqual(*ApplicationDelegate::defaultEntitiesPredicate()));
+    EXPECT_TRUE(predicate->evaluateWithObject(QVariantMap{{"sampleRate", 48000}}));
+    EXPECT_TRUE(predicate->evaluateWithObject(QVariantMap{{"sampleRate", 48000.0}}));
+    EXPECT_FALSE(predicate->evaluateWithObject(QVariantMap{{"sampleRate", 44100}}));
+    EXPECT_FALSE(predicate->evaluateWithObject(QVariantMap{{"name", "x"}}));
 
-    const QVariantMap at48{{"sampleRate", 48000}};
-    const QVariantMap at48double{{"sampleRate", 48000.0}};
-    const QVariantMap at44{{"sampleRate", 44100}};
-    const QVariantMap none{{"name", "x"}};
-    EXPECT_TRUE(predicate->evaluateWithObject(QVariant(at48)));
-    EXPECT_TRUE(predicate->evaluateWithObject(QVariant(at48double)));
-    EXPECT_FALSE(predicate->evaluateWithObject(QVariant(at44)));
-    EXPECT_FALSE(predicate->evaluateWithObject(QVariant(none)));
-}
-
-TEST_F(ApplicationDelegateTest, ColourDefaultIsTheProgramsGreen) {
-    delegate = std::make_shared<ApplicationDelegate>();
     const auto color =
         Variant::object<Color>(KeyedUnarchiver::unarchiveObjectWithData(defaults()->dataForKey("waveformColor")));
     ASSERT_TRUE(color);
-    EXPECT_DOUBLE_EQ(color->hueComponent(), 0.46);
-    EXPECT_DOUBLE_EQ(color->saturationComponent(), 0.956);
-    EXPECT_DOUBLE_EQ(color->brightnessComponent(), 0.7176);
-    EXPECT_DOUBLE_EQ(color->alphaComponent(), 1.0);
     EXPECT_TRUE(color->isEqual(*Color::ondrelGreenColor()));
 }
 
-TEST_F(ApplicationDelegateTest, RoutingTiesChannelByChannelUpTo48) {
-    auto wide = std::make_shared<FakeRouting>(64);
-    ApplicationDelegate::setAudioOutputRouting(wide);
-    delegate = std::make_shared<ApplicationDelegate>();
-    ASSERT_EQ(wide->ties.size(), 48u);
-    for (int i = 0; i < 48; ++i)
-        EXPECT_EQ(wide->ties[size_t(i)], std::make_pair(i, i));
+// The ties used to go to a router nobody else saw; at most 48 channels.
+TEST_F(ApplicationDelegateTest, RoutingTiesChannelByChannelOnTheSharedRouter) {
+    const auto router = VMKAudioRouter::router();
+    for (const int channels : {64, 2, 0}) {
+        router->removeAllTies();
+        ProcessInterfaces::setAudioOutputRouting(
+            std::make_shared<SharedRouterOutputRouting>([channels] { return channels; }));
+        delegate = std::make_shared<ApplicationDelegate>();
+        const auto ties = router->ties();
+        ASSERT_EQ(ties.size(), size_t(std::min(channels, 48))) << channels;
+        for (uint32_t i = 0; i < ties.size(); ++i)
+            EXPECT_EQ(ties[i], VMKAudioRouterTie(i, i));
+    }
 
-    auto stereo = std::make_shared<FakeRouting>(2);
-    ApplicationDelegate::setAudioOutputRouting(stereo);
+    // The default routing has no device yet: it ties nothing.
+    router->removeAllTies();
+    ProcessInterfaces::setAudioOutputRouting(nullptr);
     delegate = std::make_shared<ApplicationDelegate>();
-    EXPECT_EQ(stereo->ties, (std::vector<std::pair<int, int>>{{0, 0}, {1, 1}}));
-
-    auto none = std::make_shared<FakeRouting>(0);
-    ApplicationDelegate::setAudioOutputRouting(none);
-    delegate = std::make_shared<ApplicationDelegate>();
-    EXPECT_TRUE(none->ties.empty());
+    EXPECT_EQ(router->countOfTies(), 0u);
 }
 
 TEST_F(ApplicationDelegateTest, MakesTheOutputFolderAndStartsWhenItCant) {
@@ -329,17 +253,6 @@ TEST_F(ApplicationDelegateTest, LaunchingAsksForTheAudioThenTheFileController) {
     EXPECT_FALSE(controllers->file->hasObservers());
 }
 
-TEST_F(ApplicationDelegateTest, RunningProcessesAreEitherControllersWork) {
-    launch(TerminationPrompt::ThirdButton);
-    EXPECT_FALSE(delegate->hasRunningProcesses());
-    controllers->file->setProcessing(true);
-    EXPECT_TRUE(delegate->hasRunningProcesses());
-    controllers->file->setProcessing(false);
-    controllers->audio->setProcessing(true);
-    EXPECT_TRUE(delegate->hasRunningProcesses());
-    EXPECT_TRUE(delegate->valueForKey("hasRunningProcesses").toBool());
-}
-
 // MARK: - Quitting
 
 TEST_F(ApplicationDelegateTest, QuittingAlwaysRewritesTheWorkflow) {
@@ -356,42 +269,40 @@ TEST_F(ApplicationDelegateTest, QuittingAlwaysRewritesTheWorkflow) {
     EXPECT_TRUE(QFile::exists(workflowPath()));
 }
 
-TEST_F(ApplicationDelegateTest, NothingRunningTerminatesWithoutAsking) {
-    auto prompt = launch(TerminationPrompt::FirstButton);
-    EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateNow);
-    EXPECT_EQ(prompt->shown, 0);
+// The reply for each answer of the question, and whether it was asked.
+TEST_F(ApplicationDelegateTest, RepliesFollowTheAnswerAndTheWork) {
+    struct Row {
+        int answer;
+        bool running;
+        bool workEndsWhileAsked;
+        ApplicationDelegate::TerminateReply reply;
+        int shown;
+    };
+    const Row rows[] = {
+        {TerminationPrompt::FirstButton, false, false, ApplicationDelegate::TerminateNow, 0},
+        {TerminationPrompt::FirstButton, true, false, ApplicationDelegate::TerminateCancel, 1},
+        {TerminationPrompt::SecondButton, true, false, ApplicationDelegate::TerminateNow, 1},
+        {-1, true, false, ApplicationDelegate::TerminateNow, 1},
+        {TerminationPrompt::ThirdButton, true, true, ApplicationDelegate::TerminateNow, 1},
+    };
+    for (const Row& row : rows) {
+        auto prompt = launch(row.answer);
+        controllers->audio->setProcessing(row.running);
+        if (row.workEndsWhileAsked)
+            prompt->whileShown = [&] { controllers->audio->setProcessing(false); };
+        EXPECT_EQ(delegate->applicationShouldTerminate(), row.reply) << row.answer;
+        EXPECT_EQ(prompt->shown, row.shown) << row.answer;
+    }
 }
 
 TEST_F(ApplicationDelegateTest, QuestionHasItsTextsAndThreeButtonsInOrder) {
     auto prompt = launch(TerminationPrompt::FirstButton);
     controllers->file->setProcessing(true);
-    EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateCancel);
-    ASSERT_EQ(prompt->shown, 1);
-    EXPECT_EQ(prompt->messageText, VMKLocalizedString("Controller_terminateDuringOperations_title"));
-    EXPECT_EQ(prompt->informativeText, VMKLocalizedString("Controller_terminateDuringOperations_message"));
-    EXPECT_EQ(prompt->buttonTitles,
-              (QStringList{VMKLocalizedString("Controller_terminateDuringOperations_dontQuit"),
-                           VMKLocalizedString("Controller_terminateDuringOperations_quitNow"),
-                           VMKLocalizedString("Controller_terminateDuringOperations_quitWhenDone")}));
-}
-
-TEST_F(ApplicationDelegateTest, SecondButtonTerminatesWithWorkRunning) {
-    launch(TerminationPrompt::SecondButton);
-    controllers->audio->setProcessing(true);
-    EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateNow);
-}
-
-TEST_F(ApplicationDelegateTest, AnyOtherAnswerTerminatesNow) {
-    launch(-1);
-    controllers->audio->setProcessing(true);
-    EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateNow);
-}
-
-TEST_F(ApplicationDelegateTest, ThirdButtonAfterTheWorkJustEndedTerminatesAtOnce) {
-    auto prompt = launch(TerminationPrompt::ThirdButton);
-    controllers->audio->setProcessing(true);
-    prompt->whileShown = [&] { controllers->audio->setProcessing(false); };
-    EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateNow);
+    delegate->applicationShouldTerminate();
+    QStringList expected;
+    for (const char* key : {"title", "message", "dontQuit", "quitNow", "quitWhenDone"})
+        expected << VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_") + key);
+    EXPECT_EQ(prompt->texts, expected);
 }
 
 TEST_F(ApplicationDelegateTest, ThirdButtonWithWorkRunningTerminatesWhenTheLastWorkEnds) {
@@ -399,7 +310,6 @@ TEST_F(ApplicationDelegateTest, ThirdButtonWithWorkRunningTerminatesWhenTheLastW
     controllers->audio->setProcessing(true);
     controllers->file->setProcessing(true);
     controllers->audio->setOperationCount(2);
-    application->replies.clear();
     EXPECT_EQ(delegate->applicationShouldTerminate(), ApplicationDelegate::TerminateLater);
 
     // Changes while anything still runs are no answer.
@@ -419,12 +329,11 @@ TEST_F(ApplicationDelegateTest, ThirdButtonWithWorkRunningTerminatesWhenTheLastW
 }
 
 TEST_F(ApplicationDelegateTest, CommandLineQuitsWhenTheWorkIsDone) {
-    ApplicationDelegate::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
+    ProcessInterfaces::setTerminationPrompt(std::make_shared<QuitWhenDoneTerminationPrompt>());
     delegate = std::make_shared<ApplicationDelegate>();
     delegate->applicationWillFinishLaunching();
     int ended = 0;
-    auto app = std::make_shared<EventLoopApplication>([&] { ++ended; });
-    ApplicationDelegate::setApplication(app);
+    auto app = loopApplication(ended);
 
     // A reply with nothing pending is ignored.
     app->replyToApplicationShouldTerminate(true);
@@ -455,8 +364,7 @@ TEST_F(ApplicationDelegateTest, CommandLineQuitsWhenTheWorkIsDone) {
 TEST_F(ApplicationDelegateTest, QuitAfterACommandWaitsForTheWorkThenEnds) {
     launch(TerminationPrompt::ThirdButton);
     int ended = 0;
-    auto app = std::make_shared<EventLoopApplication>([&] { ++ended; });
-    ApplicationDelegate::setApplication(app);
+    auto app = loopApplication(ended);
 
     controllers->file->setProcessing(true);
     std::thread worker([&] {
@@ -474,23 +382,12 @@ TEST_F(ApplicationDelegateTest, QuitAfterACommandWaitsForTheWorkThenEnds) {
     EXPECT_EQ(ended, 2);
 }
 
-TEST_F(ApplicationDelegateTest, CancelledQuitAfterACommandDoesNotWait) {
+TEST_F(ApplicationDelegateTest, CancelledQuitNeitherWaitsNorEndsTheLoop) {
     launch(TerminationPrompt::FirstButton);
     int ended = 0;
-    auto app = std::make_shared<EventLoopApplication>([&] { ++ended; });
-    ApplicationDelegate::setApplication(app);
-    controllers->audio->setProcessing(true);
-    EXPECT_FALSE(app->terminateAndWait(delegate));
-    EXPECT_EQ(ended, 0);
-    controllers->audio->setProcessing(false);
-}
-
-TEST_F(ApplicationDelegateTest, CancelledQuitLeavesTheLoopRunning) {
-    launch(TerminationPrompt::FirstButton);
-    int ended = 0;
-    auto app = std::make_shared<EventLoopApplication>([&] { ++ended; });
-    ApplicationDelegate::setApplication(app);
+    auto app = loopApplication(ended);
     controllers->file->setProcessing(true);
+    EXPECT_FALSE(app->terminateAndWait(delegate));
     app->terminate(delegate);
     EXPECT_FALSE(app->isTerminationPending());
     controllers->file->setProcessing(false);
@@ -500,40 +397,27 @@ TEST_F(ApplicationDelegateTest, CancelledQuitLeavesTheLoopRunning) {
 
 // MARK: - Opening files
 
+// Any archived object stands in for the workflow library's descriptor.
 TEST_F(ApplicationDelegateTest, OnlyWorkflowFilesStartNoFileProcess) {
-    auto files = std::make_shared<RecordingFileProcesses>();
-    auto library = std::make_shared<RecordingDescriptors>();
-    ApplicationDelegate::setFileProcessCommandExecutor(files);
-    ApplicationDelegate::setWorkflowDescriptorSink(library);
     delegate = std::make_shared<ApplicationDelegate>();
-
-    auto descriptor = std::make_shared<TestWorkflowDescriptor>();
-    descriptor->setName(QStringLiteral("Master"));
-    const QString good = home.filePath(QStringLiteral("Master.ondrelworkflow"));
-    QFile file(good);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(descriptor)));
-    file.close();
-    const QString broken = home.filePath(QStringLiteral("Broken.ondrelworkflow"));
-    QFile brokenFile(broken);
-    ASSERT_TRUE(brokenFile.open(QIODevice::WriteOnly));
-    brokenFile.write("not an archive");
-    brokenFile.close();
+    auto write = [&](const char* name, const QByteArray& data) {
+        QFile file(home.filePath(QString::fromLatin1(name)));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(data);
+        return file.fileName();
+    };
+    const QByteArray archive = KeyedArchiver::archivedDataWithRootObject(Variant::fromObject(Color::ondrelGreenColor()));
+    const QString good = write("Master.ondrelworkflow", archive);
+    const QString broken = write("Broken.ondrelworkflow", "not an archive");
 
     delegate->openFiles({good, broken, home.filePath(QStringLiteral("Missing.ondrelworkflow")), good});
     EXPECT_TRUE(files->commands.empty());
     ASSERT_EQ(library->descriptors.size(), 2u);
-    for (const auto& added : library->descriptors) {
-        ASSERT_EQ(added->className(), "TestWorkflowDescriptor");
-        EXPECT_EQ(added->valueForKey("name").toString(), "Master");
-    }
+    for (const auto& added : library->descriptors)
+        EXPECT_TRUE(added->isEqual(*Color::ondrelGreenColor()));
 }
 
 TEST_F(ApplicationDelegateTest, OtherFilesGoToOneAddFilesCommandInOrder) {
-    auto files = std::make_shared<RecordingFileProcesses>();
-    auto library = std::make_shared<RecordingDescriptors>();
-    ApplicationDelegate::setFileProcessCommandExecutor(files);
-    ApplicationDelegate::setWorkflowDescriptorSink(library);
     delegate = std::make_shared<ApplicationDelegate>();
 
     // The extension must be exactly the workflow's.

@@ -29,28 +29,23 @@ std::shared_ptr<AudioProcessCommandSourceInstructionsGroup> groupOf(const std::v
     return group;
 }
 
+// From the earliest start to the latest end, in any order; an absent
+// location is 0; a length of 0 or none takes the whole file, whatever the
+// source start; an explicit length is used as it is.
 TEST(SourceRange, SpansFromTheEarliestStartToTheLatestEnd) {
-    EXPECT_EQ(groupOf({{0.0, 2.0}, {1.0, 3.0}})->range(), (DoubleRange{0.0, 4.0}));
-    EXPECT_EQ(groupOf({{5.0, 1.0}})->range(), (DoubleRange{5.0, 1.0}));
-    EXPECT_EQ(groupOf({{1.0, 3.0}, {0.0, 2.0}})->range(), (DoubleRange{0.0, 4.0}));
-    EXPECT_EQ(groupOf({{2.0, 1.0}, {7.0, 0.5}})->range(), (DoubleRange{2.0, 5.5}));
-}
-
-TEST(SourceRange, AnAbsentLocationStartsAtZero) {
-    EXPECT_EQ(groupOf({{std::nullopt, 2.0}, {3.0, 1.0}})->range(), (DoubleRange{0.0, 4.0}));
-}
-
-TEST(SourceRange, ALengthOfZeroCountsAsTheWholeFileLikeAnAbsentOne) {
-    const DoubleRange zero = groupOf({{1.0, 0.0, std::nullopt, 6.0}})->range();
-    const DoubleRange absent = groupOf({{1.0, std::nullopt, std::nullopt, 6.0}})->range();
-    EXPECT_EQ(zero, (DoubleRange{1.0, 6.0}));
-    EXPECT_EQ(absent, zero);
-}
-
-TEST(SourceRange, TheFileLengthIsTakenWholeWhateverTheSourceStart) {
-    EXPECT_EQ(groupOf({{0.0, std::nullopt, 4.0, 6.0}})->range(), (DoubleRange{0.0, 6.0}));
-    // An explicit length is used as it is.
-    EXPECT_EQ(groupOf({{0.0, 1.5, 4.0, 6.0}})->range(), (DoubleRange{0.0, 1.5}));
+    const std::pair<std::vector<Source>, DoubleRange> rows[] = {
+        {{{0.0, 2.0}, {1.0, 3.0}}, {0.0, 4.0}},
+        {{{1.0, 3.0}, {0.0, 2.0}}, {0.0, 4.0}},
+        {{{5.0, 1.0}}, {5.0, 1.0}},
+        {{{2.0, 1.0}, {7.0, 0.5}}, {2.0, 5.5}},
+        {{{std::nullopt, 2.0}, {3.0, 1.0}}, {0.0, 4.0}},
+        {{{1.0, 0.0, std::nullopt, 6.0}}, {1.0, 6.0}},
+        {{{1.0, std::nullopt, std::nullopt, 6.0}}, {1.0, 6.0}},
+        {{{0.0, std::nullopt, 4.0, 6.0}}, {0.0, 6.0}},
+        {{{0.0, 1.5, 4.0, 6.0}}, {0.0, 1.5}},
+    };
+    for (size_t i = 0; i < std::size(rows); ++i)
+        EXPECT_EQ(groupOf(rows[i].first)->range(), rows[i].second) << "row " << i;
 }
 
 TEST(SourceRange, AnEmptyGroupAnswersTheLargestDoubleAndItsNegative) {

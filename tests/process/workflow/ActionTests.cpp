@@ -1,4 +1,6 @@
+#include "process/interfaces/CurrentWorkflow.h"
 #include "process/workflow/Action.h"
+#include "tests/support/process/InstalledInterfaces.h"
 #include "tests/support/process/TestFileEntity.h"
 
 #include <gtest/gtest.h>
@@ -62,25 +64,6 @@ std::shared_ptr<AudioProcessCommandSourceInstructions> sourceOf(const std::share
 
 // MARK: - Fields
 
-TEST(Action, StartsEnabledAndDisclosedWithNoIdentityOrName) {
-    Action action;
-    EXPECT_TRUE(action.isEnabled());
-    EXPECT_TRUE(action.isDisclosed());
-    EXPECT_FALSE(action.identifier().has_value());
-    EXPECT_FALSE(action.name().has_value());
-    EXPECT_EQ(action.viewController(), nullptr);
-    EXPECT_EQ(action.audioProcessor(), nullptr);
-    EXPECT_TRUE(action.parameterKeys().isEmpty());
-    EXPECT_FALSE(action.preventInherentChannelSuffixDelimiter());
-
-    action.setValueForKey(false, "enabled");
-    EXPECT_FALSE(action.isEnabled());
-    // Undefined keys are silent.
-    action.setValueForKey(1, "noSuchKey");
-    action.setValueForKeyPath(1, "noSuchKey");
-    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("noSuchKey")));
-}
-
 TEST(Action, IdentifierComesFromTheClassName) {
     const std::pair<const char*, const char*> rows[] = {{"TrimBeginningAction", "trimBeginning"},
                                                         {"SaveAction", "save"},
@@ -126,43 +109,12 @@ TEST(Action, SetParameterValuesIgnoresUnknownKeysAndKeepsMissingOnes) {
     EXPECT_FALSE(action.name().has_value());
     EXPECT_TRUE(Variant::isAbsent(action.valueForKey("retired")));
     EXPECT_TRUE(Variant::isAbsent(action.valueForKey("bogus")));
-}
-
-TEST(Action, ParameterChangesAreObservedByKey) {
-    LevelAction action;
-    std::vector<QVariant> seen;
-    auto handle = action.observe("level", KeyValueObservingOptionNew,
-                                 [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue); });
-    action.setParameterValues({{"level", 2.0}});
-    action.setValueForKey(4.0, "level");
-    ASSERT_EQ(seen.size(), 2u);
-    EXPECT_EQ(seen[1].toDouble(), 4.0);
+    // Undefined keys are silent, by key path too.
+    action.setValueForKeyPath(1, "noSuchKey");
+    EXPECT_TRUE(Variant::isAbsent(action.valueForKey("noSuchKey")));
 }
 
 // MARK: - Compile hooks
-
-TEST(Action, BaseHooksDoNothingAndAnswerTheirDefaults) {
-    Action action;
-    auto file = std::make_shared<FileEntity>(3.0);
-    auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
-    group->insertObjectInSourceInstructionsAtIndex(sourceOf(file), 0);
-    auto instructions = std::make_shared<AudioProcessCommandInstructions>();
-
-    EXPECT_EQ(action.fileProcessCommand(), nullptr);
-    action.willBeginConstructingProcessForFileEntity(file, {file});
-    EXPECT_EQ(action.numberOfProcessesForFileEntity(file), 1);
-    EXPECT_EQ(action.numberOfProcessesForFileEntity(nullptr), 1);
-    action.compileSourceInstructions(group, 0);
-    action.compileInstructions(instructions, group, 0);
-    action.compileInstructionsForFileEntity(instructions, file, 0);
-    EXPECT_FALSE(action.filenameForProposedFilename("Take 1", file, 0).has_value());
-    action.didEndConstructingProcess();
-
-    EXPECT_EQ(group->countOfSourceInstructions(), 1);
-    EXPECT_EQ(group->range(), (DoubleRange{0.0, 3.0}));
-    EXPECT_EQ(instructions->countOfEffectInstructions(), 0);
-    EXPECT_TRUE(Variant::isAbsent(instructions->valueForKey("gain")));
-}
 
 TEST(Action, CompileInstructionsForwardsTheMainSourcesFile) {
     RecordingAction action;
@@ -190,33 +142,31 @@ TEST(Action, CompileInstructionsForwardsTheMainSourcesFile) {
 
 // MARK: - Pasteboard form
 
-class ActionPasteboard : public ::testing::Test {
-protected:
-    std::vector<std::shared_ptr<Action>> workflow{std::make_shared<Action>(), std::make_shared<LevelAction>(),
-                                                  std::make_shared<RecordingAction>()};
-    void SetUp() override {
-        Action::setCurrentWorkflow(
-            [this](const Action* action) -> qsizetype {
-                for (size_t i = 0; i < workflow.size(); ++i)
-                    if (workflow[i].get() == action)
-                        return qsizetype(i);
-                return -1;
-            },
-            [this](qsizetype index) -> std::shared_ptr<Action> {
-                return index < qsizetype(workflow.size()) ? workflow[size_t(index)] : nullptr;
-            });
+// A list of actions standing in for the current workflow.
+class ListWorkflow : public CurrentWorkflow {
+public:
+    std::vector<std::shared_ptr<Action>> actions{std::make_shared<Action>(), std::make_shared<LevelAction>(),
+                                                 std::make_shared<RecordingAction>()};
+    qsizetype indexOfObjectInActions(const Action* action) override {
+        for (size_t i = 0; i < actions.size(); ++i)
+            if (actions[i].get() == action)
+                return qsizetype(i);
+        return -1;
     }
-    void TearDown() override { Action::setCurrentWorkflow({}, {}); }
+    std::shared_ptr<Action> objectInActionsAtIndex(qsizetype index) override {
+        return index < qsizetype(actions.size()) ? actions[size_t(index)] : nullptr;
+    }
 };
 
-const QString indexType = "com.velmark.ondrel.action.index";
+class ActionPasteboard : public ::testing::Test {
+protected:
+    void SetUp() override { ProcessInterfaces::setCurrentWorkflow(current); }
+    InstalledInterfaces interfaces;
+    std::shared_ptr<ListWorkflow> current = std::make_shared<ListWorkflow>();
+    std::vector<std::shared_ptr<Action>>& workflow = current->actions;
+};
 
-TEST_F(ActionPasteboard, OneTypeReadAsAPropertyList) {
-    EXPECT_EQ(Action::actionIndexPasteboardType(), indexType);
-    EXPECT_EQ(Action::writableTypesForPasteboard(), QStringList{indexType});
-    EXPECT_EQ(Action::readableTypesForPasteboard(), QStringList{indexType});
-    EXPECT_EQ(Action::readingOptionsForType(indexType), 2);
-}
+const QString indexType = Action::actionIndexPasteboardType();
 
 TEST_F(ActionPasteboard, WritesTheIndexInTheCurrentWorkflow) {
     const QVariant list = workflow[1]->pasteboardPropertyListForType(indexType);
@@ -248,6 +198,7 @@ TEST_F(ActionPasteboard, ReadingAnswersTheExistingActionAtTheIndex) {
 }
 
 TEST(ActionPasteboardWithoutWorkflow, AnswersNothing) {
+    InstalledInterfaces none;
     Action action;
     EXPECT_TRUE(Variant::isAbsent(action.pasteboardPropertyListForType(indexType)));
     EXPECT_EQ(Action::initWithPasteboardPropertyList(QVariantMap{{"index", 0}}, indexType), nullptr);

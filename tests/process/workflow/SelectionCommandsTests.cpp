@@ -2,29 +2,23 @@
 #include "logging/LogController.h"
 #include "process/instructions/AudioProcessCommand.h"
 #include "process/instructions/AudioProcessCommandGroup.h"
-#include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 #include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
 #include "process/workflow/SelectionCommands.h"
+#include "tests/support/process/InstalledInterfaces.h"
+#include "tests/support/process/RecordingExecutor.h"
 #include "tests/support/process/TestAddFilesCommand.h"
 #include "tests/support/process/TestFileEntity.h"
-#include "process/workflow/WorkflowController.h"
 #include "tests/support/TestSupport.h"
 
 #include <QtCore/QFile>
+
+#include <array>
 
 #include <gtest/gtest.h>
 
 namespace ondrel {
 
 namespace {
-
-class RecordingExecutor : public AudioProcessCommandGroupExecutor {
-public:
-    void executeAudioProcessCommandGroup(const std::shared_ptr<AudioProcessCommandGroup>& group) override {
-        groups.push_back(group);
-    }
-    std::vector<std::shared_ptr<AudioProcessCommandGroup>> groups;
-};
 
 using Source = AudioProcessCommandSourceInstructions;
 
@@ -34,15 +28,10 @@ protected:
         AddFilesFileProcessCommand::staticClassInfo();
         FileEntity::staticClassInfo();
         LogController::resetSharedInstance();
-        executor = std::make_shared<RecordingExecutor>();
-        WorkflowController::setAudioProcessCommandGroupExecutor(executor);
-        file = std::make_shared<FileEntity>(10.0);
+        ProcessInterfaces::setAudioProcessCommandGroupExecutor(executor);
     }
 
-    void TearDown() override {
-        WorkflowController::setAudioProcessCommandGroupExecutor(nullptr);
-        LogController::resetSharedInstance();
-    }
+    void TearDown() override { LogController::resetSharedInstance(); }
 
     // The one command of a group handed on, checked for what all four share.
     std::shared_ptr<AudioProcessCommand> handedOn(const std::shared_ptr<AudioProcessCommandGroup>& group,
@@ -77,71 +66,60 @@ protected:
     }
 
     TemporaryHome home;
-    std::shared_ptr<RecordingExecutor> executor;
-    std::shared_ptr<FileEntity> file;
+    InstalledInterfaces interfaces;
+    std::shared_ptr<RecordingExecutor> executor = std::make_shared<RecordingExecutor>();
+    std::shared_ptr<FileEntity> file = std::make_shared<FileEntity>(10.0);
 };
 
-TEST_F(SelectionCommandsTest, CropKeepsTheSelectionInTheChosenFile) {
+// What each command takes from the file: the selection alone, or the parts
+// around it with the second moved up to where the selection began.
+TEST_F(SelectionCommandsTest, SourcesTakeTheSelectionOrThePartsAroundIt) {
+    using Part = std::array<std::optional<double>, 3>;  // location, source start, length
+    struct Row {
+        const char* nameKey;
+        std::function<std::shared_ptr<AudioProcessCommandGroup>()> perform;
+        double fileLength;
+        std::vector<Part> parts;
+        bool replaceOriginal;
+        DoubleRange range;
+    };
     const URL chosen = URL::fileURLWithPath(home.filePath(QStringLiteral("out/Take 2.wav")));
-    const auto command = handedOn(SelectionCommands::crop(file, {2.5, 3.0}, chosen), "Controller_crop");
-    ASSERT_TRUE(command);
-    EXPECT_EQ(command->destination(), URL::fileURLWithPath(home.filePath(QStringLiteral("out"))));
-    EXPECT_EQ(command->filename(), QStringLiteral("Take 2"));
-    EXPECT_FALSE(command->replaceOriginal());
-    const auto sources = sourcesOf(command);
-    ASSERT_EQ(sources.size(), 1u);
-    EXPECT_EQ(sources[0]->sourceStart(), 2.5);
-    EXPECT_EQ(sources[0]->length(), 3.0);
-    EXPECT_FALSE(sources[0]->location());
-}
-
-TEST_F(SelectionCommandsTest, CropInPlaceReplacesTheOriginal) {
-    const auto command = handedOn(SelectionCommands::cropInPlace(file, {1.0, 4.0}), "Controller_cropInPlace");
-    ASSERT_TRUE(command);
-    EXPECT_TRUE(command->replaceOriginal());
-    EXPECT_TRUE(command->destination().isEmpty());
-    EXPECT_FALSE(command->filename());
-    const auto sources = sourcesOf(command);
-    ASSERT_EQ(sources.size(), 1u);
-    EXPECT_EQ(sources[0]->sourceStart(), 1.0);
-    EXPECT_EQ(sources[0]->length(), 4.0);
-    EXPECT_FALSE(sources[0]->location());
-    // Output spans just the selection.
-    EXPECT_EQ(command->sourceInstructionsGroup()->range(), (DoubleRange{0.0, 4.0}));
-}
-
-TEST_F(SelectionCommandsTest, SnipInPlaceClosesTheGapWithTwoSources) {
-    const auto command = handedOn(SelectionCommands::snipInPlace(file, {2.0, 3.0}), "Controller_snipInPlace");
-    ASSERT_TRUE(command);
-    EXPECT_TRUE(command->replaceOriginal());
-    const auto sources = sourcesOf(command);
-    ASSERT_EQ(sources.size(), 2u);
-    // Before the selection: only a length.
-    EXPECT_EQ(sources[0]->length(), 2.0);
-    EXPECT_FALSE(sources[0]->sourceStart());
-    EXPECT_FALSE(sources[0]->location());
-    // After it, moved up to where the selection began.
-    EXPECT_EQ(sources[1]->location(), 2.0);
-    EXPECT_EQ(sources[1]->sourceStart(), 5.0);
-    EXPECT_EQ(sources[1]->length(), 5.0);
-    // Nothing else set on either.
-    for (const auto& source : sources) {
-        EXPECT_FALSE(source->reverse());
-        EXPECT_FALSE(source->gain());
-        EXPECT_FALSE(source->fadeInLength());
-        EXPECT_FALSE(source->fadeOutLength());
+    const Row rows[] = {
+        {"Controller_crop", [&] { return SelectionCommands::crop(file, {2.5, 3.0}, chosen); }, 10.0,
+         {{std::nullopt, 2.5, 3.0}}, false, {0.0, 3.0}},
+        {"Controller_cropInPlace", [&] { return SelectionCommands::cropInPlace(file, {1.0, 4.0}); }, 10.0,
+         {{std::nullopt, 1.0, 4.0}}, true, {0.0, 4.0}},
+        {"Controller_snipInPlace", [&] { return SelectionCommands::snipInPlace(file, {2.0, 3.0}); }, 10.0,
+         {{std::nullopt, std::nullopt, 2.0}, {2.0, 5.0, 5.0}}, true, {0.0, 7.0}},
+        {"Controller_snipInPlace", [&] { return SelectionCommands::snipInPlace(file, {0.5, 0.25}); }, 60.0,
+         {{std::nullopt, std::nullopt, 0.5}, {0.5, 0.75, 59.25}}, true, {0.0, 59.75}},
+    };
+    std::shared_ptr<AudioProcessCommand> crop;  // the first row's
+    for (const Row& row : rows) {
+        executor->groups.clear();
+        file->setLength(row.fileLength);
+        const auto command = handedOn(row.perform(), row.nameKey);
+        ASSERT_TRUE(command) << row.nameKey;
+        if (!crop)
+            crop = command;
+        EXPECT_EQ(command->replaceOriginal(), row.replaceOriginal) << row.nameKey;
+        if (row.replaceOriginal) {
+            EXPECT_TRUE(command->destination().isEmpty() && !command->filename()) << row.nameKey;
+        }
+        const auto sources = sourcesOf(command);
+        ASSERT_EQ(sources.size(), row.parts.size()) << row.nameKey;
+        for (size_t i = 0; i < sources.size(); ++i) {
+            EXPECT_EQ(sources[i]->location(), row.parts[i][0]) << row.nameKey << " part " << i;
+            EXPECT_EQ(sources[i]->sourceStart(), row.parts[i][1]) << row.nameKey << " part " << i;
+            EXPECT_EQ(sources[i]->length(), row.parts[i][2]) << row.nameKey << " part " << i;
+            EXPECT_FALSE(sources[i]->reverse() || sources[i]->gain() || sources[i]->fadeInLength() ||
+                         sources[i]->fadeOutLength());
+        }
+        EXPECT_EQ(command->sourceInstructionsGroup()->range(), row.range) << row.nameKey;
     }
-    EXPECT_EQ(command->sourceInstructionsGroup()->range(), (DoubleRange{0.0, 7.0}));
-}
-
-TEST_F(SelectionCommandsTest, SnipTakesTheRestFromTheFilesLength) {
-    file->setLength(60.0);
-    const auto command = handedOn(SelectionCommands::snipInPlace(file, {0.5, 0.25}), "Controller_snipInPlace");
-    const auto sources = sourcesOf(command);
-    ASSERT_EQ(sources.size(), 2u);
-    EXPECT_EQ(sources[0]->length(), 0.5);
-    EXPECT_EQ(sources[1]->sourceStart(), 0.75);
-    EXPECT_EQ(sources[1]->length(), 59.25);
+    // The chosen file names the output of a crop.
+    EXPECT_EQ(crop->destination(), URL::fileURLWithPath(home.filePath(QStringLiteral("out"))));
+    EXPECT_EQ(crop->filename(), QStringLiteral("Take 2"));
 }
 
 TEST_F(SelectionCommandsTest, SnipReplacesTheChosenFileOnlyWhenItExists) {
@@ -176,7 +154,7 @@ TEST_F(SelectionCommandsTest, EmptySelectionOrCancelledPanelDoesNothing) {
 }
 
 TEST_F(SelectionCommandsTest, WithoutAnExecutorTheGroupIsLoggedNotLost) {
-    WorkflowController::setAudioProcessCommandGroupExecutor(nullptr);
+    ProcessInterfaces::setAudioProcessCommandGroupExecutor(nullptr);
     const auto group = SelectionCommands::cropInPlace(file, {1.0, 1.0});
     ASSERT_TRUE(group);
     EXPECT_TRUE(executor->groups.empty());

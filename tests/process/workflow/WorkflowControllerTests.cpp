@@ -1,22 +1,22 @@
+#include "actions/save/SaveAction.h"
 #include "core/dispatch/ApplicationNotifications.h"
-#include "core/files/Bookmark.h"
-#include "core/dispatch/DispatchQueue.h"
 #include "core/dispatch/NotificationCenter.h"
-#include "core/storage/PropertyList.h"
+#include "core/files/Bookmark.h"
 #include "core/files/URL.h"
+#include "core/storage/PropertyList.h"
 #include "core/storage/UserDefaults.h"
 #include "core/storage/VMKDatabaseQuery.h"
 #include "core/text/VMKLocalizedString.h"
 #include "logging/LogController.h"
 #include "process/instructions/AudioProcessCommandGroup.h"
-#include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 #include "process/interfaces/AudioProcessCommandGroupFactory.h"
 #include "process/interfaces/FileEntitySource.h"
 #include "process/interfaces/RecordableRunner.h"
-#include "actions/save/SaveAction.h"
-#include "tests/support/process/TestFileEntity.h"
 #include "process/workflow/WorkflowController.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/process/InstalledInterfaces.h"
+#include "tests/support/process/RecordingExecutor.h"
+#include "tests/support/process/TestFileEntity.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -52,22 +52,18 @@ const ClassInfo& GainTestAction::staticClassInfo() {
     return info;
 }
 
-std::shared_ptr<GainTestAction> gainAction(const QString& name, bool enabled = true) {
-    auto action = std::make_shared<GainTestAction>();
+template <class T>
+std::shared_ptr<T> named(const QString& name, bool enabled = true) {
+    auto action = std::make_shared<T>();
     action->setName(name);
     action->setEnabled(enabled);
     return action;
 }
+auto gainAction(const QString& name, bool enabled = true) { return named<GainTestAction>(name, enabled); }
+auto saveAction(const QString& name, bool enabled = true) { return named<SaveAction>(name, enabled); }
 
 std::shared_ptr<SaveAction> saveActionOf(const std::shared_ptr<WorkflowController>& controller) {
     return std::dynamic_pointer_cast<SaveAction>(controller->saveAction());
-}
-
-std::shared_ptr<SaveAction> saveAction(const QString& name, bool enabled = true) {
-    auto action = std::make_shared<SaveAction>();
-    action->setName(name);
-    action->setEnabled(enabled);
-    return action;
 }
 
 // What one compile was given.
@@ -117,15 +113,6 @@ private:
     std::vector<CompiledGroup> m_compiled;
 };
 
-class RecordingExecutor : public AudioProcessCommandGroupExecutor {
-public:
-    std::vector<std::shared_ptr<AudioProcessCommandGroup>> executed;
-    void executeAudioProcessCommandGroup(const std::shared_ptr<AudioProcessCommandGroup>& group) override {
-        EXPECT_TRUE(isMainThread());
-        executed.push_back(group);
-    }
-};
-
 class ListSource : public FileEntitySource {
 public:
     std::vector<std::shared_ptr<FileEntity>> entities;
@@ -144,8 +131,6 @@ protected:
         UserDefaults::resetStandardUserDefaults();
         LogController::resetSharedInstance();
         WorkflowController::resetSharedInstance();
-        factory = std::make_shared<RecordingFactory>();
-        executor = std::make_shared<RecordingExecutor>();
     }
 
     void TearDown() override {
@@ -153,9 +138,6 @@ protected:
             factory->release();
             spinUntil([&] { return !controller->isPreparing(); });
         }
-        WorkflowController::setAudioProcessCommandGroupFactory(nullptr);
-        WorkflowController::setAudioProcessCommandGroupExecutor(nullptr);
-        WorkflowController::setFileEntitySource(nullptr);
         WorkflowController::resetSharedInstance();
         LogController::resetSharedInstance();
         UserDefaults::resetStandardUserDefaults();
@@ -178,14 +160,14 @@ protected:
 
     // The names of the groups handed on by one run.
     QStringList runAndCollect(bool rehearse = false) {
-        WorkflowController::setAudioProcessCommandGroupFactory(factory);
-        WorkflowController::setAudioProcessCommandGroupExecutor(executor);
+        ProcessInterfaces::setAudioProcessCommandGroupFactory(factory);
+        ProcessInterfaces::setAudioProcessCommandGroupExecutor(executor);
         auto controller = WorkflowController::sharedInstance();
-        executor->executed.clear();
+        executor->groups.clear();
         controller->run(rehearse);
         EXPECT_TRUE(spinUntil([&] { return !controller->isPreparing(); }));
         QStringList names;
-        for (const auto& group : executor->executed) {
+        for (const auto& group : executor->groups) {
             names << group->name().value_or(QString());
             EXPECT_EQ(group->rehearse(), rehearse);
         }
@@ -205,8 +187,9 @@ protected:
     }
 
     TemporaryHome home;
-    std::shared_ptr<RecordingFactory> factory;
-    std::shared_ptr<RecordingExecutor> executor;
+    InstalledInterfaces interfaces;
+    std::shared_ptr<RecordingFactory> factory = std::make_shared<RecordingFactory>();
+    std::shared_ptr<RecordingExecutor> executor = std::make_shared<RecordingExecutor>();
 };
 
 // MARK: - Loading
@@ -215,9 +198,6 @@ TEST_F(WorkflowControllerTest, MissingOrBrokenFileGivesAnEmptyWorkflow) {
     auto controller = WorkflowController::sharedInstance();
     EXPECT_EQ(controller->countOfActions(), 0);
     ASSERT_NE(controller->saveAction(), nullptr);
-    EXPECT_FALSE(controller->needsSave());
-    EXPECT_FALSE(controller->isPreparing());
-    EXPECT_EQ(controller->saveAction(), WorkflowController::sharedInstance()->saveAction());
 
     WorkflowController::resetSharedInstance();
     QFile file(workflowPath());
@@ -227,70 +207,37 @@ TEST_F(WorkflowControllerTest, MissingOrBrokenFileGivesAnEmptyWorkflow) {
     EXPECT_EQ(WorkflowController::sharedInstance()->countOfActions(), 0);
 }
 
+// An unknown class, or one that is no action, loses only its own entry. A
+// stored action lacking "enabled" and "disclosed" once kept the class's
+// defaults (enabled, open) instead of reading them as false.
 TEST_F(WorkflowControllerTest, UnknownClassLosesOnlyThatActionWithAWarning) {
-    writeWorkflowFile(R"(<dict>
-  <key>actions</key>
-  <array>
-    <dict>
-      <key>className</key><string>RetiredReverbAction</string>
-      <key>name</key><string>Old reverb</string>
-      <key>parameters</key><dict><key>room</key><real>0.5</real></dict>
-    </dict>
-    <dict>
-      <key>className</key><string>GainTestAction</string>
-      <key>identifier</key><string>gainTest</string>
-      <key>name</key><string>Louder</string>
-      <key>enabled</key><false/>
-      <key>disclosed</key><false/>
-      <key>parameters</key>
-      <dict><key>gain</key><real>-6.5</real><key>retired</key><string>ignored</string></dict>
-    </dict>
-    <dict>
-      <key>className</key><string>AudioProcessCommandGroup</string>
-    </dict>
-  </array>
-  <key>saveAction</key>
-  <dict>
-    <key>filenameComponents</key><array><string>[F]</string><string>[T]-loud</string></array>
-    <key>replaceOriginal</key><true/>
-    <key>destinationBookmark</key><data></data>
-  </dict>
-</dict>)");
+    writeWorkflowFile(R"(<dict><key>actions</key><array>
+      <dict><key>className</key><string>RetiredReverbAction</string>
+        <key>parameters</key><dict><key>room</key><real>0.5</real></dict></dict>
+      <dict><key>className</key><string>GainTestAction</string>
+        <key>parameters</key><dict><key>gain</key><real>-6.5</real><key>retired</key><string>x</string></dict></dict>
+      <dict><key>className</key><string>AudioProcessCommandGroup</string></dict>
+    </array><key>saveAction</key><dict><key>destinationBookmark</key><data></data></dict></dict>)");
     auto controller = WorkflowController::sharedInstance();
     ASSERT_EQ(controller->countOfActions(), 1);
     auto action = std::dynamic_pointer_cast<GainTestAction>(controller->objectInActionsAtIndex(0));
     ASSERT_NE(action, nullptr);
-    EXPECT_EQ(action->identifier(), "gainTest");
-    EXPECT_EQ(action->name(), "Louder");
     EXPECT_FALSE(action->isEnabled());
     EXPECT_FALSE(action->isDisclosed());
     EXPECT_DOUBLE_EQ(action->gain(), -6.5);
     EXPECT_EQ(action->label(), "unset") << "a missing key keeps the default";
     EXPECT_FALSE(controller->needsSave());
 
-    auto save = saveActionOf(controller);
-    EXPECT_EQ(save->filenameComponents(), (QStringList{"[F]", "[T]-loud"}));
-    EXPECT_TRUE(save->replaceOriginal());
-    EXPECT_FALSE(save->addResults());
-    EXPECT_TRUE(save->destinationBookmark().isEmpty()) << "empty data means next to the source";
+    EXPECT_TRUE(saveActionOf(controller)->destinationBookmark().isEmpty()) << "empty data means next to the source";
 
     const auto warnings = loggedMessages(LogController::Warning);
     ASSERT_EQ(warnings.size(), 2u) << "a class that is no action counts as missing too";
     EXPECT_EQ(warnings[0], VMKLocalizedString("WorkflowController_log_warning_missing").arg("RetiredReverbAction"));
-    EXPECT_TRUE(warnings[0].contains("RetiredReverbAction"));
-    EXPECT_NE(warnings[0], "WorkflowController_log_warning_missing") << "the text has a wording";
     EXPECT_TRUE(warnings[1].contains("AudioProcessCommandGroup"));
 }
 
-TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsItsDestination) {
+TEST_F(WorkflowControllerTest, SaveActionRepairsAGoneOrMovedDestination) {
     SaveAction save;
-    EXPECT_EQ(save.parameterKeys(), (QStringList{"destinationBookmark", "filenameComponents", "replaceOriginal",
-                                                 "addResults", "preserveHierarchy"}));
-    EXPECT_TRUE(save.filenameComponents().isEmpty());
-    EXPECT_FALSE(save.replaceOriginal() || save.addResults() || save.preserveHierarchy());
-    bool stale = true;
-    EXPECT_EQ(Bookmark::URLByResolvingBookmarkData(save.destinationBookmark(), &stale), URL::ondrelDirectory());
-    EXPECT_FALSE(stale);
 
     // A folder that goes away falls back to the default folder.
     const URL gone = URL::fileURLWithPath(home.filePath("gone"));
@@ -307,12 +254,9 @@ TEST_F(WorkflowControllerTest, SaveActionStartsWithTheDefaultFolderAndRepairsIts
     const URL after = URL::fileURLWithPath(home.filePath("after"));
     ASSERT_TRUE(QFile::rename(before.path(), after.path()));
     save.setDestinationBookmark(beforeBookmark);
-    stale = true;
+    bool stale = true;
     EXPECT_EQ(Bookmark::URLByResolvingBookmarkData(save.destinationBookmark(), &stale), after);
     EXPECT_FALSE(stale);
-
-    save.setValueForKey(QVariantList{"[F]", "x"}, "filenameComponents");
-    EXPECT_EQ(save.filenameComponents(), (QStringList{"[F]", "x"}));
 }
 
 // MARK: - Saving
@@ -328,7 +272,6 @@ TEST_F(WorkflowControllerTest, WorkflowSurvivesARestart) {
     saveActionOf(controller)->setFilenameComponents({"[F]", "[C]1:1"});
     saveActionOf(controller)->setPreserveHierarchy(true);
     controller->save();
-    EXPECT_FALSE(controller->needsSave());
 
     WorkflowController::resetSharedInstance();
     controller = WorkflowController::sharedInstance();
@@ -387,6 +330,12 @@ TEST_F(WorkflowControllerTest, ObservedChangesSetNeedsSaveAndOthersDoNot) {
     action->setGain(9.0);
     action->setName("gone");
     EXPECT_FALSE(controller->needsSave()) << "a removed action is no longer observed";
+
+    // A workflow that goes leaves nothing observing the actions it held.
+    controller->insertObjectInActionsAtIndex(action, 0);
+    controller.reset();
+    WorkflowController::resetSharedInstance();
+    EXPECT_FALSE(action->hasObservers());
 }
 
 TEST_F(WorkflowControllerTest, SavingWithoutChangeWritesNothingUnlessForced) {
@@ -485,41 +434,45 @@ TEST_F(WorkflowControllerTest, PasteboardFormFindsTheActionInTheCurrentWorkflow)
 
 // MARK: - Running
 
-TEST_F(WorkflowControllerTest, EmptyWorkflowRunsOneGroupWithTheSaveActionAlone) {
-    EXPECT_EQ(runAndCollect(), (QStringList{""}));
-    const auto compiled = factory->compiled();
-    ASSERT_EQ(compiled.size(), 1u);
-    EXPECT_TRUE(compiled[0].actionNames.isEmpty());
-    EXPECT_EQ(compiled[0].saveAction, WorkflowController::sharedInstance()->saveAction());
-}
-
-TEST_F(WorkflowControllerTest, SaveActionInTheListYieldsItsOwnGroup) {
-    auto controller = WorkflowController::sharedInstance();
-    auto s1 = saveAction("S1");
-    controller->insertActionsAtIndexes({gainAction("A"), s1, gainAction("B")}, IndexSet{0, 1, 2});
-    EXPECT_EQ(runAndCollect(true), (QStringList{"A,B", "A"}));
-    const auto compiled = factory->compiled();
-    ASSERT_EQ(compiled.size(), 2u);
-    EXPECT_EQ(compiled[0].saveAction, controller->saveAction());
-    EXPECT_EQ(compiled[1].saveAction, s1);
-}
-
-TEST_F(WorkflowControllerTest, DisabledActionsTakeNoPartButDisabledSaveActionsStillRun) {
-    auto controller = WorkflowController::sharedInstance();
-    auto s1 = saveAction("S1", false), s2 = saveAction("S2");
-    controller->insertActionsAtIndexes(
-        {gainAction("A"), gainAction("off", false), s1, gainAction("B"), s2, gainAction("C")}, IndexSet::range(0, 6));
-    EXPECT_EQ(runAndCollect(), (QStringList{"A,B,C", "A", "A,B"}));
-    const auto compiled = factory->compiled();
-    ASSERT_EQ(compiled.size(), 3u);
-    EXPECT_EQ(compiled[1].saveAction, s1);
-    EXPECT_EQ(compiled[2].saveAction, s2);
+// Which actions each group of a run takes, and which save action writes it:
+// "-" marks a disabled action, "S" a save action in the list.
+TEST_F(WorkflowControllerTest, RunCompilesTheWholeWorkflowThenOneGroupPerSaveAction) {
+    struct Row {
+        QStringList workflow;
+        QStringList groups;
+    };
+    const Row rows[] = {
+        {{}, {""}},  // the workflow's save action alone
+        {{"A", "S1", "B"}, {"A,B", "A"}},
+        {{"A", "-off", "-S1", "B", "S2", "C"}, {"A,B,C", "A", "A,B"}},  // a disabled save action still writes
+    };
+    for (const Row& row : rows) {
+        WorkflowController::resetSharedInstance();
+        factory = std::make_shared<RecordingFactory>();
+        auto controller = WorkflowController::sharedInstance();
+        std::vector<std::shared_ptr<Action>> saves{controller->saveAction()};
+        for (QString name : row.workflow) {
+            const bool enabled = !name.startsWith('-');
+            name.remove('-');
+            std::shared_ptr<Action> action;
+            if (name.startsWith('S'))
+                saves.push_back(action = saveAction(name, enabled));
+            else
+                action = gainAction(name, enabled);
+            controller->insertObjectInActionsAtIndex(action, controller->countOfActions());
+        }
+        EXPECT_EQ(runAndCollect(true), row.groups) << qPrintable(row.workflow.join(' '));
+        const auto compiled = factory->compiled();
+        ASSERT_EQ(compiled.size(), saves.size());
+        for (size_t i = 0; i < saves.size(); ++i)
+            EXPECT_EQ(compiled[i].saveAction, saves[i]) << i;
+    }
 }
 
 TEST_F(WorkflowControllerTest, RunTakesTheEntitiesOfTheNamedList) {
     auto source = std::make_shared<ListSource>();
     source->entities = {std::make_shared<FileEntity>(1.0), std::make_shared<FileEntity>(2.0)};
-    WorkflowController::setFileEntitySource(source);
+    ProcessInterfaces::setFileEntitySource(source);
     runAndCollect();
     UserDefaults::standardUserDefaults()->setObjectForKey("selectedFileEntities",
                                                           WorkflowController::WorkflowSourceFileEntitiesKey);
@@ -532,8 +485,8 @@ TEST_F(WorkflowControllerTest, RunTakesTheEntitiesOfTheNamedList) {
 }
 
 TEST_F(WorkflowControllerTest, SecondRunWhileCompilingIsIgnored) {
-    WorkflowController::setAudioProcessCommandGroupFactory(factory);
-    WorkflowController::setAudioProcessCommandGroupExecutor(executor);
+    ProcessInterfaces::setAudioProcessCommandGroupFactory(factory);
+    ProcessInterfaces::setAudioProcessCommandGroupExecutor(executor);
     auto controller = WorkflowController::sharedInstance();
     std::vector<bool> preparingChanges;
     auto observation = controller->observe(
@@ -546,12 +499,12 @@ TEST_F(WorkflowControllerTest, SecondRunWhileCompilingIsIgnored) {
     controller->run(true);
     spinFor(100);
     EXPECT_EQ(factory->compiled().size(), 1u);
-    EXPECT_TRUE(executor->executed.empty());
+    EXPECT_TRUE(executor->groups.empty());
 
     factory->release();
     ASSERT_TRUE(spinUntil([&] { return !controller->isPreparing(); }));
-    ASSERT_EQ(executor->executed.size(), 1u);
-    EXPECT_FALSE(executor->executed[0]->rehearse());
+    ASSERT_EQ(executor->groups.size(), 1u);
+    EXPECT_FALSE(executor->groups[0]->rehearse());
     EXPECT_EQ(preparingChanges, (std::vector<bool>{true, false}));
 
     EXPECT_EQ(runAndCollect(), (QStringList{""})) << "a later run goes ahead";
@@ -565,10 +518,6 @@ TEST_F(WorkflowControllerTest, RunWithoutACompilerIsLogged) {
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_EQ(errors[0], VMKLocalizedString("WorkflowController_log_error_noCompiler"));
 }
-
-} // namespace
-
-namespace {
 
 class RecordingRunner : public RecordableRunner {
 public:
@@ -586,7 +535,7 @@ public:
 
 TEST_F(WorkflowControllerTest, RecordingSendsTheRunThroughScriptTextAndLogsItsFailure) {
     auto runner = std::make_shared<RecordingRunner>();
-    WorkflowController::setRecordableRunner(runner);
+    ProcessInterfaces::setRecordableRunner(runner);
     auto controller = WorkflowController::sharedInstance();
     controller->insertActionsAtIndexes({gainAction("A"), saveAction("S1")}, IndexSet{0, 1});
 
@@ -604,7 +553,6 @@ TEST_F(WorkflowControllerTest, RecordingSendsTheRunThroughScriptTextAndLogsItsFa
     const auto errors = loggedMessages(LogController::Error);
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_TRUE(errors[0].contains(QStringLiteral("stopped")));
-    WorkflowController::setRecordableRunner(nullptr);
 }
 
 } // namespace

@@ -5,9 +5,17 @@
 
 namespace ondrel {
 
+// router() made a new router at each call, so ties made at start were lost
+// to whoever asked next.
+TEST(VMKAudioRouter, RouterIsTheOneSharedRouter) {
+    const auto shared = VMKAudioRouter::router();
+    ASSERT_TRUE(shared);
+    EXPECT_EQ(shared, VMKAudioRouter::router());
+    EXPECT_NE(VMKAudioRouter::routerWithProperties({}), shared);
+}
+
 TEST(VMKAudioRouter, TiesAndUnties) {
-    auto router = VMKAudioRouter::router();
-    EXPECT_NE(router, VMKAudioRouter::router());  // each call makes a new one
+    auto router = std::make_shared<VMKAudioRouter>();
     router->tieInputChannel(1, 3);
     router->tieInputChannel(0, 0);
     router->tieInputChannel(1, 0);
@@ -30,7 +38,7 @@ TEST(VMKAudioRouter, TiesAndUnties) {
 }
 
 TEST(VMKAudioRouter, PropertyListRoundTrip) {
-    auto router = VMKAudioRouter::router();
+    auto router = std::make_shared<VMKAudioRouter>();
     router->tieInputChannel(0, 2);
     router->tieInputChannel(0, 3);
     router->tieInputChannel(1, 1);
