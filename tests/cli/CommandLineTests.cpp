@@ -1,6 +1,9 @@
+#include "core/storage/PropertyList.h"
 #include "tests/support/cli/CommandLineRunner.h"
+#include "tests/support/cli/FolderWriteWatch.h"
 #include "tests/support/TestSupport.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
@@ -12,20 +15,23 @@
 
 namespace ondrel {
 
-TEST(CommandLine, VersionHelpAndWrongUsage) {
+// Each way of calling it wrongly is told apart from success and from a
+// file that can't be opened.
+TEST(CommandLine, WrongUsageExitsWithTwo) {
     TemporaryHome home;
-    const CommandResult version = runOndrel(home.path(), {QStringLiteral("--version")});
-    EXPECT_EQ(version.exitCode, 0);
-    EXPECT_TRUE(version.out.startsWith(QStringLiteral("ondrel "))) << version.out.toStdString();
-
-    const CommandResult help = runOndrel(QString(), {QStringLiteral("--help")});
-    EXPECT_EQ(help.exitCode, 0);
-    EXPECT_TRUE(help.out.contains(QStringLiteral("defaults write")));
-
-    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("no-such-command")}).exitCode, 2);
-    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("--no-such-option")}).exitCode, 2);
+    const QStringList cases[] = {
+        {QStringLiteral("no-such-command")},
+        {QStringLiteral("--no-such-option")},
+        {QStringLiteral("defaults")},
+        {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("k")},
+        {QStringLiteral("workflow")},
+        {QStringLiteral("workflow"), QStringLiteral("show"), QStringLiteral("x")},
+        {QStringLiteral("workflow"), QStringLiteral("disable"), QStringLiteral("1")},  // no action 1
+    };
+    for (const QStringList& arguments : cases)
+        EXPECT_EQ(runOndrel(home.path(), arguments).exitCode, 2) << arguments.join(QLatin1Char(' ')).toStdString();
     EXPECT_EQ(runOndrel(QString(), {QStringLiteral("--home")}).exitCode, 2);
-    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("k")}).exitCode, 2);
+    EXPECT_FALSE(QFileInfo::exists(home.filePath(QStringLiteral("Workflow.plist"))));
 }
 
 // Output that can't be written is no success: a script reading it would
@@ -94,23 +100,31 @@ TEST(CommandLine, HomeThatCannotBeMadeIsReported) {
     EXPECT_FALSE(result.err.isEmpty());
 }
 
+namespace {
+
+// Entries written by another process, straight into the log file.
+void insertLogEntries(const QString& home, const QString& pythonRows) {
+    QProcess sqlite;
+    sqlite.start(QStringLiteral("python3"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import sqlite3,sys; c=sqlite3.connect(sys.argv[1]); "
+                                 "c.executemany(\"INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)\", "
+                                 "%1); c.commit()")
+                      .arg(pythonRows),
+                  QDir(home).filePath(QStringLiteral("Log.db"))});
+    ASSERT_TRUE(sqlite.waitForFinished(30000));
+    ASSERT_EQ(sqlite.exitCode(), 0) << sqlite.readAllStandardError().toStdString();
+}
+
+} // namespace
+
 TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
     TemporaryHome home;
     const CommandResult empty = runOndrel(home.path(), {QStringLiteral("log")});
     ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
     EXPECT_TRUE(empty.out.isEmpty());
 
-    // Entries written by another process (here: straight into the log file).
-    QProcess sqlite;
-    const QString db = home.filePath(QStringLiteral("Log.db"));
-    sqlite.start(QStringLiteral("python3"),
-                 {QStringLiteral("-c"),
-                  QStringLiteral("import sqlite3,sys; c=sqlite3.connect(sys.argv[1]); "
-                                 "c.executemany(\"INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)\", "
-                                 "[(5,'added a file'),(4,'could not read x.wav'),(3,'render failed')]); c.commit()"),
-                  db});
-    ASSERT_TRUE(sqlite.waitForFinished(30000));
-    ASSERT_EQ(sqlite.exitCode(), 0) << sqlite.readAllStandardError().toStdString();
+    insertLogEntries(home.path(), QStringLiteral("[(5,'added a file'),(4,'could not read x.wav'),(3,'render failed')]"));
 
     const CommandResult all = runOndrel(home.path(), {QStringLiteral("log")});
     const QStringList lines = all.out.trimmed().split(QLatin1Char('\n'));
@@ -131,15 +145,7 @@ TEST(CommandLine, LogShowsEntriesOldestFirstAndIssuesOnly) {
 TEST(CommandLine, LogEntryWithLineBreaksStaysOnOneLine) {
     TemporaryHome home;
     ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("log")}).exitCode, 0);  // makes the log file
-    QProcess sqlite;
-    sqlite.start(QStringLiteral("python3"),
-                 {QStringLiteral("-c"),
-                  QStringLiteral("import sqlite3,sys; c=sqlite3.connect(sys.argv[1]); "
-                                 "c.executemany(\"INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)\", "
-                                 "[(3,'render failed:\\nline two\\r\\n\\tline three'),(5,'next')]); c.commit()"),
-                  home.filePath(QStringLiteral("Log.db"))});
-    ASSERT_TRUE(sqlite.waitForFinished(30000));
-    ASSERT_EQ(sqlite.exitCode(), 0) << sqlite.readAllStandardError().toStdString();
+    insertLogEntries(home.path(), QStringLiteral("[(3,'render failed:\\nline two\\r\\n\\tline three'),(5,'next')]"));
 
     const CommandResult text = runOndrel(home.path(), {QStringLiteral("log")});
     ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
@@ -180,11 +186,6 @@ TEST(CommandLine, LogThatCannotBeOpenedIsReported) {
 
 TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     TemporaryHome home;
-    const CommandResult empty = runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show")});
-    ASSERT_EQ(empty.exitCode, 0) << empty.err.toStdString();
-    EXPECT_TRUE(empty.out.startsWith(QStringLiteral("no actions"))) << empty.out.toStdString();
-    EXPECT_TRUE(empty.out.contains(QStringLiteral("Music/Ondrel"))) << "the default destination";
-
     QFile file(home.filePath(QStringLiteral("Workflow.plist")));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -239,8 +240,6 @@ TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     EXPECT_TRUE(text.out.contains(QStringLiteral("addResults          yes")));
     EXPECT_FALSE(text.out.contains(QStringLiteral("next to each source"))) << "the workflow's own destination";
 
-    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("workflow")}).exitCode, 2);
-    EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show"), QStringLiteral("x")}).exitCode, 2);
 }
 
 namespace {
@@ -312,22 +311,119 @@ TEST(CommandLine, InfoReadsFilesWrittenByOtherTools) {
     EXPECT_EQ(runOndrel(home.path(), {QStringLiteral("info"), home.path()}).exitCode, 3);
 }
 
-TEST(CommandLine, StartsAndQuitsLikeTheDesktopProgram) {
+// The delegate's and the controllers' registered defaults are read as the
+// desktop program reads them, without being stored.
+TEST(CommandLine, RegisteredDefaultsAreReadButNotStored) {
     TemporaryHome home;
-    // Registered defaults of the application are there without being stored.
-    const CommandResult format = runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("read"), QStringLiteral("timeFormat")});
-    EXPECT_EQ(format.exitCode, 0) << format.err.toStdString();
-    EXPECT_EQ(format.out.trimmed(), QStringLiteral("13"));
-    for (const auto& [key, value] : {std::pair{"LogControllerLogTTL", "14 days"}, std::pair{"WorkflowSourceFileEntitiesKey", "allFileEntities"}}) {
+    for (const auto& [key, value] : {std::pair{"timeFormat", "13"}, std::pair{"LogControllerLogTTL", "14 days"},
+                                     std::pair{"WorkflowSourceFileEntitiesKey", "allFileEntities"}}) {
         const CommandResult read = runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("read"), QString::fromLatin1(key)});
+        EXPECT_EQ(read.exitCode, 0) << read.err.toStdString();
         EXPECT_EQ(read.out.trimmed(), QString::fromLatin1(value)) << key;
     }
     const CommandResult all = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("defaults"), QStringLiteral("read")});
-    EXPECT_FALSE(QJsonDocument::fromJson(all.out.toUtf8()).object().contains(QStringLiteral("timeFormat")))
-        << "registered values are not stored";
-    // The output folder is made at start, and quitting writes the current workflow.
-    EXPECT_TRUE(QFileInfo(home.filePath(QStringLiteral("Music/Ondrel"))).isDir());
-    EXPECT_TRUE(QFileInfo::exists(home.filePath(QStringLiteral("Workflow.plist"))));
+    EXPECT_FALSE(QJsonDocument::fromJson(all.out.toUtf8()).object().contains(QStringLiteral("timeFormat")));
+}
+
+namespace {
+
+// Three actions of registered classes, written by hand: any rewrite of the
+// file changes its bytes.
+const QByteArray kThreeActions = R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict><key>actions</key><array>
+<dict><key>className</key><string>Action</string><key>name</key><string>Plain</string></dict>
+<dict><key>className</key><string>SaveAction</string><key>name</key><string>Rough</string><key>enabled</key><false/>
+<key>parameters</key><dict><key>filenameComponents</key><array><string>[F] rough</string></array></dict></dict>
+<dict><key>className</key><string>SaveAction</string><key>name</key><string>Master</string>
+<key>parameters</key><dict><key>replaceOriginal</key><true/></dict></dict>
+</array><key>saveAction</key><dict><key>addResults</key><true/></dict></dict></plist>
+)";
+
+QString writeThreeActions(const TemporaryHome& home) {
+    const QString path = home.filePath(QStringLiteral("Workflow.plist"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(kThreeActions) != kThreeActions.size())
+        return QString();
+    return path;
+}
+
+QByteArray contentsOf(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+// Every command used to write the workflow as it quit: one that only reads
+// it, or writes something else, must leave it as it is.
+TEST(CommandLine, CommandsThatDoNotChangeTheWorkflowLeaveItsFileAlone) {
+    TemporaryHome home;
+    const QString path = writeThreeActions(home);
+    ASSERT_FALSE(path.isEmpty());
+    const QStringList commands[] = {
+        {QStringLiteral("info"), home.filePath(QStringLiteral("none.wav"))},
+        {QStringLiteral("log")},
+        {QStringLiteral("defaults"), QStringLiteral("read")},
+        {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("timeFormat"), QStringLiteral("7")},
+    };
+    FolderWriteWatch watch(home.path());
+    ASSERT_TRUE(watch.isWatching());
+    for (const QStringList& command : commands) {
+        runOndrel(home.path(), command);
+        EXPECT_EQ(contentsOf(path), kThreeActions) << command.join(QLatin1Char(' ')).toStdString();
+    }
+    EXPECT_EQ(watch.writesOf(QStringLiteral("Workflow.plist")).replaced, 0);
+}
+
+// Two readers started together used to both write the workflow at their
+// quit, each over the other.
+TEST(CommandLine, TwoReadersStartedTogetherLeaveTheWorkflowAlone) {
+    TemporaryHome home;
+    const QString path = writeThreeActions(home);
+    ASSERT_FALSE(path.isEmpty());
+    QProcess first, second;
+    for (QProcess* process : {&first, &second})
+        process->start(QStringLiteral(ONDREL_CLI_PATH),
+                       {QStringLiteral("--home"), home.path(), QStringLiteral("workflow"), QStringLiteral("show")});
+    for (QProcess* process : {&first, &second}) {
+        ASSERT_TRUE(process->waitForFinished(60000));
+        EXPECT_EQ(process->exitCode(), 0);
+        EXPECT_TRUE(QString::fromUtf8(process->readAllStandardOutput()).contains(QStringLiteral(" 3  SaveAction  \"Master\"")));
+    }
+    EXPECT_EQ(contentsOf(path), kThreeActions);
+}
+
+// An edit writes the workflow once as the program quits, by replacing the
+// file whole, with every action and the save options as they were.
+TEST(CommandLine, AnEditWritesTheWorkflowOnceAndWhole) {
+    TemporaryHome home;
+    const QString path = writeThreeActions(home);
+    ASSERT_FALSE(path.isEmpty());
+    FolderWriteWatch watch(home.path());
+    ASSERT_TRUE(watch.isWatching());
+    ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("remove"), QStringLiteral("4")}).exitCode, 2);
+    EXPECT_EQ(contentsOf(path), kThreeActions) << "a wrong number changes nothing";
+
+    const CommandResult moved = runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("move"), QStringLiteral("3"), QStringLiteral("1")});
+    ASSERT_EQ(moved.exitCode, 0) << moved.err.toStdString();
+    const FolderWriteWatch::Writes writes = watch.writesOf(QStringLiteral("Workflow.plist"));
+    EXPECT_EQ(writes.replaced, 1);
+    EXPECT_EQ(writes.inPlace, 0);
+
+    const QVariantMap workflow = PropertyList::readFromFile(path).toMap();
+    const QVariantList actions = workflow.value(QStringLiteral("actions")).toList();
+    ASSERT_EQ(actions.size(), 3);
+    const QVariantMap master = actions[0].toMap(), rough = actions[2].toMap();
+    EXPECT_EQ(master.value(QStringLiteral("name")).toString(), QStringLiteral("Master"));
+    EXPECT_TRUE(master.value(QStringLiteral("parameters")).toMap().value(QStringLiteral("replaceOriginal")).toBool());
+    EXPECT_EQ(actions[1].toMap().value(QStringLiteral("className")).toString(), QStringLiteral("Action"));
+    EXPECT_FALSE(rough.value(QStringLiteral("enabled")).toBool());
+    EXPECT_EQ(rough.value(QStringLiteral("parameters")).toMap().value(QStringLiteral("filenameComponents")).toStringList(),
+              QStringList{QStringLiteral("[F] rough")});
+    EXPECT_TRUE(workflow.value(QStringLiteral("saveAction")).toMap().value(QStringLiteral("addResults")).toBool());
+    EXPECT_EQ(QDir(home.path()).entryList({QStringLiteral("Workflow*")}, QDir::Files | QDir::Hidden),
+              QStringList{QStringLiteral("Workflow.plist")})
+        << "no temporary file left";
 }
 
 } // namespace ondrel
