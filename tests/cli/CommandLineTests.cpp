@@ -24,6 +24,7 @@ TEST(CommandLine, WrongUsageExitsWithTwo) {
         {QStringLiteral("--no-such-option")},
         {QStringLiteral("defaults")},
         {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("k")},
+        {QStringLiteral("defaults"), QStringLiteral("write"), QStringLiteral("bad"), QStringLiteral("int"), QStringLiteral("x")},
         {QStringLiteral("workflow")},
         {QStringLiteral("workflow"), QStringLiteral("show"), QStringLiteral("x")},
         {QStringLiteral("workflow"), QStringLiteral("disable"), QStringLiteral("1")},  // no action 1
@@ -31,7 +32,8 @@ TEST(CommandLine, WrongUsageExitsWithTwo) {
     for (const QStringList& arguments : cases)
         EXPECT_EQ(runOndrel(home.path(), arguments).exitCode, 2) << arguments.join(QLatin1Char(' ')).toStdString();
     EXPECT_EQ(runOndrel(QString(), {QStringLiteral("--home")}).exitCode, 2);
-    EXPECT_FALSE(QFileInfo::exists(home.filePath(QStringLiteral("Workflow.plist"))));
+    for (const char* written : {"Workflow.plist", "Defaults.plist"})
+        EXPECT_FALSE(QFileInfo::exists(home.filePath(QString::fromLatin1(written)))) << written;
 }
 
 // Output that can't be written is no success: a script reading it would
@@ -52,19 +54,21 @@ TEST(CommandLine, OutputThatCannotBeWrittenIsReported) {
     }
 }
 
+// Each value keeps the type its text asks for from one run to the next.
 TEST(CommandLine, DefaultsWrittenInOneRunAreReadInTheNext) {
     TemporaryHome home;
-    auto write = [&](QStringList args) {
-        args.prepend(QStringLiteral("write"));
-        args.prepend(QStringLiteral("defaults"));
-        return runOndrel(home.path(), args).exitCode;
+    const struct {
+        QStringList write;  // after "defaults write"
+        QJsonValue read;
+    } cases[] = {
+        {{QStringLiteral("timeFormat"), QStringLiteral("7")}, 7},
+        {{QStringLiteral("levelFormat"), QStringLiteral("linear")}, QStringLiteral("linear")},
+        {{QStringLiteral("confirmRunWorkflow"), QStringLiteral("off")}, false},
+        {{QStringLiteral("code"), QStringLiteral("string"), QStringLiteral("0042")}, QStringLiteral("0042")},
+        {{QStringLiteral("tags"), QStringLiteral("[\"a\", {\"b\": 1.5}]")}, QJsonArray{QStringLiteral("a"), QJsonObject{{QStringLiteral("b"), 1.5}}}},
     };
-    ASSERT_EQ(write({QStringLiteral("timeFormat"), QStringLiteral("7")}), 0);
-    ASSERT_EQ(write({QStringLiteral("levelFormat"), QStringLiteral("linear")}), 0);
-    ASSERT_EQ(write({QStringLiteral("confirmRunWorkflow"), QStringLiteral("off")}), 0);
-    ASSERT_EQ(write({QStringLiteral("code"), QStringLiteral("string"), QStringLiteral("0042")}), 0);
-    ASSERT_EQ(write({QStringLiteral("tags"), QStringLiteral("[\"a\", {\"b\": 1.5}]")}), 0);
-    EXPECT_EQ(write({QStringLiteral("bad"), QStringLiteral("int"), QStringLiteral("x")}), 2);
+    for (const auto& c : cases)
+        ASSERT_EQ(runOndrel(home.path(), QStringList{QStringLiteral("defaults"), QStringLiteral("write")} + c.write).exitCode, 0);
 
     // The file is where --home puts it, as an XML property list.
     QFile file(home.filePath(QStringLiteral("Defaults.plist")));
@@ -74,11 +78,8 @@ TEST(CommandLine, DefaultsWrittenInOneRunAreReadInTheNext) {
     const CommandResult json = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("defaults"), QStringLiteral("read")});
     ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
     const QJsonObject all = QJsonDocument::fromJson(json.out.toUtf8()).object();
-    EXPECT_EQ(all.value(QStringLiteral("timeFormat")).toInt(), 7);
-    EXPECT_EQ(all.value(QStringLiteral("levelFormat")).toString(), QStringLiteral("linear"));
-    EXPECT_EQ(all.value(QStringLiteral("confirmRunWorkflow")).toBool(true), false);
-    EXPECT_EQ(all.value(QStringLiteral("code")).toString(), QStringLiteral("0042"));
-    EXPECT_FALSE(all.contains(QStringLiteral("bad")));
+    for (const auto& c : cases)
+        EXPECT_EQ(all.value(c.write.first()), c.read) << c.write.first().toStdString();
 
     const CommandResult one = runOndrel(home.path(), {QStringLiteral("defaults"), QStringLiteral("read"), QStringLiteral("tags")});
     EXPECT_EQ(one.out.trimmed(), QStringLiteral("[\"a\",{\"b\":1.5}]"));
@@ -224,13 +225,11 @@ TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     EXPECT_FALSE(rough.value(QStringLiteral("enabled")).toBool(true));
     const QJsonObject parameters = rough.value(QStringLiteral("parameters")).toObject();
     EXPECT_EQ(parameters.value(QStringLiteral("filenameComponents")).toArray().at(1).toString(), QStringLiteral("[T] rough"));
-    EXPECT_FALSE(parameters.value(QStringLiteral("replaceOriginal")).toBool(true));
     const QJsonObject options = shown.value(QStringLiteral("saveOptions")).toObject();
     EXPECT_TRUE(options.value(QStringLiteral("addResults")).toBool());
     EXPECT_EQ(options.value(QStringLiteral("filenameComponents")).toArray().at(0).toString(), QStringLiteral("[C]1:1:3"));
-    EXPECT_TRUE(options.value(QStringLiteral("destination")).toString().endsWith(QStringLiteral("Music/Ondrel")));
 
-    // The missing class was logged, and the next start shows the same workflow in text.
+    // The missing class was logged; the text form shows the same workflow.
     const CommandResult issues = runOndrel(home.path(), {QStringLiteral("log"), QStringLiteral("--issues")});
     EXPECT_TRUE(issues.out.contains(QStringLiteral("NoSuchThingAction"))) << issues.out.toStdString();
     const CommandResult text = runOndrel(home.path(), {QStringLiteral("workflow"), QStringLiteral("show")});
@@ -238,8 +237,6 @@ TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     const QStringList lines = text.out.split(QLatin1Char('\n'));
     EXPECT_EQ(lines.value(0), QStringLiteral(" 1  SaveAction  \"Rough mix\"  (disabled)")) << text.out.toStdString();
     EXPECT_TRUE(text.out.contains(QStringLiteral("addResults          yes")));
-    EXPECT_FALSE(text.out.contains(QStringLiteral("next to each source"))) << "the workflow's own destination";
-
 }
 
 namespace {
@@ -254,23 +251,22 @@ bool runTool(const QString& program, const QStringList& arguments) {
 
 TEST(CommandLine, InfoReadsFilesWrittenByOtherTools) {
     TemporaryHome home;
-    const QString wav = home.filePath(QStringLiteral("tone.wav"));
-    ASSERT_TRUE(runTool(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"),
-                                                QStringLiteral("-b"), QStringLiteral("24"), QStringLiteral("-c"),
-                                                QStringLiteral("2"), wav, QStringLiteral("synth"), QStringLiteral("2.5"),
-                                                QStringLiteral("sine"), QStringLiteral("440")}));
-    const QString flac = home.filePath(QStringLiteral("tone.flac"));
-    ASSERT_TRUE(runTool(QStringLiteral("flac"), {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("-o"), flac,
-                                                 QStringLiteral("--tag=TITLE=Flac Title"), wav}));
-    const QString mp3 = home.filePath(QStringLiteral("tone.mp3"));
-    ASSERT_TRUE(runTool(QStringLiteral("lame"), {QStringLiteral("--quiet"), QStringLiteral("-b"), QStringLiteral("192"),
-                                                 QStringLiteral("--tt"), QStringLiteral("Lame Title"), wav, mp3}));
-    const QString ogg = home.filePath(QStringLiteral("tone.ogg"));
-    ASSERT_TRUE(runTool(QStringLiteral("oggenc"), {QStringLiteral("-Q"), QStringLiteral("-t"), QStringLiteral("Ogg Title"),
-                                                   QStringLiteral("-o"), ogg, wav}));
-    const QString m4a = home.filePath(QStringLiteral("tone.m4a"));
-    ASSERT_TRUE(runTool(QStringLiteral("ffmpeg"), {QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-i"),
-                                                   wav, QStringLiteral("-c:a"), QStringLiteral("alac"), m4a}));
+    const QString wav = home.filePath(QStringLiteral("tone.wav")), flac = home.filePath(QStringLiteral("tone.flac")),
+                  mp3 = home.filePath(QStringLiteral("tone.mp3")), ogg = home.filePath(QStringLiteral("tone.ogg")),
+                  m4a = home.filePath(QStringLiteral("tone.m4a"));
+    const std::pair<const char*, QStringList> tools[] = {
+        {"sox", {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"), QStringLiteral("-b"), QStringLiteral("24"),
+                 QStringLiteral("-c"), QStringLiteral("2"), wav, QStringLiteral("synth"), QStringLiteral("2.5"),
+                 QStringLiteral("sine"), QStringLiteral("440")}},
+        {"flac", {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("-o"), flac, QStringLiteral("--tag=TITLE=Flac Title"), wav}},
+        {"lame", {QStringLiteral("--quiet"), QStringLiteral("-b"), QStringLiteral("192"), QStringLiteral("--tt"),
+                  QStringLiteral("Lame Title"), wav, mp3}},
+        {"oggenc", {QStringLiteral("-Q"), QStringLiteral("-t"), QStringLiteral("Ogg Title"), QStringLiteral("-o"), ogg, wav}},
+        {"ffmpeg", {QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-i"), wav, QStringLiteral("-c:a"),
+                    QStringLiteral("alac"), m4a}},
+    };
+    for (const auto& [tool, arguments] : tools)
+        ASSERT_TRUE(runTool(QString::fromLatin1(tool), arguments)) << tool;
 
     const CommandResult result = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("info"), wav, flac, mp3, ogg, m4a});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
