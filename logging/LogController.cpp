@@ -189,12 +189,15 @@ bool LogController::writePool() {
         return false;
     bool written = false;
     const QString insert = QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)");
-    m_database->executeStatement(insert, nullptr, [this, &written](VMKDatabaseQuery& query) {
-        // The database's lock is held for the whole handler: no other
-        // statement's failure comes between clearing the message and
-        // looking at it.
-        auto failed = [this] { return !m_database->lastErrorMessage().isEmpty(); };
-        m_database->clearLastErrorMessage();
+    auto failed = [this] { return !m_database->lastErrorMessage().isEmpty(); };
+    // Cleared before the statement, so that a file that can't be opened or
+    // an insert that can't be prepared shows as a failure. The database's
+    // lock is held for the whole handler: within it, every failure is this
+    // write's. (Another reader's failure before it only puts the write off.)
+    m_database->clearLastErrorMessage();
+    m_database->executeStatement(insert, nullptr, [this, &written, &failed](VMKDatabaseQuery& query) {
+        if (failed())
+            return;
         m_database->executeStatement(QStringLiteral("BEGIN IMMEDIATE TRANSACTION"));
         if (failed())
             return;
