@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 
+#include "cli/Command.h"
 #include "cli/DefaultsCommand.h"
 #include "cli/InfoCommand.h"
 #include "cli/LogCommand.h"
@@ -29,7 +30,63 @@ namespace ondrel {
 
 namespace {
 
+using Access = Command::Access;
+
+QString helpText();
+
+// Every command, in the order the help lists them. A new command is one
+// more entry here.
+const std::vector<Command>& commands() {
+    static const std::vector<Command> table = {
+        {QStringLiteral("defaults read"), QStringLiteral("[KEY]"),
+         {QStringLiteral("the stored user defaults, or one of them")}, &DefaultsCommand::read, Access::ReadOnly},
+        {QStringLiteral("defaults write"), QStringLiteral("KEY [TYPE] VALUE"),
+         {QStringLiteral("stores a default; VALUE is read as a boolean"),
+          QStringLiteral("(true/false/on/off), number, JSON list or"),
+          QStringLiteral("dictionary, or text; TYPE (string, int, float,"),
+          QStringLiteral("bool, json) forces the reading")},
+         &DefaultsCommand::write, Access::WritesOwnFiles},
+        {QStringLiteral("defaults delete"), QStringLiteral("KEY"), {QStringLiteral("removes a stored default")},
+         &DefaultsCommand::remove, Access::WritesOwnFiles},
+        {QStringLiteral("info"), QStringLiteral("FILE..."),
+         {QStringLiteral("format, encoding, channels, rate, depth, length,"),
+          QStringLiteral("bit rate, metadata and labels of audio files")},
+         &InfoCommand::run, Access::ReadOnly},
+        {QStringLiteral("log"), QStringLiteral("[--issues]"),
+         {QStringLiteral("the log, oldest first (--issues: warnings and errors)")}, &LogCommand::run, Access::ReadOnly},
+        {QStringLiteral("workflow show"), QString(),
+         {QStringLiteral("the current workflow: actions in order with their"),
+          QStringLiteral("parameters, and the save options")},
+         &WorkflowCommand::show, Access::ReadOnly},
+        {QStringLiteral("workflow enable"), QStringLiteral("N"), {QStringLiteral("enables action N (counting from 1)")},
+         &WorkflowCommand::enable, Access::ChangesWorkflow},
+        {QStringLiteral("workflow disable"), QStringLiteral("N"), {QStringLiteral("disables action N")},
+         &WorkflowCommand::disable, Access::ChangesWorkflow},
+        {QStringLiteral("workflow remove"), QStringLiteral("N"), {QStringLiteral("removes action N")},
+         &WorkflowCommand::remove, Access::ChangesWorkflow},
+        {QStringLiteral("workflow move"), QStringLiteral("N M"), {QStringLiteral("moves action N to place M")},
+         &WorkflowCommand::move, Access::ChangesWorkflow},
+        {QStringLiteral("workflow clear"), QString(), {QStringLiteral("removes every action; the save options stay")},
+         &WorkflowCommand::clear, Access::ChangesWorkflow},
+        {QStringLiteral("help"), QString(), {},
+         [](const QStringList&) {
+             Output::line(helpText().chopped(1));
+             return int(Output::Done);
+         },
+         Access::ReadOnly},
+    };
+    return table;
+}
+
 QString helpText() {
+    QString list;
+    for (const Command& command : commands()) {
+        if (command.help.isEmpty())
+            continue;
+        const QString usage = command.arguments.isEmpty() ? command.name : command.name + QLatin1Char(' ') + command.arguments;
+        for (qsizetype i = 0; i < command.help.size(); ++i)
+            list += QStringLiteral("  %1 %2\n").arg((i == 0 ? usage : QString()).leftJustified(35), command.help[i]);
+    }
     return QStringLiteral(
                "Ondrel %1, batch audio processing.\n"
                "\n"
@@ -45,11 +102,40 @@ QString helpText() {
                "\n"
                "commands:\n")
                .arg(QStringLiteral(ONDREL_VERSION)) +
-           DefaultsCommand::help() + InfoCommand::help() + LogCommand::help() + WorkflowCommand::help() +
+           list +
            QStringLiteral(
                "\n"
                "exit status: 0 done; 1 done, but some item failed; 2 wrong usage;\n"
                "3 the catalog or a file could not be opened.\n");
+}
+
+// The command the arguments name (the longest name that begins them), with
+// its own arguments left in `arguments`; null, with the usage message
+// printed, when they name none.
+const Command* findCommand(QStringList& arguments) {
+    const Command* found = nullptr;
+    qsizetype foundWords = 0;
+    QStringList subcommands;
+    for (const Command& command : commands()) {
+        const QStringList words = command.name.split(QLatin1Char(' '));
+        if (words.size() > 1 && words.first() == arguments.first())
+            subcommands << words.mid(1).join(QLatin1Char(' '));
+        if (words.size() > foundWords && arguments.mid(0, words.size()) == words) {
+            found = &command;
+            foundWords = words.size();
+        }
+    }
+    if (found) {
+        arguments = arguments.mid(foundWords);
+        return found;
+    }
+    if (subcommands.isEmpty())
+        Output::usage(QStringLiteral("unknown command '%1'").arg(arguments.first()));
+    else if (arguments.size() == 1)
+        Output::usage(QStringLiteral("%1 needs a subcommand: %2").arg(arguments.first(), subcommands.join(QStringLiteral(", "))));
+    else
+        Output::usage(QStringLiteral("unknown %1 subcommand '%2'").arg(arguments.first(), arguments[1]));
+    return nullptr;
 }
 
 int runCommand(int argc, char** argv) {
@@ -94,6 +180,14 @@ int runCommand(int argc, char** argv) {
         return Output::Done;
     }
 
+    const Command* command = findCommand(arguments);
+    if (!command)
+        return Output::WrongUsage;
+    // The stored workflow is written only by a command that has changed it,
+    // once, as the program quits (below). Any other leaves the file as it
+    // is, even when another process is writing it.
+    WorkflowController::setSavingEnabled(false);
+
     // Every class is findable by name before anything stored is read.
     registerActionClasses();
     registerEngineClasses();
@@ -120,26 +214,13 @@ int runCommand(int argc, char** argv) {
     LogController::sharedInstance();
     WorkflowController::sharedInstance();
 
-    const QString command = arguments.takeFirst();
-    int status;
-    if (command == QLatin1String("defaults")) {
-        status = DefaultsCommand::run(arguments);
-    } else if (command == QLatin1String("info")) {
-        status = InfoCommand::run(arguments);
-    } else if (command == QLatin1String("log")) {
-        status = LogCommand::run(arguments);
-    } else if (command == QLatin1String("workflow")) {
-        status = WorkflowCommand::run(arguments);
-    } else if (command == QLatin1String("help")) {
-        Output::line(helpText().chopped(1));
-        status = Output::Done;
-    } else {
-        return Output::usage(QStringLiteral("unknown command '%1'").arg(command));
-    }
+    const int status = command->run(arguments);
+    if (command->access == Access::ChangesWorkflow && WorkflowController::sharedInstance()->needsSave())
+        WorkflowController::setSavingEnabled(true);
     // Quit as the desktop program does, through the application object that
-    // the delegate replies to: the delegate writes the current workflow and,
-    // with work still running, the quit waits for it to end; then the
-    // controllers write what they hold.
+    // the delegate replies to: the delegate writes the current workflow (when
+    // saving is on) and, with work still running, the quit waits for it to
+    // end; then the controllers write what they hold.
     terminable->terminateAndWait(delegate);
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
     return status;

@@ -6,9 +6,7 @@
 
 namespace ondrel {
 
-namespace {
-
-int read(const QStringList& arguments) {
+int DefaultsCommand::read(const QStringList& arguments) {
     UserDefaults& defaults = *UserDefaults::standardUserDefaults();
     if (arguments.isEmpty()) {
         const QVariantMap all = defaults.persistentDomain();
@@ -35,7 +33,7 @@ int read(const QStringList& arguments) {
     return Output::Done;
 }
 
-int write(const QStringList& arguments) {
+int DefaultsCommand::write(const QStringList& arguments) {
     if (arguments.size() != 2 && arguments.size() != 3)
         return Output::usage(QStringLiteral("usage: ondrel defaults write KEY [string|int|float|bool|json] VALUE"));
     QString problem;
@@ -53,38 +51,12 @@ int write(const QStringList& arguments) {
     return Output::Done;
 }
 
-int remove(const QStringList& arguments) {
+int DefaultsCommand::remove(const QStringList& arguments) {
     if (arguments.size() != 1)
         return Output::usage(QStringLiteral("usage: ondrel defaults delete KEY"));
     UserDefaults& defaults = *UserDefaults::standardUserDefaults();
     defaults.removeObjectForKey(arguments[0]);
     return defaults.synchronize() ? Output::Done : Output::CannotOpen;
-}
-
-} // namespace
-
-int DefaultsCommand::run(const QStringList& arguments) {
-    if (arguments.isEmpty())
-        return Output::usage(QStringLiteral("defaults needs read, write or delete"));
-    const QString verb = arguments.first();
-    const QStringList rest = arguments.mid(1);
-    if (verb == QLatin1String("read"))
-        return read(rest);
-    if (verb == QLatin1String("write"))
-        return write(rest);
-    if (verb == QLatin1String("delete"))
-        return remove(rest);
-    return Output::usage(QStringLiteral("unknown defaults verb '%1'").arg(verb));
-}
-
-QString DefaultsCommand::help() {
-    return QStringLiteral(
-        "  defaults read [KEY]                 the stored user defaults, or one of them\n"
-        "  defaults write KEY [TYPE] VALUE     stores a default; VALUE is read as a boolean\n"
-        "                                      (true/false/on/off), number, JSON list or\n"
-        "                                      dictionary, or text; TYPE (string, int, float,\n"
-        "                                      bool, json) forces the reading\n"
-        "  defaults delete KEY                 removes a stored default\n");
 }
 
 } // namespace ondrel

@@ -154,9 +154,4 @@ int InfoCommand::run(const QStringList& arguments) {
     return all.isEmpty() && arguments.size() == 1 ? Output::CannotOpen : Output::SomeItemFailed;
 }
 
-QString InfoCommand::help() {
-    return QStringLiteral("  info FILE...                        format, encoding, channels, rate, depth, length,\n"
-                          "                                      bit rate, metadata and labels of audio files\n");
-}
-
 } // namespace ondrel

@@ -10,7 +10,6 @@ namespace ondrel {
 class InfoCommand {
 public:
     static int run(const QStringList& arguments);
-    static QString help();
 };
 
 } // namespace ondrel

@@ -64,8 +64,4 @@ int LogCommand::run(const QStringList& arguments) {
     return Output::Done;
 }
 
-QString LogCommand::help() {
-    return QStringLiteral("  log [--issues]                      the log, oldest first (--issues: warnings and errors)\n");
-}
-
 } // namespace ondrel

@@ -8,7 +8,6 @@ namespace ondrel {
 class LogCommand {
 public:
     static int run(const QStringList& arguments);
-    static QString help();
 };
 
 } // namespace ondrel

@@ -3,6 +3,7 @@
 #include "cli/Output.h"
 #include "core/files/Bookmark.h"
 #include "actions/save/SaveAction.h"
+#include "process/workflow/Action.h"
 #include "process/workflow/WorkflowController.h"
 
 #include <QtCore/QVariantMap>
@@ -33,7 +34,37 @@ QVariantMap displayedParameters(const QVariantMap& parameters) {
 
 QString yesNo(bool value) { return value ? QStringLiteral("yes") : QStringLiteral("no"); }
 
-int show() {
+// The action that N (counting from 1) names, or null with the usage
+// message printed.
+std::shared_ptr<Action> actionNumbered(const QString& text, qsizetype* index) {
+    bool ok = false;
+    const qsizetype number = text.toLongLong(&ok);
+    const qsizetype count = WorkflowController::sharedInstance()->countOfActions();
+    if (!ok || number < 1 || number > count) {
+        Output::usage(count == 0 ? QStringLiteral("the workflow has no actions, so none is '%1'").arg(text)
+                                 : QStringLiteral("'%1' is no action: the workflow has actions 1 to %2").arg(text).arg(count));
+        return nullptr;
+    }
+    *index = number - 1;
+    return WorkflowController::sharedInstance()->objectInActionsAtIndex(*index);
+}
+
+int setEnabled(const QStringList& arguments, bool enabled) {
+    if (arguments.size() != 1)
+        return Output::usage(QStringLiteral("usage: ondrel workflow %1 N").arg(enabled ? QStringLiteral("enable") : QStringLiteral("disable")));
+    qsizetype index;
+    const auto action = actionNumbered(arguments[0], &index);
+    if (!action)
+        return Output::WrongUsage;
+    action->setEnabled(enabled);
+    return Output::Done;
+}
+
+} // namespace
+
+int WorkflowCommand::show(const QStringList& arguments) {
+    if (!arguments.isEmpty())
+        return Output::usage(QStringLiteral("workflow show takes no arguments, not '%1'").arg(arguments[0]));
     auto controller = WorkflowController::sharedInstance();
     const auto actions = controller->actions();
     const auto save = std::dynamic_pointer_cast<SaveAction>(controller->saveAction());
@@ -81,23 +112,40 @@ int show() {
     return Output::Done;
 }
 
-} // namespace
+int WorkflowCommand::enable(const QStringList& arguments) { return setEnabled(arguments, true); }
 
-int WorkflowCommand::run(const QStringList& arguments) {
-    if (arguments.isEmpty())
-        return Output::usage(QStringLiteral("workflow needs a subcommand: show"));
-    const QString subcommand = arguments.first();
-    if (subcommand == QLatin1String("show")) {
-        if (arguments.size() > 1)
-            return Output::usage(QStringLiteral("workflow show takes no arguments, not '%1'").arg(arguments[1]));
-        return show();
-    }
-    return Output::usage(QStringLiteral("unknown workflow subcommand '%1'").arg(subcommand));
+int WorkflowCommand::disable(const QStringList& arguments) { return setEnabled(arguments, false); }
+
+int WorkflowCommand::remove(const QStringList& arguments) {
+    if (arguments.size() != 1)
+        return Output::usage(QStringLiteral("usage: ondrel workflow remove N"));
+    qsizetype index;
+    if (!actionNumbered(arguments[0], &index))
+        return Output::WrongUsage;
+    WorkflowController::sharedInstance()->removeObjectFromActionsAtIndex(index);
+    return Output::Done;
 }
 
-QString WorkflowCommand::help() {
-    return QStringLiteral("  workflow show                       the current workflow: actions in order with their\n"
-                          "                                      parameters, and the save options\n");
+int WorkflowCommand::move(const QStringList& arguments) {
+    if (arguments.size() != 2)
+        return Output::usage(QStringLiteral("usage: ondrel workflow move N M"));
+    qsizetype from, to;
+    const auto action = actionNumbered(arguments[0], &from);
+    if (!action || !actionNumbered(arguments[1], &to))
+        return Output::WrongUsage;
+    auto controller = WorkflowController::sharedInstance();
+    controller->removeObjectFromActionsAtIndex(from);
+    controller->insertObjectInActionsAtIndex(action, to);
+    return Output::Done;
+}
+
+int WorkflowCommand::clear(const QStringList& arguments) {
+    if (!arguments.isEmpty())
+        return Output::usage(QStringLiteral("workflow clear takes no arguments, not '%1'").arg(arguments[0]));
+    auto controller = WorkflowController::sharedInstance();
+    if (const qsizetype count = controller->countOfActions())
+        controller->removeActionsAtIndexes(IndexSet::range(0, count));
+    return Output::Done;
 }
 
 } // namespace ondrel

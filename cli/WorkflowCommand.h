@@ -4,12 +4,21 @@
 
 namespace ondrel {
 
-// `ondrel workflow show`: the current workflow's actions in order with their
-// parameters, and the save options.
+// `ondrel workflow show` and the edits of the current workflow; N and M
+// count actions from 1.
 class WorkflowCommand {
 public:
-    static int run(const QStringList& arguments);
-    static QString help();
+    // The actions in order with their parameters, and the save options.
+    static int show(const QStringList& arguments);
+    // `enable N`, `disable N`: the action's enabled flag.
+    static int enable(const QStringList& arguments);
+    static int disable(const QStringList& arguments);
+    // `remove N`: takes the action out of the workflow.
+    static int remove(const QStringList& arguments);
+    // `move N M`: the action N ends up at place M.
+    static int move(const QStringList& arguments);
+    // `clear`: removes every action; the save options stay.
+    static int clear(const QStringList& arguments);
 };
 
 } // namespace ondrel

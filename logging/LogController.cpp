@@ -76,8 +76,25 @@ LogController::~LogController() {
 }
 
 void LogController::init() {
-    const URL url = URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Log"))
-                        .URLByAppendingPathExtension(QStringLiteral("db"));
+    VMKError error;
+    const URL folder = URL::supportDirectory(&error);
+    if (folder.isEmpty()) {
+        // Messages are still taken (and kept, up to the bound); readers find
+        // nothing and are told why.
+        m_openProblem = QStringLiteral("the log's folder could not be made: %1").arg(error.localizedDescription());
+    } else {
+        openDatabase(folder.URLByAppendingPathComponent(QStringLiteral("Log")).URLByAppendingPathExtension(QStringLiteral("db")));
+    }
+
+    std::weak_ptr<LogController> weak = std::static_pointer_cast<LogController>(shared_from_this());
+    m_terminateObserver = NotificationCenter::defaultCenter().addObserver(
+        ApplicationWillTerminateNotification, nullptr, [weak](const Notification&) {
+            if (auto self = weak.lock())
+                self->applicationWillTerminate();
+        });
+}
+
+void LogController::openDatabase(const URL& url) {
     m_database = VMKDatabaseController::initWithURL(url);
     if (!url.existsAsFile()) {
         m_database->executeStatement(QStringLiteral("CREATE TABLE [Global] (version INTEGER);"));
@@ -90,17 +107,16 @@ void LogController::init() {
             (void)query.intValueAtColumn(0);
     });
 
+    // The time to live is a date modifier without its sign ("14 days"),
+    // bound as a value: a text that isn't one makes DateTime() NULL, which
+    // deletes nothing.
     const QString ttl = UserDefaults::standardUserDefaults()->stringForKey(QStringLiteral("LogControllerLogTTL"));
     if (!ttl.isEmpty())
-        m_database->executeStatement(
-            QStringLiteral("DELETE FROM Log WHERE timestamp < DateTime('now', '-%1')").arg(ttl));
-
-    std::weak_ptr<LogController> weak = std::static_pointer_cast<LogController>(shared_from_this());
-    m_terminateObserver = NotificationCenter::defaultCenter().addObserver(
-        ApplicationWillTerminateNotification, nullptr, [weak](const Notification&) {
-            if (auto self = weak.lock())
-                self->applicationWillTerminate();
-        });
+        m_database->executeStatement(QStringLiteral("DELETE FROM Log WHERE timestamp < DateTime('now', ?)"), nullptr,
+                                     [&ttl](VMKDatabaseQuery& query) {
+                                         query.setStringValue(QLatin1Char('-') + ttl, 0);
+                                         query.execute();
+                                     });
 }
 
 void LogController::logWithLevel(unsigned level, const QString& message) {
@@ -157,24 +173,55 @@ void LogController::write() {
     std::lock_guard lock(m_messagePoolLock);
     if (m_messagePool.empty())
         return;
-    m_database->executeStatement(QStringLiteral("BEGIN IMMEDIATE TRANSACTION"));
-    m_database->executeStatement(
-        QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)"), nullptr,
-        [this](VMKDatabaseQuery& query) {
-            for (const PooledMessage& entry : m_messagePool) {
-                query.setIntValue(int(entry.level), 0);
-                query.setStringValue(entry.message, 1);
-                query.execute();
-                query.reset();
-            }
-        });
-    m_database->executeStatement(QStringLiteral("END TRANSACTION"));
-    m_messagePool.clear();
+    if (writePool()) {
+        m_messagePool.clear();
+        return;
+    }
+    // Kept for the next write (the next batch's, or the one at quit); while
+    // writing keeps failing only the newest MaximumKeptMessages stay.
+    if (m_messagePool.size() > MaximumKeptMessages)
+        m_messagePool.erase(m_messagePool.begin(),
+                            m_messagePool.begin() + std::ptrdiff_t(m_messagePool.size() - MaximumKeptMessages));
+}
+
+bool LogController::writePool() {
+    if (!m_database)
+        return false;
+    bool written = false;
+    const QString insert = QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)");
+    auto failed = [this] { return !m_database->lastErrorMessage().isEmpty(); };
+    // Cleared before the statement, so that a file that can't be opened or
+    // an insert that can't be prepared shows as a failure. The database's
+    // lock is held for the whole handler: within it, every failure is this
+    // write's. (Another reader's failure before it only puts the write off.)
+    m_database->clearLastErrorMessage();
+    m_database->executeStatement(insert, nullptr, [this, &written, &failed](VMKDatabaseQuery& query) {
+        if (failed())
+            return;
+        m_database->executeStatement(QStringLiteral("BEGIN IMMEDIATE TRANSACTION"));
+        if (failed())
+            return;
+        for (const PooledMessage& entry : m_messagePool) {
+            query.setIntValue(int(entry.level), 0);
+            query.setStringValue(entry.message, 1);
+            query.execute();
+            query.reset();
+            if (failed())
+                break;
+        }
+        if (!failed())
+            m_database->executeStatement(QStringLiteral("END TRANSACTION"));
+        written = !failed();
+        if (!written)
+            m_database->executeStatement(QStringLiteral("ROLLBACK TRANSACTION"));
+    });
+    return written;
 }
 
 void LogController::clear() {
     clearWarningsAndErrors();
-    m_database->executeStatement(QStringLiteral("DELETE FROM Log"));
+    if (m_database)
+        m_database->executeStatement(QStringLiteral("DELETE FROM Log"));
     dispatchMain([] { NotificationCenter::defaultCenter().postNotification(LogDidUpdate); });
 }
 
@@ -189,13 +236,19 @@ void LogController::clearWarningsAndErrors() {
 
 void LogController::executeStatement(const QString& sql, DispatchQueue* queue,
                                      std::function<void(VMKDatabaseQuery&)> handler) {
-    m_database->executeStatement(sql, queue, std::move(handler));
+    if (m_database)
+        m_database->executeStatement(sql, queue, std::move(handler));
 }
 
 void LogController::applicationWillTerminate() { write(); }
 
-QString LogController::lastErrorMessage() const { return m_database->lastErrorMessage(); }
+QString LogController::lastErrorMessage() const {
+    return m_database ? m_database->lastErrorMessage() : m_openProblem;
+}
 
-void LogController::clearLastErrorMessage() { m_database->clearLastErrorMessage(); }
+void LogController::clearLastErrorMessage() {
+    if (m_database)
+        m_database->clearLastErrorMessage();
+}
 
 } // namespace ondrel

@@ -13,6 +13,7 @@ namespace ondrel {
 
 class DispatchQueue;
 class Timer;
+class URL;
 class VMKDatabaseController;
 class VMKDatabaseQuery;
 
@@ -24,10 +25,18 @@ class VMKDatabaseQuery;
 // in memory (observable "warningCount" and "errorCount"). Entries older than
 // the default LogControllerLogTTL (a date modifier such as "14 days"; empty
 // keeps everything) are deleted at start.
+//
+// A failure to log never reaches the caller: a batch whose write fails stays
+// in the pool for the next write (up to MaximumKeptMessages), and without a
+// support folder the log takes messages, writes nothing and its statements
+// find nothing.
 class LogController : public Object {
     ONDREL_OBJECT(LogController, Object)
 public:
     enum Level : unsigned { Error = 3, Warning = 4, Notice = 5 };
+    // Messages kept in memory for a later write while writing fails; past
+    // this many the oldest go.
+    static constexpr size_t MaximumKeptMessages = 10000;
 
     static const QString LogDidUpdate;
 
@@ -39,14 +48,19 @@ public:
     void logWithLevel(unsigned level, const QString& message);
     void clear();
     void clearWarningsAndErrors();
+    // Stores the pool now, on the calling thread; a batch that fails stays
+    // pooled for the next write.
     void write();
     void writeAndNotify();
+    // Runs a statement on the log file; without one (no support folder) the
+    // handler is not called.
     void executeStatement(const QString& sql, DispatchQueue* queue = nullptr,
                           std::function<void(VMKDatabaseQuery&)> handler = {});
     void applicationWillTerminate();
     // Statements fail silently; a reader that must know whether the log
     // could be read clears this, runs its statement and looks: the SQL text
-    // and SQLite's message of the last failure, empty when none.
+    // and SQLite's message of the last failure, empty when none. Without a
+    // log file it always says why there is none.
     QString lastErrorMessage() const;
     void clearLastErrorMessage();
 
@@ -63,9 +77,14 @@ private:
     };
 
     void init();
+    void openDatabase(const URL& url);
+    // Writes the pool in one transaction; false (with nothing written) when
+    // any of it fails.
+    bool writePool();
     void addToCount(std::atomic<quint64>& count, const QString& key);
 
-    std::shared_ptr<VMKDatabaseController> m_database;
+    std::shared_ptr<VMKDatabaseController> m_database;  // null when the log's folder can't be made
+    QString m_openProblem;                              // why, then
     std::vector<PooledMessage> m_messagePool;
     std::mutex m_messagePoolLock;
     std::atomic<quint64> m_warningCount{0};

@@ -181,10 +181,13 @@ void WorkflowController::init() {
         if (auto self = weak.lock())
             self->save();
     });
+    // The application's delegate has written the workflow when it agreed to
+    // quit; this writes only what changed after that, so that quitting
+    // writes the file once.
     m_terminateObserver = NotificationCenter::defaultCenter().addObserver(
         ApplicationWillTerminateNotification, nullptr, [weak](const Notification&) {
             if (auto self = weak.lock())
-                self->save(true);
+                self->save();
         });
 }
 
@@ -333,7 +336,22 @@ QVariantMap WorkflowController::propertyList() const {
             {kSaveActionKey, m_saveAction ? m_saveAction->parameterValues() : m_unreadSaveAction}};
 }
 
+namespace {
+
+std::atomic<bool>& savingEnabled() {
+    static std::atomic<bool> enabled{true};
+    return enabled;
+}
+
+} // namespace
+
+void WorkflowController::setSavingEnabled(bool enabled) { savingEnabled().store(enabled); }
+
+bool WorkflowController::isSavingEnabled() { return savingEnabled().load(); }
+
 void WorkflowController::save(bool force) {
+    if (!isSavingEnabled())
+        return;
     // Cleared first, so that a change made while writing is written next time.
     if (!m_needsSave.exchange(false) && !force)
         return;

@@ -82,9 +82,16 @@ public:
 
     // save(false).
     void save() { save(false); }
-    // Writes the workflow when it needs saving or when forced. Write
-    // failures are ignored.
+    // Writes the workflow when it needs saving or when forced, atomically (a
+    // temporary file in the same folder renamed over the old one). Write
+    // failures are ignored. Does nothing while saving is disabled.
     void save(bool force);
+    // Process-wide, on by default. A process that must leave the stored
+    // workflow as it is (a command that only reads it, or changes something
+    // else) turns saving off before it asks for the controller: no save
+    // writes then, forced or not, and needsSave is left as it is.
+    static void setSavingEnabled(bool enabled);
+    static bool isSavingEnabled();
     // The property list that is written.
     QVariantMap propertyList() const;
 

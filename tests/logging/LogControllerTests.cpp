@@ -8,6 +8,8 @@
 #include "core/storage/VMKDatabaseQuery.h"
 #include "tests/support/TestSupport.h"
 
+#include <QtCore/QFile>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -106,31 +108,83 @@ TEST_F(LogControllerTest, MessagesLoggedJustBeforeQuitAreThereAtTheNextStart) {
     EXPECT_EQ(updates.load(), 0) << "quitting writes without notifying";
 }
 
+// Rows older than the time to live go at start, and not while running; the
+// time to live is a date modifier and never SQL: a text that would end the
+// modifier's quotes deletes nothing.
 TEST_F(LogControllerTest, OldEntriesGoAtStartAccordingToTheTimeToLive) {
-    auto log = LogController::sharedInstance();
-    log->write();  // the file exists now
+    struct Case {
+        const char* ttl;  // null: the registered one
+        qint64 kept;
+    };
+    const Case cases[] = {{nullptr, 2}, {"1 hours", 1}, {"", 4}, {"1 days') OR ('1'='1", 4}};
+    LogController::sharedInstance()->write();  // the file exists now
     auto db = reader();
-    for (const char* age : {"-20 days", "-13 days", "-1 hours"})
-        db->executeStatement(
-            QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '%1'), 5, '%1')")
-                .arg(QLatin1String(age)));
-    EXPECT_EQ(count(*db), 3) << "nothing is deleted while running";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.ttl ? c.ttl : "registered");
+        db->executeStatement("DELETE FROM Log");
+        for (const char* age : {"-900 days", "-20 days", "-13 days", "-1 minutes"})
+            db->executeStatement(
+                QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '%1'), 5, '%1')")
+                    .arg(QLatin1String(age)));
+        if (c.ttl)
+            UserDefaults::standardUserDefaults()->setObjectForKey(QString::fromUtf8(c.ttl), "LogControllerLogTTL");
+        ASSERT_EQ(count(*db), 4) << "nothing is deleted while running";
+        LogController::resetSharedInstance();
+        LogController::sharedInstance();
+        EXPECT_EQ(count(*db), c.kept);
+        EXPECT_EQ(count(*db, "WHERE message = '-1 minutes'"), 1);
+    }
+}
 
+// A log that can't be kept (its folder can't be made) takes messages and
+// answers readers without crashing, and says why it can't be read.
+TEST_F(LogControllerTest, ALogWhoseFolderCannotBeMadeNeitherCrashesNorThrows) {
+    QFile blocker(home.filePath(QStringLiteral("file")));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    qputenv("ONDREL_HOME", home.filePath(QStringLiteral("file/inner")).toUtf8());
     LogController::resetSharedInstance();
-    LogController::sharedInstance();
-    EXPECT_EQ(count(*db), 2);
-    EXPECT_EQ(count(*db, "WHERE message = '-20 days'"), 0);
+    auto log = LogController::sharedInstance();
+    log->logWithLevel(LogController::Error, "nowhere to go");
+    log->write();
+    log->clear();
+    log->clearLastErrorMessage();
+    log->executeStatement("SELECT COUNT(*) FROM Log", nullptr,
+                          [](VMKDatabaseQuery& query) { EXPECT_FALSE(query.evaluateNextRow()); });
+    EXPECT_FALSE(log->lastErrorMessage().isEmpty());
+    LogController::resetSharedInstance();
+    qputenv("ONDREL_HOME", home.path().toUtf8());
+}
 
-    UserDefaults::standardUserDefaults()->setObjectForKey("1 hours", "LogControllerLogTTL");
-    LogController::resetSharedInstance();
-    LogController::sharedInstance();
-    EXPECT_EQ(count(*db), 1);
+// A batch whose write fails (here another connection's trigger refuses
+// inserts) stays for the next write, up to the bound; beyond it the oldest
+// messages go.
+TEST_F(LogControllerTest, AFailedWriteKeepsItsBatchForTheNext) {
+    auto log = LogController::sharedInstance();
+    auto db = reader();
+    const auto refuse = [&](bool on) {
+        db->executeStatement(on ? QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON Log BEGIN SELECT RAISE(ABORT, 'refused'); END")
+                                : QStringLiteral("DROP TRIGGER refuse"));
+    };
+    refuse(true);
+    log->logWithLevel(LogController::Error, "first try fails");
+    log->write();
+    ASSERT_EQ(count(*db), 0);
+    refuse(false);
+    log->write();
+    EXPECT_EQ(count(*db, "WHERE message = 'first try fails'"), 1);
+    log->write();
+    EXPECT_EQ(count(*db), 1) << "written once";
 
-    UserDefaults::standardUserDefaults()->setObjectForKey(QString(""), "LogControllerLogTTL");
-    db->executeStatement("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now', '-900 days'), 5, 'x')");
-    LogController::resetSharedInstance();
-    LogController::sharedInstance();
-    EXPECT_EQ(count(*db), 2) << "an empty time to live keeps everything";
+    refuse(true);
+    for (size_t i = 0; i <= LogController::MaximumKeptMessages; ++i)
+        log->logWithLevel(LogController::Notice, QString::number(i));
+    log->write();
+    refuse(false);
+    log->write();
+    EXPECT_EQ(count(*db), qint64(LogController::MaximumKeptMessages) + 1);
+    EXPECT_EQ(count(*db, "WHERE message = '0'"), 0) << "the oldest went";
+    EXPECT_EQ(count(*db, QStringLiteral("WHERE message = '%1'").arg(LogController::MaximumKeptMessages)), 1);
 }
 
 TEST_F(LogControllerTest, ClearDeletesWrittenRowsButPooledMessagesSurvive) {
