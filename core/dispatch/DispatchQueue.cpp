@@ -3,6 +3,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
 #include <QtCore/QSemaphore>
+#include "core/dispatch/ThreadHandOff.h"
+
 #include <QtCore/QThread>
 #include <QtCore/QThreadPool>
 #include <QtCore/QTimer>
@@ -130,7 +132,12 @@ public:
             return;
         }
         QMetaObject::invokeMethod(
-            app, [block = std::move(block), this] { runBlock(block, label()); }, Qt::QueuedConnection);
+            app,
+            [block = std::move(block), handOff = ThreadHandOff(), this] {
+                handOff.received();
+                runBlock(block, label());
+            },
+            Qt::QueuedConnection);
     }
 
     void sync(std::function<void()> block) override {
@@ -176,7 +183,8 @@ public:
 
     void async(std::function<void()> block) override {
         Q_ASSERT(block);
-        m_pool.start([block = std::move(block), this] {
+        m_pool.start([block = std::move(block), handOff = ThreadHandOff(), this] {
+            handOff.received();
             CurrentQueueScope scope(this);
             runBlock(block, label());
         });

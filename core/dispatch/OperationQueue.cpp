@@ -3,6 +3,8 @@
 #include "core/dispatch/BlockOperation.h"
 
 #include <QtCore/QDebug>
+#include "core/dispatch/ThreadHandOff.h"
+
 #include <QtCore/QThreadPool>
 
 #include <algorithm>
@@ -248,7 +250,8 @@ void OperationQueue::scheduleOperations(const std::shared_ptr<OperationQueueStat
         }
     }
     for (auto& operation : toStart) {
-        operationPool().start([operation = std::move(operation)] {
+        operationPool().start([operation = std::move(operation), handOff = ThreadHandOff()] {
+            handOff.received();
             try {
                 operation->start();
             } catch (const std::exception& e) {
