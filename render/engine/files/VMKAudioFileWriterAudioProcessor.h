@@ -30,7 +30,10 @@ namespace ondrel {
 // createResultURLWithExtension() names the result (the base: baseDirectory /
 // baseFilename.extension, the Ondrel folder and "Untitled" standing in for
 // what is missing); replaceResultWithFileAtTemporaryURL() takes the finished
-// file (the base moves it to resultURL, replacing a file there).
+// file (the base puts it in place of resultURL by one rename, copying it into
+// resultURL's folder first when it lies on another file system, so that an
+// old file there stays whole until the new one replaces it). When that hook
+// fails, the finished file is kept at temporaryURL() and the error names it.
 class VMKAudioFileWriterAudioProcessor : public VMKHeadAudioProcessor {
     ONDREL_OBJECT(VMKAudioFileWriterAudioProcessor, VMKHeadAudioProcessor)
 

@@ -1,6 +1,10 @@
 #include "tests/support/engine/EngineTestSupport.h"
 
+#include "tests/support/engine/TestGenerator.h"
+
 #include "render/engine/files/VMKAudioFileReader.h"
+#include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
+#include "render/engine/graph/VMKAudioStream.h"
 
 #include <gtest/gtest.h>
 
@@ -155,6 +159,38 @@ float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint
         for (size_t i = 0; i < actual[c].size() && i + size_t(offset) < expected[c].size(); ++i)
             worst = std::max(worst, std::abs(expected[c][i + size_t(offset)] - actual[c][i]));
     return worst;
+}
+
+std::function<float(int64_t, uint32_t)> playing(const TestAudio& audio) {
+    return [&audio](int64_t frame, uint32_t c) {
+        return frame >= 0 && frame < int64_t(audio[c].size()) ? audio[c][size_t(frame)] : 0.0f;
+    };
+}
+
+bool renderIntoWriter(const std::shared_ptr<VMKAudioProcessor>& source,
+                      const std::shared_ptr<VMKAudioFileWriterAudioProcessor>& writer, VMKError* error,
+                      int64_t maxFrames) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    writer->setIsRenderHead(true);
+    auto connection = chainProcessors(*stream, {source, writer});
+    if (!connection)
+        return false;
+    if (maxFrames > 0)
+        connection->setMaxFrames(maxFrames);
+    const bool ok = stream->initialize(error) && stream->start(error);
+    stream->stop();
+    stream->uninitialize();
+    return ok;
+}
+
+std::shared_ptr<VMKAudioFileWriterAudioProcessor>
+writeAudio(const TestAudio& audio, double rate, const std::function<void(VMKAudioFileWriterAudioProcessor&)>& configure,
+           VMKError* error, int64_t maxFrames) {
+    auto source = std::make_shared<TestGenerator>(uint32_t(audio.size()), rate, playing(audio));
+    auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
+    writer->setRange({0.0, double(audio[0].size()) / rate});
+    configure(*writer);
+    return renderIntoWriter(source, writer, error, maxFrames) ? writer : nullptr;
 }
 
 double signalToNoise(const TestAudio& expected, const TestAudio& actual) {

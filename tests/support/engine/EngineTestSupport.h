@@ -6,11 +6,15 @@
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
 
+#include <functional>
+#include <memory>
 #include <vector>
 
 namespace ondrel {
 
 class VMKAudioFileReader;
+class VMKAudioFileWriterAudioProcessor;
+class VMKAudioProcessor;
 
 // Audio made by the tests: one vector of floats per channel.
 using TestAudio = std::vector<std::vector<float>>;
@@ -55,6 +59,21 @@ int64_t firstDifference(const TestAudio& a, const TestAudio& b);
 float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset = 0);
 // Signal to noise ratio in dB of `actual` against `expected`.
 double signalToNoise(const TestAudio& expected, const TestAudio& actual);
+
+// A generator function that plays `audio` from frame 0 and is silent
+// outside it; `audio` must outlive the function.
+std::function<float(int64_t, uint32_t)> playing(const TestAudio& audio);
+// Renders `source` into `writer` as the render head over the writer's range,
+// pulling at most `maxFrames` a block when above 0; answers whether the
+// render (and the writer's hand-over of its file) succeeded.
+bool renderIntoWriter(const std::shared_ptr<VMKAudioProcessor>& source,
+                      const std::shared_ptr<VMKAudioFileWriterAudioProcessor>& writer, VMKError* error = nullptr,
+                      int64_t maxFrames = 0);
+// Writes `audio` at `rate` through a writer set up by `configure` (its range
+// is all of `audio`); answers the writer, or null with `error` set.
+std::shared_ptr<VMKAudioFileWriterAudioProcessor>
+writeAudio(const TestAudio& audio, double rate, const std::function<void(VMKAudioFileWriterAudioProcessor&)>& configure,
+           VMKError* error = nullptr, int64_t maxFrames = 0);
 
 // A folder for one test's files.
 class TestFolder {

@@ -5,7 +5,6 @@
 #include "render/engine/files/VMKAudioFileTags.h"
 #include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
 #include "render/engine/files/VMKAudioMetadata.h"
-#include "render/engine/graph/VMKAudioStream.h"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +21,6 @@ QByteArray pngBytes() {
 }
 
 URL writeTagged(const TestFolder& folder, const QString& format, const QVariantMap& metadata) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp);
     auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
     writer->setFormat(format);
     writer->setRange({0, 0.5});
@@ -31,11 +28,9 @@ URL writeTagged(const TestFolder& folder, const QString& format, const QVariantM
     writer->setBaseDirectory(folder.url(QString()));
     writer->setBaseFilename(QStringLiteral("tagged"));
     writer->metadata() = metadata;
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(writer);
-    stream->connectProcessor(source.get(), writer.get());
     VMKError error;
-    EXPECT_TRUE(stream->initialize(&error) && stream->start(&error)) << error.localizedDescription().toStdString();
+    EXPECT_TRUE(renderIntoWriter(std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp), writer, &error))
+        << error.localizedDescription().toStdString();
     return writer->resultURL();
 }
 

@@ -9,40 +9,19 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 
 #include <gtest/gtest.h>
+
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace ondrel {
 
 using namespace VMKAudioEncoding;
 
 namespace {
-
-// Renders `audio` through a writer set up by `configure`; answers the writer
-// after the run (its resultURL is the file) or null with `error` set.
-std::shared_ptr<VMKAudioFileWriterAudioProcessor> render(
-    const TestAudio& audio, double rate, const std::function<void(VMKAudioFileWriterAudioProcessor&)>& configure,
-    VMKError* error, int64_t maxFrames = 0) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(uint32_t(audio.size()), rate, [&audio](int64_t frame, uint32_t c) {
-        return frame >= 0 && frame < int64_t(audio[c].size()) ? audio[c][size_t(frame)] : 0.0f;
-    });
-    auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
-    writer->setIsRenderHead(true);
-    writer->setRange({0.0, double(audio[0].size()) / rate});
-    configure(*writer);
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(writer);
-    auto connection = stream->connectProcessor(source.get(), writer.get(), 0, error);
-    if (!connection)
-        return nullptr;
-    if (maxFrames > 0)
-        connection->setMaxFrames(maxFrames);
-    const bool ok = stream->initialize(error) && stream->start(error);
-    stream->stop();
-    stream->uninitialize();
-    return ok ? writer : nullptr;
-}
 
 struct WriteCase {
     const char* name;
@@ -74,7 +53,7 @@ TEST_P(WriterRoundTrip, WritesWhatReadsBackAndOpensInOtherTools) {
             for (qint64 i = 0; i < frames; ++i)
                 audio[3][size_t(i)] = 0.5f * float(std::sin(2.0 * M_PI * 60.0 * double(i) / tc.rate));
         VMKError error;
-        auto writer = render(audio, tc.rate, [&](VMKAudioFileWriterAudioProcessor& w) {
+        auto writer = writeAudio(audio, tc.rate, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat(QString::fromUtf8(tc.format));
             w.setEncoding(tc.encoding);
             w.setBitDepth(quint32(tc.bitDepth));
@@ -189,7 +168,7 @@ TEST(VMKAudioFileWriterAudioProcessor, RefusesWhatAFormatCantHold) {
                                            Refusal{"VOX Audio File", uLaw}, Refusal{"AIFF File", IMA4},
                                            Refusal{"FLAC Audio File", PCM}}) {
         VMKError error;
-        auto writer = render(stereo, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
+        auto writer = writeAudio(stereo, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat(QString::fromUtf8(format));
             w.setEncoding(encoding);
             w.setBaseDirectory(folder.url(QString()));
@@ -210,7 +189,7 @@ TEST(VMKAudioFileWriterAudioProcessor, RangeAndRetainedTail) {
         audio[0][i] = (i % 2 ? 0.5f : -0.5f) * (i < 12000 ? 1.0f : float(16000 - i) / 4000.0f);
     auto write = [&](bool retain, double maxTail, VMKTimeRange range) {
         VMKError error;
-        auto writer = render(audio, rate, [&](VMKAudioFileWriterAudioProcessor& w) {
+        auto writer = writeAudio(audio, rate, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat("WAVE File");
             w.setBitDepth(32);
             w.setFloatingPoint(true);
@@ -249,16 +228,12 @@ public:
 
 TEST(VMKAudioFileWriterAudioProcessor, CancellationLeavesNoFile) {
     TestFolder folder;
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp);
     auto writer = std::make_shared<CancellingWriter>();
     writer->setFormat("FLAC Audio File");
     writer->setRange({0, 10});
     writer->setBaseDirectory(folder.url(QString()));
-    ASSERT_TRUE(chainProcessors(*stream, {source, writer}));
     VMKError error;
-    ASSERT_TRUE(stream->initialize(&error));
-    EXPECT_FALSE(stream->start(&error));
+    EXPECT_FALSE(renderIntoWriter(std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp), writer, &error));
     EXPECT_EQ(error.code(), VMKAudioFileErrorCancelled);
     EXPECT_FALSE(QFile::exists(writer->temporaryURL().path()));
     EXPECT_TRUE(QDir(folder.path(QString())).entryList(QDir::Files).isEmpty());
@@ -282,17 +257,14 @@ TEST(VMKAudioFileWriterAudioProcessor, ResultHooksAndGeneratorChain) {
     ASSERT_TRUE(soxWrite(audio, 22050, {"-b", "16"}, folder.path("in.wav")));
     auto reader = VMKAudioFileReader::initWithURL(folder.url("in.wav"));
     ASSERT_TRUE(reader);
-    auto stream = std::make_shared<VMKAudioStream>();
     auto generator = std::make_shared<VMKAudioFileAudioGenerator>();
     generator->setAudioFile(reader);
     auto writer = std::make_shared<RedirectingWriter>();
     writer->target = folder.url("elsewhere/result.aif");
     writer->setFormat("AIFF File");
     writer->setRange({100.0 / 22050, 2000.0 / 22050});
-    ASSERT_TRUE(chainProcessors(*stream, {generator, writer}));
     VMKError error;
-    ASSERT_TRUE(stream->initialize(&error)) << error.localizedDescription().toStdString();
-    ASSERT_TRUE(stream->start(&error)) << error.localizedDescription().toStdString();
+    ASSERT_TRUE(renderIntoWriter(generator, writer, &error)) << error.localizedDescription().toStdString();
     EXPECT_EQ(writer->extensionAsked, "aif");
     EXPECT_EQ(writer->resultURL(), writer->target);
     auto result = VMKAudioFileReader::initWithURL(writer->target);
@@ -337,20 +309,88 @@ TEST(VMKAudioFileAudioGenerator, PullsFileFramesWithAnOptionalFadeIn) {
     }
 }
 
-TEST(VMKAudioFileWriterAudioProcessor, BaseResultLocationReplacesAnOldFile) {
-    TestFolder folder;
-    const TestAudio audio = makeSines(1, 500, 44100, 0.5f, 16);
-    for (int run = 0; run < 2; ++run) {
-        VMKError error;
-        auto writer = render(audio, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
-            w.setFormat("WAVE File");
-            w.setBaseDirectory(folder.url("made/here"));
-            w.setBaseFilename("take");
-        }, &error);
-        ASSERT_TRUE(writer) << error.localizedDescription().toStdString();
-        EXPECT_EQ(writer->resultURL(), folder.url("made/here/take.wav"));
+// The names of a folder's entries that inotify saw deleted and moved in.
+struct FolderEvents {
+    QStringList deleted;
+    QStringList movedIn;
+};
+
+// Writes `frames` of a sine as baseDirectory/take.wav; answers the writer
+// (also when it failed) and the events of `folder` meanwhile.
+std::shared_ptr<VMKAudioFileWriterAudioProcessor> writeTake(const URL& folder, qint64 frames, bool* ok,
+                                                            VMKError* error, FolderEvents* events = nullptr) {
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    EXPECT_GE(watch, 0);
+    if (events) {
+        EXPECT_GE(inotify_add_watch(watch, QFile::encodeName(folder.path()).constData(), IN_DELETE | IN_MOVED_TO), 0);
     }
-    EXPECT_EQ(QDir(folder.path("made/here")).entryList(QDir::Files).size(), 1);
+    const TestAudio audio = makeSines(1, frames, 44100, 0.5f, 16);
+    auto source = std::make_shared<TestGenerator>(1, 44100, playing(audio));
+    auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
+    writer->setFormat("WAVE File");
+    writer->setRange({0, double(frames) / 44100});
+    writer->setBaseDirectory(folder);
+    writer->setBaseFilename("take");
+    *ok = renderIntoWriter(source, writer, error);
+    alignas(inotify_event) char buffer[8192];
+    for (ssize_t got; events && (got = read(watch, buffer, sizeof buffer)) > 0;)
+        for (char* at = buffer; at < buffer + got;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(at);
+            (event->mask & IN_DELETE ? events->deleted : events->movedIn) << QString::fromLocal8Bit(event->name);
+            at += sizeof(inotify_event) + event->len;
+        }
+    close(watch);
+    return writer;
+}
+
+// The destination on the file system of the temporary files, or on another
+// one (where the finished file is copied beside the target first).
+class WriterReplacesResult : public ::testing::TestWithParam<bool> {};
+
+TEST_P(WriterReplacesResult, TheOldResultIsNeverRemovedBeforeTheNewOneIsInPlace) {
+    std::unique_ptr<QTemporaryDir> root = GetParam() ? std::make_unique<QTemporaryDir>("/dev/shm/ondrel-XXXXXX")
+                                                     : std::make_unique<QTemporaryDir>();
+    struct stat here {}, temporary {};
+    if (!root->isValid() || stat(QFile::encodeName(root->path()).constData(), &here) != 0 ||
+        stat(QFile::encodeName(URL::temporaryDirectory().path()).constData(), &temporary) != 0 ||
+        (here.st_dev != temporary.st_dev) != GetParam())
+        GTEST_SKIP() << "no folder on the file system wanted";
+    const URL folder = URL::fileURLWithPath(root->filePath("made/here"));
+    bool ok = false;
+    VMKError error;
+    writeTake(folder, 500, &ok, &error);
+    ASSERT_TRUE(ok) << error.localizedDescription().toStdString();
+    FolderEvents events;
+    auto writer = writeTake(folder, 700, &ok, &error, &events);
+    ASSERT_TRUE(ok) << error.localizedDescription().toStdString();
+    // Removing the old file first would leave a moment with no result.
+    EXPECT_FALSE(events.deleted.contains("take.wav")) << events.deleted.join(' ').toStdString();
+    EXPECT_TRUE(events.movedIn.contains("take.wav")) << events.movedIn.join(' ').toStdString();
+    EXPECT_EQ(writer->resultURL(), URL::fileURLWithPath(root->filePath("made/here/take.wav")));
+    EXPECT_EQ(readFile(writer->resultURL().path()).at(0).size(), 700u);
+    EXPECT_FALSE(QFile::exists(writer->temporaryURL().path()));
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, WriterReplacesResult, ::testing::Values(false, true),
+                         [](const auto& testInfo) { return testInfo.param ? "Other" : "Same"; });
+
+TEST(VMKAudioFileWriterAudioProcessor, AFailedMoveKeepsTheFinishedFileAndNamesIt) {
+    TestFolder folder;
+    // A folder that is not empty stands where the result should go.
+    ASSERT_TRUE(QDir().mkpath(folder.path("take.wav/inside")));
+    bool ok = true;
+    VMKError error;
+    auto writer = writeTake(folder.url(QString()), 500, &ok, &error);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(error.code(), VMKAudioFileErrorWrite);
+    EXPECT_TRUE(error.localizedDescription().contains(writer->temporaryURL().path()))
+        << error.localizedDescription().toStdString();
+    const TestAudio kept = readFile(writer->temporaryURL().path());
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(kept[0].size(), 500u);
+    EXPECT_TRUE(QFileInfo(folder.path("take.wav/inside")).isDir());
+    QFile::remove(writer->temporaryURL().path());
 }
 
 } // namespace

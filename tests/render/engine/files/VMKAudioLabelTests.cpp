@@ -6,7 +6,6 @@
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
 #include "render/engine/files/VMKAudioLabel.h"
-#include "render/engine/graph/VMKAudioStream.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QtEndian>
@@ -79,9 +78,6 @@ TEST(VMKAudioLabel, KeysCopiesAndSubclasses) {
 // Writes one second of noise with `labels` in `format`; answers the file.
 URL writeWithLabels(const TestFolder& folder, const QString& format, const VMKAudioLabelList& labels,
                     const QVariantMap& metadata = {}) {
-    const double rate = 48000;
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(2, rate, TestGenerator::ramp);
     auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
     writer->setFormat(format);
     writer->setRange({0, 1.0});
@@ -92,9 +88,9 @@ URL writeWithLabels(const TestFolder& folder, const QString& format, const VMKAu
         indexes.add(qsizetype(i));
     writer->insertLabels(labels, indexes);
     writer->metadata() = metadata;
-    chainProcessors(*stream, {source, writer});
     VMKError error;
-    EXPECT_TRUE(stream->initialize(&error) && stream->start(&error)) << error.localizedDescription().toStdString();
+    EXPECT_TRUE(renderIntoWriter(std::make_shared<TestGenerator>(2, 48000, TestGenerator::ramp), writer, &error))
+        << error.localizedDescription().toStdString();
     return writer->resultURL();
 }
 
