@@ -201,10 +201,7 @@ bool VMKAudioFileWriterAudioProcessor::writeBlock(VMKAudioFileEncoder& encoder, 
         return true;
     for (uint32_t c = 0; c < block.numberOfChannels(); ++c)
         m_pointers[c] = block.channel(c) + from;
-    if (!encoder.write(m_pointers.data(), count, error))
-        return false;
-    m_framesWritten += count;
-    return true;
+    return encoder.write(m_pointers.data(), count, error);
 }
 
 bool VMKAudioFileWriterAudioProcessor::run(VMKAudioFileEncoder& encoder, VMKError* error) {
@@ -282,7 +279,6 @@ bool VMKAudioFileWriterAudioProcessor::start(VMKError* error) {
     m_temporaryURL = folder.URLByAppendingPathComponent(
         QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QLatin1Char('.') + extension);
     m_progress.store(0.0f);
-    m_framesWritten = 0;
     auto discard = [this] { QFile::remove(m_temporaryURL.path()); };
 
     auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, m_temporaryURL.path(), error);

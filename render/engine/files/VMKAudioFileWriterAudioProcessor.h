@@ -95,8 +95,6 @@ public:
     // The file being written during a run.
     const URL& temporaryURL() const { return m_temporaryURL; }
     float progress() const { return m_progress.load(std::memory_order_relaxed); }
-    // Frames written by the last run, tail included.
-    qint64 framesWritten() const { return m_framesWritten; }
 
     virtual URL createResultURLWithExtension(const QString& extension);
     virtual bool replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error);
@@ -136,7 +134,6 @@ private:
     URL m_resultURL;
     URL m_temporaryURL;
     std::atomic<float> m_progress{0.0f};
-    qint64 m_framesWritten = 0;
     std::shared_ptr<VMKAudioBufferList> m_pending;  // quiet frames of the tail not yet written
     std::vector<const float*> m_pointers;
 };
