@@ -101,12 +101,16 @@ QString probe(const QString& path, const QString& entries, const QString& printF
     return output;
 }
 
-TestAudio readAllFrames(VMKAudioFileReader& reader) {
-    TestAudio audio(reader.numberOfChannels(), std::vector<float>(reader.frames(), 0.0f));
-    std::vector<float*> pointers;
-    for (auto& channel : audio)
-        pointers.push_back(channel.data());
-    EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), qint64(reader.frames()), 0));
+TestAudio readAllFrames(VMKAudioFileReader& reader, qint64 block) {
+    const qint64 frames = qint64(reader.frames());
+    block = block > 0 ? block : std::max<qint64>(frames, 1);
+    TestAudio audio(reader.numberOfChannels(), std::vector<float>(size_t(frames), 0.0f));
+    std::vector<float*> pointers(audio.size());
+    for (qint64 at = 0; at < frames; at += block) {
+        for (size_t c = 0; c < audio.size(); ++c)
+            pointers[c] = audio[c].data() + at;
+        EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), std::min(block, frames - at), at));
+    }
     return audio;
 }
 

@@ -39,8 +39,9 @@ bool soxWrite(const TestAudio& audio, double sampleRate, const QStringList& form
 // file at `path`, printed as `printFormat`; expects ffprobe to succeed.
 QString probe(const QString& path, const QString& entries,
               const QString& printFormat = QStringLiteral("default=noprint_wrappers=1"));
-// Every frame of a reader, read at once.
-TestAudio readAllFrames(VMKAudioFileReader& reader);
+// Every frame of a reader, read at once or, with `block` above 0, in reads
+// of that many frames.
+TestAudio readAllFrames(VMKAudioFileReader& reader, qint64 block = 0);
 // Every frame of the file at `path`; no channels (and a failure) when it can't be opened.
 TestAudio readFile(const QString& path);
 

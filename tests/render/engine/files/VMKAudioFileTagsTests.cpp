@@ -4,7 +4,6 @@
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioFileTags.h"
 #include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
-#include "render/engine/files/VMKAudioMetadata.h"
 
 #include <gtest/gtest.h>
 
@@ -122,27 +121,6 @@ TEST(VMKAudioFileTags, ToolWrittenTagsAreRead) {
     auto reader = VMKAudioFileReader::initWithURL(folder.url("t.flac"));
     EXPECT_EQ(reader->metadata().value("tempo").toDouble(), 99.0);
     EXPECT_EQ(reader->metadata().value("comments").toString(), "By metaflac");
-}
-
-TEST(VMKAudioMetadata, TableShape) {
-    const QVariantList list = VMKAudioMetadata::itemList();
-    ASSERT_EQ(list.size(), qsizetype(VMKAudioMetadata::items().size()));
-    QSet<QString> keys;
-    for (const QVariant& entry : list) {
-        const QVariantMap item = entry.toMap();
-        const QString key = item.value("key").toString();
-        EXPECT_FALSE(key.isEmpty());
-        EXPECT_FALSE(keys.contains(key)) << key.toStdString();
-        keys.insert(key);
-        EXPECT_TRUE(QStringList({"text", "integer", "real", "list", "image"}).contains(item.value("valueType").toString()));
-        EXPECT_FALSE(item.value("formats").toMap().isEmpty());
-    }
-    // The keys other parts of the system read.
-    for (const char* key : {"tempo", "beats", "baseNote", "meterNumerator", "meterDenominator", "imageData",
-                            "comments", "genre", "instrument", "descriptors", "playbackType", "musicalScale"})
-        EXPECT_TRUE(keys.contains(key)) << key;
-    EXPECT_EQ(VMKAudioMetadata::itemForKey("tempo")->valueType, "real");
-    EXPECT_EQ(VMKAudioMetadata::keyForTitle(VMKAudioMetadata::titleForKey("artist")), "artist");
 }
 
 } // namespace

