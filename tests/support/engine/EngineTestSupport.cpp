@@ -47,6 +47,27 @@ TestAudio makeNoise(int channels, qint64 frames, float amplitude, unsigned seed,
     return audio;
 }
 
+QByteArray readBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeBytes(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+bool encodeAudio(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path, VMKError* error) {
+    settings.numberOfChannels = int(audio.size());
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, error);
+    if (!encoder)
+        return false;
+    std::vector<const float*> pointers;
+    for (const auto& channel : audio)
+        pointers.push_back(channel.data());
+    return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
+}
+
 bool writeRawFloat(const QString& path, const TestAudio& audio) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))

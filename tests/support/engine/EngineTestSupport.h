@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/files/URL.h"
+#include "render/engine/codecs/VMKAudioFileEncoder.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -25,6 +26,14 @@ using TestAudio = std::vector<std::vector<float>>;
 TestAudio makeSines(int channels, qint64 frames, double sampleRate, float amplitude = 0.5f, int bits = 0);
 // Uniform noise in [-amplitude, amplitude), seeded, quantized like makeSines.
 TestAudio makeNoise(int channels, qint64 frames, float amplitude, unsigned seed, int bits = 0);
+
+// The bytes of a file (empty when it can't be read), and a new file of `bytes`.
+QByteArray readBytes(const QString& path);
+bool writeBytes(const QString& path, const QByteArray& bytes);
+// Encodes `audio` (its channel count goes into the settings) into `path`;
+// false with the reason in `error`.
+bool encodeAudio(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path,
+                 VMKError* error = nullptr);
 
 // Writes `audio` as raw interleaved 32-bit floats (native order).
 bool writeRawFloat(const QString& path, const TestAudio& audio);

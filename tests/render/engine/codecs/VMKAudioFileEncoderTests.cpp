@@ -16,18 +16,6 @@ using namespace VMKAudioEncoding;
 
 namespace {
 
-// Encodes `audio` into `path` with the settings; false with the reason in `error`.
-bool encode(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path, VMKError* error) {
-    settings.numberOfChannels = int(audio.size());
-    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, error);
-    if (!encoder)
-        return false;
-    std::vector<const float*> pointers;
-    for (const auto& channel : audio)
-        pointers.push_back(channel.data());
-    return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
-}
-
 // Settings for `encoding` in a file of `kind` at `rate`.
 VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 encoding, double rate = 44100) {
     VMKAudioFileEncoderSettings settings;
@@ -40,7 +28,7 @@ VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 e
 // Encodes `audio` into `path` and reads it back; no channels when either fails.
 TestAudio encodeAndRead(const TestAudio& audio, const VMKAudioFileEncoderSettings& settings, const QString& path) {
     VMKError error;
-    if (!encode(audio, settings, path, &error)) {
+    if (!encodeAudio(audio, settings, path, &error)) {
         ADD_FAILURE() << error.localizedDescription().toStdString();
         return {};
     }
@@ -232,7 +220,7 @@ TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
         const VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::WAVE, 0);
         const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
         VMKError error;
-        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
+        ASSERT_TRUE(encodeAudio(audio, settings, path, &error)) << error.localizedDescription().toStdString();
         EXPECT_EQ(maximumDifference(audio, readFile(path)), 0.0f);
         EXPECT_EQ(probe(path, "stream=channel_layout", "csv=p=0").trimmed().toStdString(), layouts[channels - 3]);
     }

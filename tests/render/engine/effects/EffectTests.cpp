@@ -420,19 +420,6 @@ TestGenerator::Function sineWithBadSample(float bad) {
     return [=](int64_t frame, uint32_t channel) { return frame == 1000 ? bad : clean(frame, channel); };
 }
 
-// Runs `frames` of `function` through a processor from `make` in blocks of
-// 1, 7 and 256 and expects each run to match the run in blocks of 4096, bit
-// for bit. Answers the reference run.
-std::vector<std::vector<float>> expectBlockSizeBlind(const std::function<std::shared_ptr<VMKAudioProcessor>()>& make,
-                                                     int64_t frames, const TestGenerator::Function& function) {
-    const auto reference = recordThrough(make(), 1, frames, function, 4096);
-    for (int64_t block : {1, 7, 256}) {
-        const auto out = recordThrough(make(), 1, frames, function, block);
-        EXPECT_EQ(firstDifference(out, reference), -1) << "block " << block;
-    }
-    return reference;
-}
-
 } // namespace
 
 TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
@@ -448,73 +435,85 @@ TEST(Dither, OneBadSampleLeavesTheRestOfTheAudioOnTheGrid) {
     }
 }
 
-TEST(EffectRemoveDC, OneBadSampleDoesNotSpoilWhatFollows) {
-    for (float bad : kBadSamples) {
-        const auto out = recordThrough(std::make_shared<VMKRemoveDCAudioProcessor>(), 1, 48000, sineWithBadSample(bad), 512);
-        EXPECT_EQ(nonFiniteFrames(out[0], 1001), 0) << bad;
-        EXPECT_NEAR(rms(out[0], 24000), 0.25 / std::sqrt(2.0), 1e-3) << bad;
-    }
+// One bad sample (an unstable filter upstream) leaves what follows it as
+// numbers and as loud as before, offline and in real time.
+TEST(Effects, OneBadSampleDoesNotSpoilWhatFollows) {
+    struct Case {
+        const char* what;
+        std::function<std::shared_ptr<VMKAudioProcessor>()> make;
+        uint32_t channels;
+        int64_t frames, cleanFrom;  // no sample that is no number from cleanFrom on
+        size_t loudFrom, loudTo;    // RMS above minimumRMS here
+        double minimumRMS;
+    };
+    const Case cases[] = {
+        {"remove DC", [] { return std::make_shared<VMKRemoveDCAudioProcessor>(); }, 1, 48000, 1001, 24000, 48000, 0.17},
+        {"dynamics", [] { return std::make_shared<APLDynamicsAudioProcessor>(); }, 2, 48000, 1001, 24000, 48000, 0.05},
+        {"time and pitch in real time", [] { return timePitch(1.25f, 200.0f, 0); }, 1, 38400, 12000, 20000, 36000, 0.1},
+        {"time and pitch offline", [] { return timePitch(1.25f, 200.0f, 48000); }, 1, 38400, 12000, 20000, 36000, 0.1},
+    };
+    for (const Case& c : cases)
+        for (float bad : kBadSamples) {
+            SCOPED_TRACE(testing::Message() << c.what << " " << bad);
+            const auto out = recordThrough(c.make(), c.channels, c.frames, sineWithBadSample(bad), 512);
+            for (const auto& channel : out) {
+                EXPECT_EQ(nonFiniteFrames(channel, size_t(c.cleanFrom)), 0);
+                EXPECT_GT(rms(std::vector<float>(channel.begin() + qsizetype(c.loudFrom), channel.begin() + qsizetype(c.loudTo))),
+                          c.minimumRMS);
+            }
+        }
 }
 
-TEST(EffectRemoveDC, DecayingTailIsTheSameWhateverTheBlockSize) {
+// Frames don't depend on how they are pulled: runs in blocks of 1, 7 and 256
+// match the run in blocks of 4096 bit for bit.
+TEST(Effects, AreTheSameWhateverTheBlockSize) {
     // A click, then a long silence in which the filter's state decays towards zero.
     const auto click = [](int64_t frame, uint32_t) { return frame == 0 ? 1.0f : 0.0f; };
-    const auto reference =
-        expectBlockSizeBlind([] { return std::make_shared<VMKRemoveDCAudioProcessor>(); }, 300000, click);
-    EXPECT_EQ(reference[0].back(), 0.0f);  // and it does end in true silence
-}
-
-TEST(EffectDynamics, OneBadSampleDoesNotSpoilWhatFollows) {
-    for (float bad : kBadSamples) {
-        auto processor = std::make_shared<APLDynamicsAudioProcessor>();
-        const auto out = recordThrough(processor, 2, 48000, sineWithBadSample(bad), 512);
-        for (const auto& channel : out) {
-            EXPECT_EQ(nonFiniteFrames(channel, 1001), 0) << bad;
-            EXPECT_GT(rms(channel, 24000), 0.05) << bad;
-        }
-    }
-}
-
-TEST(EffectDynamics, IsTheSameWhateverTheBlockSize) {
     // Loud, then a silence long enough for the detector to fall to its floor,
     // then a very quiet tone that the detector climbs back to.
-    const auto function = [](int64_t frame, uint32_t) {
+    const auto loudSilenceQuiet = [](int64_t frame, uint32_t) {
         const double s = std::sin(2.0 * std::numbers::pi * 440.0 * double(frame) / kRate);
-        if (frame < 4800)
-            return float(0.8 * s);
-        if (frame < 200000)
-            return 0.0f;
-        return float(1e-9 * s);
+        return frame < 4800 ? float(0.8 * s) : frame < 200000 ? 0.0f : float(1e-9 * s);
     };
-    auto make = [] {
-        auto processor = std::make_shared<APLDynamicsAudioProcessor>();
-        processor->setValueForParameterKey(-60.0, QStringLiteral("expansionThreshold"));
-        processor->setValueForParameterKey(2.0, QStringLiteral("expansionRatio"));
-        return processor;
-    };
-    expectBlockSizeBlind(make, 210000, function);
-}
-
-TEST(EffectVarispeed, IsTheSameWhateverTheBlockSize) {
-    // A long run at a rate that has no short binary fraction: output frame j
-    // reads input position j * rate however the frames are pulled.
-    auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
-    varispeed->setCents(700.0f);
     const auto noise = [](int64_t frame, uint32_t) {
         uint64_t z = uint64_t(frame) * 0x9E3779B97F4A7C15ULL;
         z = (z ^ (z >> 31)) * 0xBF58476D1CE4E5B9ULL;
         return float(double(z >> 40) / double(1 << 24) - 0.5);
     };
-    expectBlockSizeBlind([&] { return varispeed; }, 200000, noise);
-}
-
-TEST(EffectTimePitch, OneBadSampleDoesNotSpoilWhatFollows) {
-    for (float bad : kBadSamples) {
-        for (int64_t inputFrames : {int64_t(0), int64_t(48000)}) {
-            SCOPED_TRACE(testing::Message() << bad << (inputFrames ? " offline" : " real time"));
-            const auto out = recordThrough(timePitch(1.25f, 200.0f, inputFrames), 1, 38400, sineWithBadSample(bad), 1024);
-            EXPECT_EQ(nonFiniteFrames(out[0], 12000), 0);
-            EXPECT_GT(rms(std::vector<float>(out[0].begin() + 20000, out[0].begin() + 36000)), 0.1);
+    struct Case {
+        const char* what;
+        std::function<std::shared_ptr<VMKAudioProcessor>()> make;
+        int64_t frames;
+        TestGenerator::Function function;
+    };
+    const Case cases[] = {
+        {"remove DC", [] { return std::make_shared<VMKRemoveDCAudioProcessor>(); }, 300000, click},
+        {"dynamics",
+         [] {
+             auto processor = std::make_shared<APLDynamicsAudioProcessor>();
+             processor->setExpansionThreshold(-60.0f);
+             processor->setExpansionRatio(2.0f);
+             return processor;
+         },
+         210000, loudSilenceQuiet},
+        // A rate that has no short binary fraction: output frame j reads
+        // input position j * rate however the frames are pulled.
+        {"varispeed",
+         [] {
+             auto varispeed = std::make_shared<APLVarispeedAudioProcessor>();
+             varispeed->setCents(700.0f);
+             return varispeed;
+         },
+         200000, noise},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const auto reference = recordThrough(c.make(), 1, c.frames, c.function, 4096);
+        for (int64_t block : {1, 7, 256})
+            EXPECT_EQ(firstDifference(recordThrough(c.make(), 1, c.frames, c.function, block), reference), -1)
+                << "block " << block;
+        if (&c == &cases[0]) {
+            EXPECT_EQ(reference[0].back(), 0.0f);  // and the decaying filter does end in true silence
         }
     }
 }

@@ -54,21 +54,21 @@ TEST_P(TagRoundTrip, TagsOfTheTableComeBack) {
     auto reader = VMKAudioFileReader::initWithURL(url);
     ASSERT_TRUE(reader);
     const QVariantMap read = reader->metadata();
-    EXPECT_EQ(read.value("title").toString(), "Ein Titel – ü");
-    EXPECT_EQ(read.value("artist").toString(), "Artist");
-    EXPECT_EQ(read.value("album").toString(), "Album");
-    EXPECT_EQ(read.value("comments").toString(), "A comment");
-    EXPECT_EQ(read.value("genre").toString(), "Ambient");
-    EXPECT_EQ(read.value("year").toString(), "2024");
-    EXPECT_EQ(read.value("trackNumber").toLongLong(), 7);
-    EXPECT_EQ(read.value("musicalKey").toString(), "F#m");
-    EXPECT_FALSE(read.contains("noSuchKey"));
     const QString format = GetParam();
-    if (format != QLatin1String("CAF File")) {
-        EXPECT_EQ(read.value("tempo").toDouble(), 128.5);
-        EXPECT_EQ(read.value("baseNote").toLongLong(), 62);
-        EXPECT_EQ(read.value("descriptors").toList(), (QVariantList{"Single", "Dry"}));
-        EXPECT_EQ(read.value("imageData").toByteArray(), pngBytes());
+    // Core Audio files hold the text tags only.
+    const QStringList notInCAF{"tempo", "baseNote", "descriptors", "imageData"};
+    const auto text = [](const QVariant& v) {
+        if (v.typeId() == QMetaType::QByteArray)
+            return QString::fromLatin1(v.toByteArray().toHex());
+        return v.typeId() == QMetaType::QVariantList || v.typeId() == QMetaType::QStringList ? v.toStringList().join('|')
+                                                                                            : v.toString();
+    };
+    for (auto it = metadata.begin(); it != metadata.end(); ++it) {
+        if (it.key() == "noSuchKey") {
+            EXPECT_FALSE(read.contains(it.key()));
+        } else if (format != QLatin1String("CAF File") || !notInCAF.contains(it.key())) {
+            EXPECT_EQ(text(read.value(it.key())), text(it.value())) << it.key().toStdString();
+        }
     }
     // Other tools still open the file and see the title.
     QString output;

@@ -90,12 +90,6 @@ QByteArray le32(quint32 v) {
     return b;
 }
 
-void writeBytes(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 VMKAudioLabelList sampleLabels() {
     return {label(VMKAudioLabel::marker, 0.25, 0, "Start ä"), label(VMKAudioLabel::region, 0.5, 0.125, "Verse"),
             label(VMKAudioLabel::slice, 0.0625, 0, {}), label(VMKAudioLabel::loop, 0.75, 0.2, "Loop A"),
@@ -191,7 +185,7 @@ TEST(VMKAudioFileLabels, DamagedChunksNeverReadOutsideTheFile) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const QString path = folder.path(c.name);
-        writeBytes(path, c.bytes);
+        ASSERT_TRUE(writeBytes(path, c.bytes));
         const auto labels = VMKAudioFileLabels::labelsOfFile(path, 8000);
         EXPECT_EQ(labels.size(), c.labels);
         if (!labels.empty()) {
@@ -207,10 +201,7 @@ TEST(VMKAudioFileLabels, DamagedChunksNeverReadOutsideTheFile) {
 TEST(VMKAudioFileLabels, RewritingReplacesOldLabelsAndKeepsTheAudio) {
     TestFolder folder;
     const URL url = writeWithLabels(folder, "WAVE File", sampleLabels(), {{"title", "Kept"}});
-    auto before = VMKAudioFileReader::initWithURL(url);
-    std::vector<float> first(48000), second(48000), again1(48000), again2(48000);
-    float* p[2] = {first.data(), second.data()};
-    ASSERT_TRUE(before->readFrames(p, 2, 48000, 0));
+    const TestAudio before = readFile(url.path());
     VMKError error;
     ASSERT_TRUE(VMKAudioFileLabels::writeLabels(url.path(), VMKAudioFileFormat::formatOfKind(VMKAudioFileFormat::Kind::WAVE),
                                                 48000, {label(VMKAudioLabel::marker, 0.5, 0, "Only")}, &error));
@@ -218,10 +209,7 @@ TEST(VMKAudioFileLabels, RewritingReplacesOldLabelsAndKeepsTheAudio) {
     ASSERT_TRUE(after);
     expectLabels(after->labels(), {{"marker", 0.5, 0, "Only"}});
     EXPECT_EQ(after->metadata().value("title").toString(), "Kept");
-    float* q[2] = {again1.data(), again2.data()};
-    ASSERT_TRUE(after->readFrames(q, 2, 48000, 0));
-    EXPECT_EQ(first, again1);
-    EXPECT_EQ(second, again2);
+    EXPECT_EQ(readAllFrames(*after), before);
     EXPECT_EQ(VMKAudioChunkFile::chunkFileWithPath(url.path()).chunksWithID("cue ").size(), 1u);
 }
 
@@ -244,7 +232,7 @@ TEST(VMKAudioFileLabels, ChunksBehindAMissingPadByteAreFound) {
             body += QByteArray(1, '\0');
         body += "cue " + le32(quint32(cue.size())) + cue + "LIST" + le32(quint32(adtl.size())) + adtl;
         const QString path = folder.path(padded ? "padded.wav" : "unpadded.wav");
-        writeBytes(path, "RIFF" + le32(quint32(body.size())) + body);
+        ASSERT_TRUE(writeBytes(path, "RIFF" + le32(quint32(body.size())) + body));
 
         auto labels = VMKAudioFileLabels::labelsOfFile(path, 8000);
         ASSERT_EQ(labels.size(), 1u);
