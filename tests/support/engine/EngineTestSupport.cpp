@@ -68,7 +68,8 @@ bool encodeAudio(const TestAudio& audio, VMKAudioFileEncoderSettings settings, c
     return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
 }
 
-bool writeRawFloat(const QString& path, const TestAudio& audio) {
+// Writes `audio` as raw interleaved 32-bit floats (native order).
+static bool writeRawFloat(const QString& path, const TestAudio& audio) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
@@ -186,7 +187,9 @@ float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint
     return worst;
 }
 
-std::function<float(int64_t, uint32_t)> playing(const TestAudio& audio) {
+// A generator function that plays `audio` from frame 0 and is silent
+// outside it; `audio` must outlive the function.
+static std::function<float(int64_t, uint32_t)> playing(const TestAudio& audio) {
     return [&audio](int64_t frame, uint32_t c) {
         return frame >= 0 && frame < int64_t(audio[c].size()) ? audio[c][size_t(frame)] : 0.0f;
     };

@@ -35,8 +35,6 @@ bool writeBytes(const QString& path, const QByteArray& bytes);
 bool encodeAudio(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path,
                  VMKError* error = nullptr);
 
-// Writes `audio` as raw interleaved 32-bit floats (native order).
-bool writeRawFloat(const QString& path, const TestAudio& audio);
 // Runs a program; answers its exit code (-1 when it could not run) and
 // puts what it printed (both streams) into `output`.
 int runTool(const QString& program, const QStringList& arguments, QString* output = nullptr);
@@ -70,9 +68,6 @@ float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint
 // Signal to noise ratio in dB of `actual` against `expected`.
 double signalToNoise(const TestAudio& expected, const TestAudio& actual);
 
-// A generator function that plays `audio` from frame 0 and is silent
-// outside it; `audio` must outlive the function.
-std::function<float(int64_t, uint32_t)> playing(const TestAudio& audio);
 // Renders `source` into `writer` as the render head over the writer's range,
 // pulling at most `maxFrames` a block when above 0; answers whether the
 // render (and the writer's hand-over of its file) succeeded.

@@ -168,61 +168,36 @@ TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
     }
 }
 
-// Three channels are left, right and centre, as in WAVE files: no channel
-// may be taken for a low frequency one (and cut to its lows), and Apple
-// Lossless takes them too. Four channels are a quad, as in the WAVE files
-// written here and by other tools: AAC must not label the back pair front
-// and back centre.
-TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentreAndFourAQuad) {
+// Files say which speaker each channel is for, in the layouts of WAVE files:
+// three channels are left, right and centre (no channel may be taken for a
+// low frequency one and cut to its lows, and Apple Lossless takes them too);
+// four are a quad (AAC must not label the back pair front and back centre);
+// eight are 7.1 with side channels last, not the old "wide" 7.1.
+TEST(VMKAudioFileEncoder, FilesStateTheirChannelLayout) {
     TestFolder folder;
-    const qint64 frames = 22050;
-    TestAudio three(3, std::vector<float>(size_t(frames)));
-    for (int c = 0; c < 3; ++c)
-        for (qint64 i = 0; i < frames; ++i)
-            three[size_t(c)][size_t(i)] = 0.4f * float(std::sin(2.0 * M_PI * (400.0 + 300.0 * c) * double(i) / 44100.0));
-    const TestAudio four = makeSines(4, frames, 44100, 0.4f);
+    using Kind = VMKAudioFileFormat::Kind;
     struct Case {
         const char* name;
-        VMKAudioFileFormat::Kind kind;
+        Kind kind;
         quint32 encoding;
-        const TestAudio& audio;
-        quint32 bitrate;
+        int channels;
         const char* layout;
     };
-    using Kind = VMKAudioFileFormat::Kind;
-    for (const Case& c : {Case{"aac.m4a", Kind::M4A, AAC, three, 256000, "3.0"},
-                          Case{"aac.caf", Kind::CAF, AAC, three, 256000, "3.0"},
-                          Case{"alac.m4a", Kind::M4A, ALAC, three, 256000, "3.0"},
-                          Case{"quad.wav", Kind::WAVE, PCM, four, 320000, "quad"},
-                          Case{"quad.m4a", Kind::M4A, AAC, four, 320000, "quad"},
-                          Case{"quad.caf", Kind::CAF, AAC, four, 320000, "quad"}}) {
+    for (const Case& c : {Case{"aac.m4a", Kind::M4A, AAC, 3, "3.0"}, Case{"aac.caf", Kind::CAF, AAC, 3, "3.0"},
+                          Case{"alac.m4a", Kind::M4A, ALAC, 3, "3.0"}, Case{"quad.m4a", Kind::M4A, AAC, 4, "quad"},
+                          Case{"quad.caf", Kind::CAF, AAC, 4, "quad"}, Case{"3.wav", Kind::WAVE, PCM, 3, "3.0"},
+                          Case{"4.wav", Kind::WAVE, PCM, 4, "quad"}, Case{"5.wav", Kind::WAVE, PCM, 5, "5.0"},
+                          Case{"6.wav", Kind::WAVE, PCM, 6, "5.1"}, Case{"7.wav", Kind::WAVE, PCM, 7, "6.1"},
+                          Case{"8.wav", Kind::WAVE, PCM, 8, "7.1"}}) {
         SCOPED_TRACE(c.name);
         VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
-        settings.bitrate = c.bitrate;
-        const TestAudio read = encodeAndRead(c.audio, settings, folder.path(c.name));
-        ASSERT_EQ(read.size(), c.audio.size());
+        settings.bitrate = 320000;
+        const TestAudio audio = makeSines(c.channels, 22050, 44100, 0.4f, 16);
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), audio.size());
         for (size_t channel = 0; channel < read.size(); ++channel)
-            EXPECT_GE(signalToNoise({c.audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
-        const QString output = probe(folder.path(c.name), "stream=channel_layout");
-        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=") + c.layout)) << output.toStdString();
-    }
-}
-
-// WAVE files say which speaker each channel is for, the same layouts the
-// other formats written here use: eight channels are 7.1 with side
-// channels last, not the old "wide" 7.1 with two front centre channels.
-TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
-    TestFolder folder;
-    const char* layouts[] = {"3.0", "quad", "5.0", "5.1", "6.1", "7.1"};
-    for (int channels = 3; channels <= 8; ++channels) {
-        SCOPED_TRACE(channels);
-        const QString path = folder.path(QStringLiteral("layout%1.wav").arg(channels));
-        const VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::WAVE, 0);
-        const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
-        VMKError error;
-        ASSERT_TRUE(encodeAudio(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-        EXPECT_EQ(maximumDifference(audio, readFile(path)), 0.0f);
-        EXPECT_EQ(probe(path, "stream=channel_layout", "csv=p=0").trimmed().toStdString(), layouts[channels - 3]);
+            EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), c.encoding == AAC ? 15.0 : 200.0) << channel;
+        EXPECT_EQ(probe(folder.path(c.name), "stream=channel_layout", "csv=p=0").trimmed().toStdString(), c.layout);
     }
 }
 

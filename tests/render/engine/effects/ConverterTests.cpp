@@ -109,10 +109,6 @@ TestGenerator::Function play(const Signal& signal) {
     };
 }
 
-TestGenerator::Function sine(double frequency, double rate, double amplitude) {
-    return [=](int64_t frame, uint32_t) { return float(amplitude * std::sin(2.0 * kPi * frequency * double(frame) / rate)); };
-}
-
 // Least-squares fit of a sine and cosine at a known frequency plus an offset
 // over [from, to); answers the residual's level against the fitted sine's, in
 // decibels, and the fitted coefficients.
@@ -154,7 +150,7 @@ Fit fitSine(const std::vector<float>& x, double frequency, double rate, size_t f
 // `make`, fitted over the middle second.
 Fit roundTrip(const Maker& make) {
     const Conversion run =
-        convert({make(), make()}, {48000.0, 44100.0, 48000.0}, sine(1000.0, 48000.0, 0.5), 96000);
+        convert({make(), make()}, {48000.0, 44100.0, 48000.0}, sineWave(1000.0, 0.5, 48000.0), 96000);
     EXPECT_TRUE(run.ok) << qPrintable(run.error.localizedDescription());
     return run.ok ? fitSine(run.output[0], 1000.0, 48000.0, 24000, 72000) : Fit{};
 }
@@ -232,7 +228,7 @@ TEST(ConverterQuality, QualityWidensThePassband) {
     auto level = [](float quality) {
         auto converter = goodhertz("linearPhase");
         converter->setQuality(quality);
-        const Conversion run = convert({converter}, {48000.0, 44100.0}, sine(21000.0, 48000.0, 0.5), 88200);
+        const Conversion run = convert({converter}, {48000.0, 44100.0}, sineWave(21000.0, 0.5, 48000.0), 88200);
         EXPECT_TRUE(run.ok);
         return decibels(amplitudeAt(run.output[0], 21000.0, 44100.0, 22050, 44100) / 0.5);
     };
@@ -510,7 +506,7 @@ TEST(ConverterTiming, TheBlockSizeChangesNoFrame) {
 }
 
 TEST(ConverterTiming, OneBadSampleIsForgottenOnceTheFilterHasPassedIt) {
-    const auto tone = sine(1000.0, 48000.0, 0.5);
+    const auto tone = sineWave(1000.0, 0.5, 48000.0);
     for (float bad : kBadSamples)
         for (const Recipe& recipe : highQualityRecipes()) {
             SCOPED_TRACE(testing::Message() << recipe.name << " " << bad);

@@ -22,9 +22,7 @@ namespace {
 constexpr double kRate = 48000.0;
 
 TestGenerator::Function sine(double frequency, double amplitude, double offset = 0.0) {
-    return [=](int64_t frame, uint32_t) {
-        return float(offset + amplitude * std::sin(2.0 * std::numbers::pi * frequency * double(frame) / kRate));
-    };
+    return sineWave(frequency, amplitude, kRate, offset);
 }
 
 float silence(int64_t, uint32_t) { return 0.0f; }

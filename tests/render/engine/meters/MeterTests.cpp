@@ -216,33 +216,47 @@ PitchRun followPitch(const std::shared_ptr<VMKPitchDetectorAudioProcessor>& dete
 
 // Expects nine in ten blocks of a run to have a pitch, each the expected note.
 void expectHeard(const PitchRun& run, const std::string& what) {
+    EXPECT_GT(run.blocks, 0) << what;
     EXPECT_GE(run.pitched, run.blocks * 9 / 10) << what;
     EXPECT_EQ(run.right, run.pitched) << what << ", heard " << run.lastSemitone;
 }
 } // namespace
 
-TEST(PitchDetector, FindsTheNotesOfSinesFrom36To96) {
-    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
-    for (int note = 36; note <= 96; ++note) {
-        const auto run = followPitch(detector, 2, sine(noteFrequency(note), -12.0), note);
-        ASSERT_GT(run.blocks, 0);
-        expectHeard(run, "note " + std::to_string(note));
+// Sines from note 36 to 96, sines at other rates, a tone on one channel of
+// three (heard in the mix) and tones whose second and third harmonics are
+// the strongest overtones: each is heard as its fundamental.
+TEST(PitchDetector, FindsTheNotesOfTones) {
+    struct Case {
+        std::string what;
+        uint32_t channels;
+        TestGenerator::Function function;
+        int note;
+        double rate = kRate;
+    };
+    std::vector<Case> cases;
+    for (int note = 36; note <= 96; ++note)
+        cases.push_back({"note " + std::to_string(note), 2, sine(noteFrequency(note), -12.0), note});
+    for (double rate : {44100.0, 96000.0})
+        for (int note : {40, 69, 90})
+            cases.push_back({std::to_string(rate) + " " + std::to_string(note), 1,
+                             sine(noteFrequency(note), -12.0, rate), note, rate});
+    const auto tone = sine(noteFrequency(57), -6.0);
+    cases.push_back({"a tone on the third channel", 3,
+                     [=](int64_t frame, uint32_t channel) { return channel == 2 ? tone(frame, channel) : 0.0f; }, 57});
+    for (int note : {38, 50, 62, 74, 86}) {
+        const double f = noteFrequency(note);
+        // Eight harmonics falling as 1/k.
+        cases.push_back({"harmonics of " + std::to_string(note), 2, [f](int64_t frame, uint32_t) {
+                             double x = 0.0;
+                             for (int k = 1; k <= 8; ++k)
+                                 if (f * k < kRate / 2.0)
+                                     x += 0.1 / k * std::sin(2.0 * std::numbers::pi * f * k * double(frame) / kRate + 0.3 * k);
+                             return float(x);
+                         }, note});
     }
-}
-
-TEST(PitchDetector, MixesTheChannelsAndFollowsOtherRates) {
     auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
-    // A tone on one channel of three is heard in the mix.
-    auto tone = sine(noteFrequency(57), -6.0);
-    auto third = [=](int64_t frame, uint32_t channel) { return channel == 2 ? tone(frame, channel) : 0.0f; };
-    auto run = followPitch(detector, 3, third, 57);
-    expectHeard(run, "a tone on the third channel");
-    for (double rate : {44100.0, 96000.0}) {
-        for (int note : {40, 69, 90}) {
-            run = followPitch(detector, 1, sine(noteFrequency(note), -12.0, rate), note, rate);
-            expectHeard(run, std::to_string(rate) + " " + std::to_string(note));
-        }
-    }
+    for (const Case& c : cases)
+        expectHeard(followPitch(detector, c.channels, c.function, c.note, c.rate), c.what);
 }
 
 TEST(PitchDetector, SilenceHasNoPitch) {
@@ -282,23 +296,6 @@ TEST(PitchDetector, NoiseHasHardlyAnyPitch) {
     const auto run = followPitch(detector, 2, noise, -1);
     EXPECT_GT(run.blocks, 0);
     EXPECT_LE(run.pitched, run.blocks / 20) << "heard " << run.lastSemitone;
-}
-
-TEST(PitchDetector, FindsTheFundamentalOfToneWithHarmonics) {
-    auto detector = std::make_shared<VMKPitchDetectorAudioProcessor>();
-    for (int note : {38, 50, 62, 74, 86}) {
-        const double f = noteFrequency(note);
-        // Eight harmonics falling as 1/k, the second and third the strongest overtones.
-        auto tone = [f](int64_t frame, uint32_t) {
-            double x = 0.0;
-            for (int k = 1; k <= 8; ++k)
-                if (f * k < kRate / 2.0)
-                    x += 0.1 / k * std::sin(2.0 * std::numbers::pi * f * k * double(frame) / kRate + 0.3 * k);
-            return float(x);
-        };
-        const auto run = followPitch(detector, 2, tone, note);
-        expectHeard(run, "note " + std::to_string(note));
-    }
 }
 
 TEST(PitchDetector, OneBadSampleIsForgottenWithinAWindow) {
