@@ -103,15 +103,14 @@ protected:
 };
 
 // Pulls `frames` frames of `function` (`channels` channels at `rate`) through
-// `processor` in blocks of `block`, from sample time `start`; answers what
-// came out. The processor is taken out of the stream afterwards, so that a
-// test may run it again.
-inline std::vector<std::vector<float>> recordThrough(const std::shared_ptr<VMKAudioProcessor>& processor,
-                                                     uint32_t channels, int64_t frames,
-                                                     TestGenerator::Function function, int64_t block = 1024,
-                                                     double rate = 48000.0, int64_t start = 0) {
+// `processor` into `head` in blocks of `block`, from sample time `start`. The
+// processor is taken out of the stream afterwards, so that a test may run it
+// again.
+inline void pullThrough(const std::shared_ptr<VMKAudioProcessor>& processor,
+                        const std::shared_ptr<VMKHeadAudioProcessor>& head, uint32_t channels,
+                        TestGenerator::Function function, int64_t frames, int64_t block = 256, double rate = 48000.0,
+                        int64_t start = 0) {
     auto stream = std::make_shared<VMKAudioStream>();
-    auto head = std::make_shared<TestRecorder>();
     chainProcessors(*stream, {std::make_shared<TestGenerator>(channels, rate, std::move(function)), processor, head})
         ->setMaxFrames(block);
     head->setFrameCount(frames);
@@ -120,6 +119,15 @@ inline std::vector<std::vector<float>> recordThrough(const std::shared_ptr<VMKAu
     EXPECT_TRUE(stream->initialize(&error) && stream->start(&error)) << qPrintable(error.localizedDescription());
     stream->uninitialize();
     stream->removeProcessorsObject(processor);
+}
+
+// pullThrough into a recorder; answers what came out.
+inline std::vector<std::vector<float>> recordThrough(const std::shared_ptr<VMKAudioProcessor>& processor,
+                                                     uint32_t channels, int64_t frames,
+                                                     TestGenerator::Function function, int64_t block = 1024,
+                                                     double rate = 48000.0, int64_t start = 0) {
+    auto head = std::make_shared<TestRecorder>();
+    pullThrough(processor, head, channels, std::move(function), frames, block, rate, start);
     return head->recorded;
 }
 

@@ -17,129 +17,62 @@ namespace {
 
 using namespace VMKAudioEncoding;
 
+// A file made by an independent tool: by sox from raw floats with
+// `arguments` before the output path, or by another program from a 16-bit
+// stereo WAVE file (%in and %out in `arguments` are replaced).
 struct ToolCase {
     const char* name;
     const char* file;
-    QStringList soxArguments;  // the file is made by sox from raw floats with these
-    int channels;
-    int bits;  // quantization of the test signal (0: none)
+    QString program;
+    QStringList arguments;
+    int channels;  // of the sox-made files; the others are stereo
+    int bits;      // quantization of the test signal (0: none)
     const char* format;
     int bitDepth;
     bool floatingPoint;
     quint32 encoding;
-    float tolerance;  // largest sample error accepted
-    double rate = 44100;
-};
-
-void PrintTo(const ToolCase& tc, std::ostream* os) { *os << tc.name; }
-
-class ToolMadeFiles : public ::testing::TestWithParam<ToolCase> {};
-
-TEST_P(ToolMadeFiles, ReadWithTheirFactsAndSamples) {
-    const ToolCase& tc = GetParam();
-    TestFolder folder;
-    const double rate = tc.rate;
-    const qint64 frames = qint64(rate / 2) + 7;
-    const TestAudio audio = makeSines(tc.channels, frames, rate, 0.5f, tc.bits);
-    ASSERT_TRUE(soxWrite(audio, rate, QStringList{"-D"} + tc.soxArguments, folder.path(tc.file)));
-
-    VMKError error;
-    auto info = VMKAudioFileInfo::initWithURL(folder.url(tc.file), &error);
-    ASSERT_TRUE(info) << error.localizedDescription().toStdString();
-    EXPECT_EQ(info->format(), QString::fromUtf8(tc.format));
-    EXPECT_EQ(info->numberOfChannels(), quint64(tc.channels));
-    EXPECT_EQ(info->sampleRate(), rate);
-    EXPECT_EQ(info->frames(), quint64(frames));
-    EXPECT_EQ(info->bitDepth(), quint64(tc.bitDepth));
-    EXPECT_EQ(info->isFloatingPoint(), tc.floatingPoint);
-    EXPECT_EQ(info->encoding(), tc.encoding);
-    EXPECT_EQ(info->fileSize(), quint64(QFile(folder.path(tc.file)).size()));
-
-    auto reader = VMKAudioFileReader::initWithURL(folder.url(tc.file), &error);
-    ASSERT_TRUE(reader);
-    const TestAudio read = readAllFrames(*reader, 3000);
-    EXPECT_LE(maximumDifference(audio, read), tc.tolerance);
-}
-
-const float exact = 0.0f;
-const float soxFloat = 1e-7f;  // sox passes floats through 32-bit integers
-
-INSTANTIATE_TEST_SUITE_P(
-    Sox, ToolMadeFiles,
-    ::testing::Values(
-        ToolCase{"Wave8", "a.wav", {"-b", "8"}, 1, 8, "WAVE File", 8, false, PCM, exact},
-        ToolCase{"Wave16", "a.wav", {"-b", "16"}, 2, 16, "WAVE File", 16, false, PCM, exact},
-        ToolCase{"Wave24", "a.wav", {"-b", "24"}, 6, 24, "WAVE File", 24, false, PCM, exact},
-        ToolCase{"Wave32", "a.wav", {"-e", "signed-integer", "-b", "32"}, 2, 24, "WAVE File", 32, false, PCM, exact},
-        ToolCase{"WaveFloat", "a.wav", {"-e", "floating-point", "-b", "32"}, 2, 0, "WAVE File", 32, true, PCM, soxFloat},
-        ToolCase{"WaveDouble", "a.wav", {"-e", "floating-point", "-b", "64"}, 1, 0, "WAVE File", 64, true, PCM, soxFloat},
-        ToolCase{"WaveULaw", "a.wav", {"-e", "u-law"}, 1, 0, "WAVE File", 8, false, uLaw, 0.02f},
-        ToolCase{"WaveALaw", "a.wav", {"-e", "a-law"}, 2, 0, "WAVE File", 8, false, aLaw, 0.02f},
-        ToolCase{"WaveIMA", "a.wav", {"-e", "ima-adpcm"}, 1, 0, "WAVE File", 4, false, IMA4, 0.1f},
-        ToolCase{"AIFF16", "a.aiff", {"-b", "16"}, 2, 16, "AIFF File", 16, false, PCM, exact},
-        ToolCase{"AIFF24", "a.aif", {"-b", "24"}, 6, 24, "AIFF File", 24, false, PCM, exact},
-        ToolCase{"AIFCFloat", "a.aifc", {"-e", "floating-point", "-b", "32"}, 2, 0, "AIFF File", 32, true, PCM, soxFloat},
-        ToolCase{"AU16", "a.au", {"-b", "16"}, 2, 16, "AU File", 16, false, PCM, exact},
-        ToolCase{"AUULaw", "a.au", {"-e", "u-law"}, 1, 0, "AU File", 8, false, uLaw, 0.02f},
-        ToolCase{"Wave64", "a.w64", {"-b", "24"}, 2, 24, "Wave64 File", 24, false, PCM, exact},
-        ToolCase{"FLAC16", "a.flac", {"-b", "16"}, 2, 16, "FLAC Audio File", 16, false, FLAC, exact},
-        ToolCase{"FLAC24", "a.flac", {"-b", "24"}, 6, 24, "FLAC Audio File", 24, false, FLAC, exact},
-        ToolCase{"VOX", "a.vox", {"-t", "ul"}, 1, 0, "VOX Audio File", 8, false, uLaw, 0.02f, 8000}),
-    [](const auto& testInfo) { return std::string(testInfo.param.name); });
-
-} // namespace
-
-namespace {
-
-// A 16-bit WAVE file made by sox, as the input of the other tools.
-QString makeWave(const TestFolder& folder, const TestAudio& audio, double rate) {
-    const QString path = folder.path(QStringLiteral("source.wav"));
-    EXPECT_TRUE(soxWrite(audio, rate, {"-D", "-b", "16"}, path));
-    return path;
-}
-
-struct EncodedCase {
-    const char* name;
-    const char* file;
-    QString program;
-    QStringList arguments;  // %in and %out are replaced
-    const char* format;
-    quint32 encoding;
-    int bitDepth;
     double minimumSNR;  // dB; 200 for sample exact
+    double rate = 44100;
     // Random access against a sequential read. AAC decoders keep a noise
     // generator that a seek doesn't rewind, so its samples differ slightly.
     double seekTolerance = 1e-6;
 };
-void PrintTo(const EncodedCase& tc, std::ostream* os) { *os << tc.name; }
+void PrintTo(const ToolCase& tc, std::ostream* os) { *os << tc.name; }
 
-class EncodedFiles : public ::testing::TestWithParam<EncodedCase> {};
+class ToolMadeFiles : public ::testing::TestWithParam<ToolCase> {};
 
-TEST_P(EncodedFiles, ReadWithExactLengthAndCloseSamples) {
-    const EncodedCase& tc = GetParam();
+TEST_P(ToolMadeFiles, ReadWithTheirFactsAndSamplesInAnyOrder) {
+    const ToolCase& tc = GetParam();
     TestFolder folder;
-    const double rate = 44100;
-    const qint64 frames = 44100 + 1234;
-    const TestAudio audio = makeSines(2, frames, rate, 0.5f, 16);
-    const QString source = makeWave(folder, audio, rate);
+    const bool bySox = tc.program == QLatin1String("sox");
+    const int channels = bySox ? tc.channels : 2;
+    const qint64 frames = qint64(tc.rate) + 1234;
+    const TestAudio audio = makeSines(channels, frames, tc.rate, 0.5f, bySox ? tc.bits : 16);
     const QString out = folder.path(tc.file);
-    QStringList arguments = tc.arguments;
-    arguments.replaceInStrings(QStringLiteral("%in"), source);
-    arguments.replaceInStrings(QStringLiteral("%out"), out);
-    QString output;
-    ASSERT_EQ(runTool(tc.program, arguments, &output), 0) << output.toStdString();
+    if (bySox) {
+        ASSERT_TRUE(soxWrite(audio, tc.rate, QStringList{"-D"} + tc.arguments, out));
+    } else {
+        const QString source = folder.path(QStringLiteral("source.wav"));
+        ASSERT_TRUE(soxWrite(audio, tc.rate, {"-D", "-b", "16"}, source));
+        QStringList arguments = tc.arguments;
+        arguments.replaceInStrings(QStringLiteral("%in"), source);
+        arguments.replaceInStrings(QStringLiteral("%out"), out);
+        QString output;
+        ASSERT_EQ(runTool(tc.program, arguments, &output), 0) << output.toStdString();
+    }
 
     VMKError error;
     auto info = VMKAudioFileInfo::initWithURL(URL::fileURLWithPath(out), &error);
     ASSERT_TRUE(info) << error.localizedDescription().toStdString();
     EXPECT_EQ(info->format(), QString::fromUtf8(tc.format));
     EXPECT_EQ(info->encoding(), tc.encoding);
-    EXPECT_EQ(info->numberOfChannels(), 2u);
-    EXPECT_EQ(info->sampleRate(), rate);
+    EXPECT_EQ(info->numberOfChannels(), quint64(channels));
+    EXPECT_EQ(info->sampleRate(), tc.rate);
     EXPECT_EQ(info->frames(), quint64(frames));
     EXPECT_EQ(info->bitDepth(), quint64(tc.bitDepth));
-    EXPECT_FALSE(info->isFloatingPoint());
-    if (tc.encoding != PCM) {
+    EXPECT_EQ(info->isFloatingPoint(), tc.floatingPoint);
+    EXPECT_EQ(info->fileSize(), quint64(QFile(out).size()));
+    if (!bySox && tc.encoding != PCM) {
         EXPECT_GT(info->bitrate(), 0u);
     }
 
@@ -152,32 +85,66 @@ TEST_P(EncodedFiles, ReadWithExactLengthAndCloseSamples) {
     // goes back a little after reading up to the end; past the end is silence.
     for (qint64 at : {qint64(30000), qint64(5), qint64(44000), qint64(0), qint64(frames - 10), qint64(frames - 1),
                       qint64(frames - 3), qint64(30000), qint64(29990)}) {
-        std::vector<float> left(10), right(10);
-        float* pointers[2] = {left.data(), right.data()};
-        ASSERT_TRUE(reader->readFrames(pointers, 2, 10, at, &error)) << error.localizedDescription().toStdString();
-        for (int i = 0; i < 10; ++i) {
-            const bool inside = at + i < frames;
-            EXPECT_NEAR(left[size_t(i)], inside ? read[0][size_t(at + i)] : 0.0f, tc.seekTolerance) << "at " << at + i;
-            EXPECT_NEAR(right[size_t(i)], inside ? read[1][size_t(at + i)] : 0.0f, tc.seekTolerance) << "at " << at + i;
-        }
+        std::vector<std::vector<float>> part(size_t(channels), std::vector<float>(10));
+        std::vector<float*> pointers;
+        for (auto& channel : part)
+            pointers.push_back(channel.data());
+        ASSERT_TRUE(reader->readFrames(pointers.data(), channels, 10, at, &error))
+            << error.localizedDescription().toStdString();
+        for (size_t c = 0; c < size_t(channels); ++c)
+            for (int i = 0; i < 10; ++i)
+                EXPECT_NEAR(part[c][size_t(i)], at + i < frames ? read[c][size_t(at + i)] : 0.0f, tc.seekTolerance)
+                    << "channel " << c << " at " << at + i;
     }
 }
 
+ToolCase soxMade(const char* name, const char* file, QStringList arguments, int channels, int bits,
+                       const char* format, int bitDepth, bool floatingPoint, quint32 encoding, double minimumSNR,
+                       double rate = 44100) {
+    return {name, file, "sox", arguments, channels, bits, format, bitDepth, floatingPoint, encoding, minimumSNR, rate};
+}
+ToolCase encoded(const char* name, const char* file, QString program, QStringList arguments,
+                       const char* format, quint32 encoding, int bitDepth, double minimumSNR,
+                       double seekTolerance = 1e-6) {
+    return {name, file, program, arguments, 2, 16, format, bitDepth, false, encoding, minimumSNR, 44100, seekTolerance};
+}
+constexpr double exact = 200.0;
+constexpr double soxFloat = 120.0;  // sox passes floats through 32-bit integers
+
 INSTANTIATE_TEST_SUITE_P(
-    Tools, EncodedFiles,
+    Tools, ToolMadeFiles,
     ::testing::Values(
-        EncodedCase{"flac", "a.flac", "flac", {"-s", "-f", "-o", "%out", "%in"}, "FLAC Audio File", FLAC, 16, 200},
-        EncodedCase{"lame", "a.mp3", "lame", {"--quiet", "-b", "192", "%in", "%out"}, "MP3 Audio File", MPEG3, 0, 25},
-        EncodedCase{"oggenc", "a.ogg", "oggenc", {"-Q", "-q", "6", "-o", "%out", "%in"}, "Ogg Vorbis Audio File", Vorbis, 0, 25},
-        EncodedCase{"ffmpegAAC", "a.m4a", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "aac", "-b:a", "256k",
-                                             "-movie_timescale", "44100", "%out"},
-                    "M4A Audio File", AAC, 0, 25, 0.005},
-        EncodedCase{"ffmpegALAC", "a.m4a", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "alac", "%out"},
-                    "M4A Audio File", ALAC, 16, 200},
-        EncodedCase{"ffmpegCAF", "a.caf", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "pcm_s24be", "%out"},
-                    "CAF File", PCM, 24, 200},
-        EncodedCase{"ffmpegCAFALAC", "a.caf", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "alac", "%out"},
-                    "CAF File", ALAC, 16, 200}),
+        soxMade("Wave8", "a.wav", {"-b", "8"}, 1, 8, "WAVE File", 8, false, PCM, exact),
+        soxMade("Wave16", "a.wav", {"-b", "16"}, 2, 16, "WAVE File", 16, false, PCM, exact),
+        soxMade("Wave24", "a.wav", {"-b", "24"}, 6, 24, "WAVE File", 24, false, PCM, exact),
+        soxMade("Wave32", "a.wav", {"-e", "signed-integer", "-b", "32"}, 2, 24, "WAVE File", 32, false, PCM, exact),
+        soxMade("WaveFloat", "a.wav", {"-e", "floating-point", "-b", "32"}, 2, 0, "WAVE File", 32, true, PCM, soxFloat),
+        soxMade("WaveDouble", "a.wav", {"-e", "floating-point", "-b", "64"}, 1, 0, "WAVE File", 64, true, PCM, soxFloat),
+        soxMade("WaveULaw", "a.wav", {"-e", "u-law"}, 1, 0, "WAVE File", 8, false, uLaw, 30),
+        soxMade("WaveALaw", "a.wav", {"-e", "a-law"}, 2, 0, "WAVE File", 8, false, aLaw, 30),
+        soxMade("WaveIMA", "a.wav", {"-e", "ima-adpcm"}, 1, 0, "WAVE File", 4, false, IMA4, 15),
+        soxMade("AIFF16", "a.aiff", {"-b", "16"}, 2, 16, "AIFF File", 16, false, PCM, exact),
+        soxMade("AIFF24", "a.aif", {"-b", "24"}, 6, 24, "AIFF File", 24, false, PCM, exact),
+        soxMade("AIFCFloat", "a.aifc", {"-e", "floating-point", "-b", "32"}, 2, 0, "AIFF File", 32, true, PCM, soxFloat),
+        soxMade("AU16", "a.au", {"-b", "16"}, 2, 16, "AU File", 16, false, PCM, exact),
+        soxMade("AUULaw", "a.au", {"-e", "u-law"}, 1, 0, "AU File", 8, false, uLaw, 30),
+        soxMade("Wave64", "a.w64", {"-b", "24"}, 2, 24, "Wave64 File", 24, false, PCM, exact),
+        soxMade("FLAC16", "a.flac", {"-b", "16"}, 2, 16, "FLAC Audio File", 16, false, FLAC, exact),
+        soxMade("FLAC24", "a.flac", {"-b", "24"}, 6, 24, "FLAC Audio File", 24, false, FLAC, exact),
+        soxMade("VOX", "a.vox", {"-t", "ul"}, 1, 0, "VOX Audio File", 8, false, uLaw, 30, 8000),
+        encoded("flac", "a.flac", "flac", {"-s", "-f", "-o", "%out", "%in"}, "FLAC Audio File", FLAC, 16, exact),
+        encoded("lame", "a.mp3", "lame", {"--quiet", "-b", "192", "%in", "%out"}, "MP3 Audio File", MPEG3, 0, 25),
+        encoded("oggenc", "a.ogg", "oggenc", {"-Q", "-q", "6", "-o", "%out", "%in"}, "Ogg Vorbis Audio File", Vorbis,
+                0, 25),
+        encoded("ffmpegAAC", "a.m4a", "ffmpeg",
+                {"-v", "error", "-y", "-i", "%in", "-c:a", "aac", "-b:a", "256k", "-movie_timescale", "44100", "%out"},
+                "M4A Audio File", AAC, 0, 25, 0.005),
+        encoded("ffmpegALAC", "a.m4a", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "alac", "%out"},
+                "M4A Audio File", ALAC, 16, exact),
+        encoded("ffmpegCAF", "a.caf", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "pcm_s24be", "%out"},
+                "CAF File", PCM, 24, exact),
+        encoded("ffmpegCAFALAC", "a.caf", "ffmpeg", {"-v", "error", "-y", "-i", "%in", "-c:a", "alac", "%out"},
+                "CAF File", ALAC, 16, exact)),
     [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
 // Bad input gives an error that says what was done and why, never a crash.

@@ -71,12 +71,7 @@ TEST_P(TagRoundTrip, TagsOfTheTableComeBack) {
         }
     }
     // Other tools still open the file and see the title.
-    QString output;
-    ASSERT_EQ(runTool("ffprobe", {"-v", "error", "-show_entries", "format_tags=title:stream_tags=title", "-of",
-                                  "default=noprint_wrappers=1", url.path()},
-                      &output),
-              0)
-        << output.toStdString();
+    const QString output = probe(url.path(), "format_tags=title:stream_tags=title");
     if (format != QLatin1String("CAF File")) {
         EXPECT_TRUE(output.contains("Ein Titel")) << output.toStdString();
     }

@@ -210,8 +210,7 @@ TEST(VMKAudioFileWriterAudioProcessor, RangeAndRetainedTail) {
             w.setBaseDirectory(folder.url(QString()));
         }, &error, 1000);
         EXPECT_TRUE(writer) << error.localizedDescription().toStdString();
-        auto reader = VMKAudioFileReader::initWithURL(writer->resultURL());
-        return readAllFrames(*reader)[0];
+        return readFile(writer->resultURL().path()).at(0);
     };
     const auto plain = write(false, 10, {0.5, 1.0});
     ASSERT_EQ(plain.size(), 8000u);
@@ -279,9 +278,9 @@ TEST(VMKAudioFileWriterAudioProcessor, ResultHooksAndGeneratorChain) {
     EXPECT_EQ(writer->resultURL(), writer->target);
     auto result = VMKAudioFileReader::initWithURL(writer->target);
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->frames(), 2000u);
     EXPECT_EQ(result->sampleRate(), 22050.0);
     const TestAudio read = readAllFrames(*result);
+    ASSERT_EQ(read.at(0).size(), 2000u);
     EXPECT_EQ(maximumDifference(audio, read, 100), 0.0f);
 }
 

@@ -43,26 +43,11 @@ protected:
     }
 };
 
-// Runs generator -> meter -> head for `frames` frames in blocks of `block`.
-template <class Head>
-void run(const std::shared_ptr<VMKAudioProcessor>& meter, const std::shared_ptr<Head>& head, uint32_t channels,
-         TestGenerator::Function function, int64_t frames, int64_t block = 256, double rate = kRate) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    chainProcessors(*stream, {std::make_shared<TestGenerator>(channels, rate, std::move(function)), meter, head})
-        ->setMaxFrames(block);
-    head->setFrameCount(frames);
-    VMKError error;
-    ASSERT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
-    ASSERT_TRUE(stream->start(&error)) << qPrintable(error.localizedDescription());
-    stream->uninitialize();
-    stream->removeProcessorsObject(meter);
-}
-
 std::shared_ptr<VMKLoudnessMeterAudioProcessor> measure(uint32_t channels, TestGenerator::Function function,
                                                         int64_t frames, bool truePeak = false, int64_t block = 256) {
     auto meter = std::make_shared<VMKLoudnessMeterAudioProcessor>();
     meter->setEnableTruePeak(truePeak);
-    run(meter, std::make_shared<BlockProbe>(), channels, std::move(function), frames, block);
+    pullThrough(meter, std::make_shared<BlockProbe>(), channels, std::move(function), frames, block);
     return meter;
 }
 
@@ -131,9 +116,9 @@ TEST(LoudnessMeter, SilenceAndEmptyRunsAndResultsAfterTheRun) {
     EXPECT_EQ(meter->peak(), -std::numeric_limits<double>::infinity());
     EXPECT_EQ(meter->loudnessRange(), 0.0);
     // A second run starts afresh; results outlive uninitialize (measure() has run it).
-    run(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -23.0), 5 * kSecond);
+    pullThrough(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -23.0), 5 * kSecond);
     EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
-    run(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -40.0), 5 * kSecond);
+    pullThrough(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -40.0), 5 * kSecond);
     EXPECT_NEAR(meter->integratedLU(), -40.0, 0.1);
     EXPECT_NEAR(meter->peak(), -40.0, 0.01);
 }
@@ -210,7 +195,7 @@ PitchRun followPitch(const std::shared_ptr<VMKPitchDetectorAudioProcessor>& dete
             result.lastSemitone = detector->semitone();
         }
     };
-    run(detector, probe, channels, std::move(function), int64_t(rate * 0.5), 256, rate);
+    pullThrough(detector, probe, channels, std::move(function), int64_t(rate * 0.5), 256, rate);
     return result;
 }
 
@@ -277,7 +262,7 @@ TEST(PitchDetector, SilenceHasNoPitch) {
             EXPECT_EQ(std::lround(detector->semitone()), 60);
         }
     };
-    ondrel::run(detector, probe, 2, stops, kSecond / 2);
+    pullThrough(detector, probe, 2, stops, kSecond / 2);
     EXPECT_GT(pitchedEarly, 0);
     EXPECT_LT(pitchedLate, 12);  // the window (2048 frames) still holds the tone for a few hops
     EXPECT_EQ(detector->power(), 0.0f);
@@ -311,7 +296,7 @@ TEST(PitchDetector, OneBadSampleIsForgottenWithinAWindow) {
             ++late;
             lateRight += detector->power() > 0.0f && std::lround(detector->semitone()) == 69;
         };
-        run(detector, probe, 1,
+        pullThrough(detector, probe, 1,
             [&](int64_t frame, uint32_t channel) { return frame == kSecond / 10 ? bad : tone(frame, channel); },
             kSecond / 2);
         EXPECT_GE(lateRight, late * 9 / 10) << bad;
