@@ -32,15 +32,10 @@ TEST(VMKMinMaxWaveform, TableEntriesAreLittleEndianSixteenBitPairs) {
     EXPECT_EQ(waveform->count(), 4);
     EXPECT_EQ(waveform->table().size(), 16);
 
-    float values[6];
-    waveform->getPositiveValues(values, -1, 6);
-    EXPECT_EQ(values[0], 0.0f);
-    EXPECT_EQ(values[1], 0.0f);
-    EXPECT_EQ(values[2], 16383.0f / 32767.0f);
-    EXPECT_EQ(values[3], 0.0f);
-    EXPECT_EQ(values[4], -8191.0f / 32767.0f);
-    EXPECT_EQ(values[5], 0.0f);  // past the end
-    waveform->getNegativeValues(values, 1, 3);
+    std::vector<float> values(6);
+    waveform->getPositiveValues(values.data(), -1, 6);  // from before the start to past the end
+    EXPECT_EQ(values, (std::vector<float>{0.0f, 0.0f, 16383.0f / 32767.0f, 0.0f, -8191.0f / 32767.0f, 0.0f}));
+    waveform->getNegativeValues(values.data(), 1, 3);
     EXPECT_EQ(values[0], -1.0f);
     EXPECT_EQ(values[2], -16383.0f / 32767.0f);
 }
