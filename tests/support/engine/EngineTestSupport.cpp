@@ -164,6 +164,18 @@ int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
     return count;
 }
 
+double amplitudeAt(const std::vector<float>& values, double frequency, double rate, size_t from, size_t length) {
+    double re = 0.0, im = 0.0, windowSum = 0.0;
+    for (size_t i = 0; i < length; ++i) {
+        const double w = 0.5 - 0.5 * std::cos(2.0 * M_PI * double(i) / double(length));
+        const double phase = 2.0 * M_PI * frequency * double(from + i) / rate;
+        re += w * double(values[from + i]) * std::cos(phase);
+        im += w * double(values[from + i]) * std::sin(phase);
+        windowSum += w;
+    }
+    return 2.0 * std::hypot(re, im) / windowSum;
+}
+
 double decibels(double ratio) { return 20.0 * std::log10(ratio); }
 
 int64_t firstDifference(const TestAudio& a, const TestAudio& b) {

@@ -56,6 +56,9 @@ TestAudio readFile(const QString& path);
 double rms(const std::vector<float>& values, size_t from = 0);
 double peak(const std::vector<float>& values, size_t from = 0);
 int64_t nonFiniteFrames(const std::vector<float>& values, size_t from = 0);
+// Amplitude of the component at `frequency` (at `rate`) over
+// [from, from + length), Hann windowed.
+double amplitudeAt(const std::vector<float>& values, double frequency, double rate, size_t from, size_t length);
 // An amplitude ratio in dB.
 double decibels(double ratio);
 // The first frame where two recordings differ, bit for bit, in any channel;

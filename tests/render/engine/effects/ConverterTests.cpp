@@ -160,19 +160,6 @@ Fit roundTrip(const Maker& make) {
     return run.ok ? fitSine(run.output[0], 1000.0, 48000.0, 24000, 72000) : Fit{};
 }
 
-// Amplitude of the component at `frequency` over [from, from + length), Hann windowed.
-double amplitudeAt(const std::vector<float>& x, double frequency, double rate, size_t from, size_t length) {
-    double re = 0.0, im = 0.0, windowSum = 0.0;
-    for (size_t i = 0; i < length; ++i) {
-        const double w = 0.5 - 0.5 * std::cos(2.0 * kPi * double(i) / double(length));
-        const double phase = 2.0 * kPi * frequency * double(from + i) / rate;
-        re += w * double(x[from + i]) * std::cos(phase);
-        im += w * double(x[from + i]) * std::sin(phase);
-        windowSum += w;
-    }
-    return 2.0 * std::hypot(re, im) / windowSum;
-}
-
 // Energy-weighted centre: the sample time a symmetric pulse is centred on.
 double centreOf(const std::vector<float>& x, double around, int64_t reach) {
     double moment = 0.0, sum = 0.0;

@@ -51,33 +51,17 @@ double frequencyOf(const std::vector<float>& values, size_t from, size_t to) {
     return crossings > 1 ? double(crossings - 1) * kRate / (last - first) : 0.0;
 }
 
-// Mean power of `values` at `frequency`, averaged over Hann-windowed segments
-// of 4096 (Goertzel).
-double powerAt(const std::vector<double>& values, double frequency) {
-    constexpr size_t kSegment = 4096;
-    static const std::vector<double> window = [] {
-        std::vector<double> w(kSegment);
-        for (size_t i = 0; i < kSegment; ++i)
-            w[i] = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * double(i) / double(kSegment));
-        return w;
-    }();
-    const double coefficient = 2.0 * std::cos(2.0 * std::numbers::pi * frequency / kRate);
+// Mean power of `values` at `frequency` over segments of 4096.
+double powerAt(const std::vector<float>& values, double frequency) {
     double total = 0.0;
     size_t segments = 0;
-    for (size_t start = 0; start + kSegment <= values.size(); start += kSegment, ++segments) {
-        double s1 = 0.0, s2 = 0.0;
-        for (size_t i = 0; i < kSegment; ++i) {
-            const double s0 = values[start + i] * window[i] + coefficient * s1 - s2;
-            s2 = s1;
-            s1 = s0;
-        }
-        total += s1 * s1 + s2 * s2 - coefficient * s1 * s2;
-    }
+    for (size_t start = 0; start + 4096 <= values.size(); start += 4096, ++segments)
+        total += std::pow(amplitudeAt(values, frequency, kRate, start, 4096), 2.0);
     return total / double(segments);
 }
 
 // Mean noise power over a band, from a handful of frequencies in it.
-double bandPower(const std::vector<double>& values, double low, double high) {
+double bandPower(const std::vector<float>& values, double low, double high) {
     double sum = 0.0;
     for (int i = 0; i < 8; ++i)
         sum += powerAt(values, low + (high - low) * (i + 0.5) / 8.0);
@@ -95,12 +79,12 @@ std::shared_ptr<GHZDitherAudioProcessor> dither(int bits, const QString& shape, 
 }
 
 // The quantisation error (output minus input) of a quiet 997 Hz sine.
-std::vector<double> ditherError(const QString& shape, int64_t frames = 96000) {
+std::vector<float> ditherError(const QString& shape, int64_t frames = 96000) {
     const auto function = sine(997.0, 0.01);
     const auto out = recordThrough(dither(16, shape, QStringLiteral("optimal"), false), 1, frames, function);
-    std::vector<double> error(out[0].size());
+    std::vector<float> error(out[0].size());
     for (size_t i = 0; i < error.size(); ++i)
-        error[i] = double(out[0][i]) - double(function(int64_t(i), 0));
+        error[i] = float(double(out[0][i]) - double(function(int64_t(i), 0)));
     return error;
 }
 } // namespace
