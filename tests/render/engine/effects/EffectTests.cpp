@@ -15,6 +15,7 @@
 #include <cstring>
 #include <limits>
 #include <numbers>
+#include <numeric>
 
 namespace ondrel {
 
@@ -26,13 +27,6 @@ TestGenerator::Function sine(double frequency, double amplitude, double offset =
 }
 
 float silence(int64_t, uint32_t) { return 0.0f; }
-
-double mean(const std::vector<float>& values, size_t from, size_t to) {
-    double sum = 0.0;
-    for (size_t i = from; i < to; ++i)
-        sum += values[i];
-    return sum / double(to - from);
-}
 
 // Frequency from the rising zero crossings in [from, to), interpolated
 // between samples, in Hz.
@@ -192,7 +186,7 @@ TEST(EffectRemoveDC, RemovesAnOffsetAndKeepsTheAudioBand) {
     const auto out = recordThrough(processor, 2, 96000, function, 500);
     for (const auto& channel : out) {
         // After half a second the offset is gone (a whole number of periods averages the sine out).
-        EXPECT_NEAR(mean(channel, 48000, 96000), 0.0, 1e-5);
+        EXPECT_NEAR(std::accumulate(channel.begin() + 48000, channel.end(), 0.0) / 48000.0, 0.0, 1e-5);
         EXPECT_NEAR(rms(channel, 48000), 0.5 / std::sqrt(2.0), 1e-3);
     }
     // 20 Hz passes with under 0.05 dB loss.

@@ -311,7 +311,8 @@ TEST_F(BrokenFiles, TheContentDecidesTheFormat) {
 // Ogg streams can be chained, and a later link may have fewer channels than
 // the first: reading such a file never goes past the channels a link has.
 TEST_F(BrokenFiles, ChainedOggWithFewerChannelsLater) {
-    ASSERT_TRUE(soxWrite(makeSines(2, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("two.wav")));
+    const TestAudio two = makeSines(2, 22050, 44100, 0.5f, 16);
+    ASSERT_TRUE(soxWrite(two, 44100, {"-b", "16"}, folder.path("two.wav")));
     ASSERT_TRUE(soxWrite(makeSines(1, 22050, 44100, 0.5f, 16), 44100, {"-b", "16"}, folder.path("one.wav")));
     ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("two.wav"), "-o", folder.path("two.ogg")}), 0);
     ASSERT_EQ(runTool("oggenc", {"-Q", folder.path("one.wav"), "-o", folder.path("one.ogg")}), 0);
@@ -330,8 +331,8 @@ TEST_F(BrokenFiles, ChainedOggWithFewerChannelsLater) {
     }
     // The first link reads as it was written.
     EXPECT_EQ(reader->numberOfChannels(), 2u);
-    EXPECT_NEAR(left[1000], makeSines(2, 22050, 44100, 0.5f, 16)[0][1000], 0.05f);
-    EXPECT_NEAR(right[1000], makeSines(2, 22050, 44100, 0.5f, 16)[1][1000], 0.05f);
+    EXPECT_NEAR(left[1000], two[0][1000], 0.05f);
+    EXPECT_NEAR(right[1000], two[1][1000], 0.05f);
 }
 
 // A damaged first AAC packet can make FFmpeg announce more channels (here

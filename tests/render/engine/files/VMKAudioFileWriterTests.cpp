@@ -75,7 +75,6 @@ TEST_P(WriterRoundTrip, WritesWhatReadsBackAndOpensInOtherTools) {
         }, &error);
         ASSERT_TRUE(writer) << error.localizedDescription().toStdString();
         const URL url = writer->resultURL();
-        EXPECT_TRUE(url.existsAsFile());
         EXPECT_FALSE(QFile::exists(writer->temporaryURL().path()));
         EXPECT_FLOAT_EQ(writer->progress(), 1.0f);
 
@@ -170,13 +169,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(VMKAudioFileWriterAudioProcessor, RefusesWhatAFormatCantHold) {
     TestFolder folder;
     const TestAudio stereo = makeSines(2, 1000, 44100);
-    struct Refusal {
-        const char* format;
-        quint32 encoding;
-    };
-    for (const auto& [format, encoding] : {Refusal{"MP4 File", 0}, Refusal{"CAF File", MPEG3},
-                                           Refusal{"VOX Audio File", uLaw}, Refusal{"AIFF File", IMA4},
-                                           Refusal{"FLAC Audio File", PCM}}) {
+    for (const auto& [format, encoding] : {std::pair{"MP4 File", 0u}, {"CAF File", MPEG3}, {"VOX Audio File", uLaw},
+                                           {"AIFF File", IMA4}, {"FLAC Audio File", PCM}}) {
         VMKError error;
         auto writer = writeAudio(stereo, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat(QString::fromUtf8(format));
