@@ -63,20 +63,18 @@ Conversion convert(const std::vector<ConverterPtr>& converters, const std::vecto
             TestGenerator::Function function, int64_t frames, uint32_t channels = 1, int64_t blockSize = 0,
             int64_t start = 0) {
     auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(channels, rates[0], std::move(function));
     auto recorder = std::make_shared<TestRecorder>();
-    stream->addProcessorsObject(source);
-    VMKAudioProcessor* previous = source.get();
-    for (size_t i = 0; i < converters.size(); ++i) {
-        stream->addProcessorsObject(converters[i]);
-        stream->connectProcessor(previous, converters[i].get());
-        EXPECT_TRUE(converters[i]->setInSampleRate(rates[i]));
-        previous = converters[i].get();
+    std::vector<std::shared_ptr<VMKAudioProcessor>> chain{std::make_shared<TestGenerator>(channels, rates[0], std::move(function))};
+    chain.insert(chain.end(), converters.begin(), converters.end());
+    chain.push_back(recorder);
+    stream->addProcessorsObject(chain[0]);
+    for (size_t i = 1; i < chain.size(); ++i) {  // connection i carries rates[i - 1]
+        stream->addProcessorsObject(chain[i]);
+        stream->connectProcessor(chain[i - 1].get(), chain[i].get())->setSampleRate(rates[i - 1]);
+        if (i <= converters.size()) {
+            EXPECT_TRUE(converters[i - 1]->setInSampleRate(rates[i - 1]));
+        }
     }
-    stream->addProcessorsObject(recorder);
-    stream->connectProcessor(previous, recorder.get());
-    for (size_t i = 0; i < converters.size(); ++i)
-        converters[i]->outputConnection()->setSampleRate(rates[i + 1]);
     if (blockSize > 0)
         recorder->inputConnection()->setMaxFrames(blockSize);
     recorder->setFrameCount(frames);
