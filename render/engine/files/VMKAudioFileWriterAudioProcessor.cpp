@@ -47,39 +47,6 @@ bool copyFile(const URL& from, const URL& to) {
     return copy.flush() && ::fsync(copy.handle()) == 0;
 }
 
-// Puts the finished file `from` in place of `to` by one rename(2), so that
-// `to` names either the old complete file or the new one, never nothing.
-// Across file systems the file is first copied beside `to` and the copy
-// renamed. On failure `from` is left as it is, and the error names it.
-bool installFile(const URL& from, const URL& to, VMKError* error) {
-    const QString action = QStringLiteral("Moving %1 to %2").arg(from.path(), to.path());
-    auto fail = [&](int code) {
-        VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorWrite, action,
-                                                     QStringLiteral("%1; the finished file stays at %2")
-                                                         .arg(QString::fromLocal8Bit(std::strerror(code)), from.path())));
-        return false;
-    };
-    const URL folder = to.URLByDeletingLastPathComponent();
-    synchronize(from);
-    if (std::rename(nativePath(from).constData(), nativePath(to).constData()) == 0) {
-        synchronize(folder);
-        return true;
-    }
-    if (errno != EXDEV)
-        return fail(errno);
-    const URL staged = folder.URLByAppendingPathComponent(
-        QStringLiteral(".%1.%2.part").arg(to.lastPathComponent(), QUuid::createUuid().toString(QUuid::Id128)));
-    errno = 0;
-    if (!copyFile(from, staged) || std::rename(nativePath(staged).constData(), nativePath(to).constData()) != 0) {
-        const int code = errno ? errno : EIO;
-        QFile::remove(staged.path());
-        return fail(code);
-    }
-    synchronize(folder);
-    QFile::remove(from.path());
-    return true;
-}
-
 } // namespace
 
 const ClassInfo& VMKAudioFileWriterAudioProcessor::staticClassInfo() {
@@ -320,6 +287,35 @@ URL VMKAudioFileWriterAudioProcessor::createResultURLWithExtension(const QString
     const QString stem = m_baseFilename.isEmpty() ? QStringLiteral("Untitled") : m_baseFilename;
     URL url = folder.URLByAppendingPathComponent(stem);
     return extension.isEmpty() ? url : url.URLByAppendingPathExtension(extension);
+}
+
+bool VMKAudioFileWriterAudioProcessor::installFile(const URL& from, const URL& to, VMKError* error) {
+    const QString action = QStringLiteral("Moving %1 to %2").arg(from.path(), to.path());
+    auto fail = [&](int code) {
+        VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorWrite, action,
+                                                     QStringLiteral("%1; the finished file stays at %2")
+                                                         .arg(QString::fromLocal8Bit(std::strerror(code)), from.path())));
+        return false;
+    };
+    const URL folder = to.URLByDeletingLastPathComponent();
+    synchronize(from);
+    if (std::rename(nativePath(from).constData(), nativePath(to).constData()) == 0) {
+        synchronize(folder);
+        return true;
+    }
+    if (errno != EXDEV)
+        return fail(errno);
+    const URL staged = folder.URLByAppendingPathComponent(
+        QStringLiteral(".%1.%2.part").arg(to.lastPathComponent(), QUuid::createUuid().toString(QUuid::Id128)));
+    errno = 0;
+    if (!copyFile(from, staged) || std::rename(nativePath(staged).constData(), nativePath(to).constData()) != 0) {
+        const int code = errno ? errno : EIO;
+        QFile::remove(staged.path());
+        return fail(code);
+    }
+    synchronize(folder);
+    QFile::remove(from.path());
+    return true;
 }
 
 bool VMKAudioFileWriterAudioProcessor::replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error) {

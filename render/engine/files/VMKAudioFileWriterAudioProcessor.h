@@ -100,6 +100,13 @@ public:
     virtual bool replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error);
     virtual bool isCancelled() const { return isStopRequested(); }
 
+    // Puts the finished file `from` in place of `to` (whose folder exists) by
+    // one rename(2), so that `to` names either the old complete file or the
+    // new one, never nothing. Across file systems `from` is first copied
+    // beside `to` and the copy renamed, then `from` removed. On failure
+    // `from` is left as it was and the error names it.
+    static bool installFile(const URL& from, const URL& to, VMKError* error = nullptr);
+
     // The settings the encoder gets from this writer and its input connection.
     bool encoderSettings(VMKAudioFileEncoderSettings* settings, VMKError* error) const;
 
