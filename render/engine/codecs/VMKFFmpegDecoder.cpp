@@ -65,12 +65,7 @@ void copySamples(const AVFrame* frame, int channel, int channels, qint64 from, q
 
 } // namespace
 
-VMKFFmpegDecoder::~VMKFFmpegDecoder() {
-    av_frame_free(&m_frame);
-    av_packet_free(&m_packet);
-    avcodec_free_context(&m_codec);
-    avformat_close_input(&m_format);
-}
+VMKFFmpegDecoder::~VMKFFmpegDecoder() = default;
 
 VMKError VMKFFmpegDecoder::error(const QString& reason) const {
     return VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url), reason);
@@ -87,30 +82,33 @@ std::unique_ptr<VMKAudioFileDecoder> VMKFFmpegDecoder::decoderWithURL(const URL&
     };
     std::unique_ptr<VMKFFmpegDecoder> decoder(new VMKFFmpegDecoder);
     decoder->m_url = url;
-    int result = avformat_open_input(&decoder->m_format, QFile::encodeName(url.path()).constData(), nullptr, nullptr);
+    // A context that fails to open is freed by FFmpeg.
+    AVFormatContext* opened = nullptr;
+    int result = avformat_open_input(&opened, QFile::encodeName(url.path()).constData(), nullptr, nullptr);
+    decoder->m_format.reset(opened);
     if (result < 0)
         return fail(ffmpegError(result));
     const QByteArray demuxer(decoder->m_format->iformat->name);
     const bool expected = format.kind == VMKAudioFileFormat::Kind::CAF ? demuxer == "caf" : demuxer.contains("mp4");
     if (!expected)
         return fail(QStringLiteral("the content is %1").arg(QString::fromUtf8(decoder->m_format->iformat->long_name)));
-    if ((result = avformat_find_stream_info(decoder->m_format, nullptr)) < 0)
+    if ((result = avformat_find_stream_info(decoder->m_format.get(), nullptr)) < 0)
         return fail(ffmpegError(result));
     const AVCodec* codec = nullptr;
-    decoder->m_stream = av_find_best_stream(decoder->m_format, AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+    decoder->m_stream = av_find_best_stream(decoder->m_format.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
     if (decoder->m_stream < 0 || !codec)
         return fail(QStringLiteral("it holds no audio that can be decoded"));
     AVStream* stream = decoder->m_format->streams[decoder->m_stream];
     for (unsigned i = 0; i < decoder->m_format->nb_streams; ++i)
         if (int(i) != decoder->m_stream)
             decoder->m_format->streams[i]->discard = AVDISCARD_ALL;
-    decoder->m_codec = avcodec_alloc_context3(codec);
-    avcodec_parameters_to_context(decoder->m_codec, stream->codecpar);
+    decoder->m_codec.reset(avcodec_alloc_context3(codec));
+    avcodec_parameters_to_context(decoder->m_codec.get(), stream->codecpar);
     decoder->m_codec->pkt_timebase = stream->time_base;
-    if ((result = avcodec_open2(decoder->m_codec, codec, nullptr)) < 0)
+    if ((result = avcodec_open2(decoder->m_codec.get(), codec, nullptr)) < 0)
         return fail(ffmpegError(result));
-    decoder->m_packet = av_packet_alloc();
-    decoder->m_frame = av_frame_alloc();
+    decoder->m_packet.reset(av_packet_alloc());
+    decoder->m_frame.reset(av_frame_alloc());
 
     const AVCodecParameters* parameters = stream->codecpar;
     VMKAudioFileFacts& facts = decoder->m_facts;
@@ -180,7 +178,7 @@ bool VMKFFmpegDecoder::decodeNext(VMKError* outError) {
     m_frameSamples = 0;
     m_frameOffset = 0;
     while (true) {
-        int result = avcodec_receive_frame(m_codec, m_frame);
+        int result = avcodec_receive_frame(m_codec.get(), m_frame.get());
         if (result == 0) {
             const qint64 samples = m_frame->nb_samples;
             qint64 position = m_nextPosition;
@@ -205,17 +203,17 @@ bool VMKFFmpegDecoder::decodeNext(VMKError* outError) {
         }
         // The decoder wants more: feed it the next packet of our stream.
         while (true) {
-            result = av_read_frame(m_format, m_packet);
+            result = av_read_frame(m_format.get(), m_packet.get());
             if (result < 0) {
-                avcodec_send_packet(m_codec, nullptr);  // drain
+                avcodec_send_packet(m_codec.get(), nullptr);  // drain
                 break;
             }
             if (m_packet->stream_index != m_stream) {
-                av_packet_unref(m_packet);
+                av_packet_unref(m_packet.get());
                 continue;
             }
-            result = avcodec_send_packet(m_codec, m_packet);
-            av_packet_unref(m_packet);
+            result = avcodec_send_packet(m_codec.get(), m_packet.get());
+            av_packet_unref(m_packet.get());
             if (result < 0 && result != AVERROR(EAGAIN) && result != AVERROR_INVALIDDATA) {
                 VMKError::set(outError, error(ffmpegError(result)));
                 return false;
@@ -229,14 +227,14 @@ bool VMKFFmpegDecoder::restartAt(qint64 frame, qint64 preroll, VMKError* outErro
     const AVStream* stream = m_format->streams[m_stream];
     const qint64 target = std::max<qint64>(0, frame + m_skip - preroll);  // in the stream's frames
     const int64_t timestamp = av_rescale_q(target, AVRational{1, int(m_facts.sampleRate)}, stream->time_base);
-    int result = av_seek_frame(m_format, m_stream, target == 0 ? INT64_MIN : timestamp, AVSEEK_FLAG_BACKWARD);
+    int result = av_seek_frame(m_format.get(), m_stream, target == 0 ? INT64_MIN : timestamp, AVSEEK_FLAG_BACKWARD);
     if (result < 0 && target == 0)
-        result = avformat_seek_file(m_format, m_stream, INT64_MIN, 0, 0, AVSEEK_FLAG_BACKWARD);
+        result = avformat_seek_file(m_format.get(), m_stream, INT64_MIN, 0, 0, AVSEEK_FLAG_BACKWARD);
     if (result < 0) {
         VMKError::set(outError, error(QStringLiteral("frame %1 can't be reached (%2)").arg(frame).arg(ffmpegError(result))));
         return false;
     }
-    avcodec_flush_buffers(m_codec);
+    avcodec_flush_buffers(m_codec.get());
     m_endOfFile = false;
     m_frameSamples = 0;
     m_frameOffset = 0;
@@ -303,7 +301,7 @@ qint64 VMKFFmpegDecoder::read(float* const* channels, qint64 frames, VMKError* o
         const int frameChannels = m_frame->ch_layout.nb_channels;
         for (int c = 0; c < m_facts.numberOfChannels; ++c) {
             if (c < frameChannels)
-                copySamples(m_frame, c, frameChannels, m_frameOffset, count, channels[c] + done);
+                copySamples(m_frame.get(), c, frameChannels, m_frameOffset, count, channels[c] + done);
             else
                 std::fill(channels[c] + done, channels[c] + done + count, 0.0f);
         }

@@ -1,11 +1,7 @@
 #pragma once
 
+#include "render/engine/codecs/FFmpegHandles.h"
 #include "render/engine/codecs/VMKAudioFileDecoder.h"
-
-struct AVFormatContext;
-struct AVCodecContext;
-struct AVPacket;
-struct AVFrame;
 
 namespace ondrel {
 
@@ -32,10 +28,10 @@ private:
     VMKError error(const QString& reason) const;
 
     URL m_url;
-    AVFormatContext* m_format = nullptr;
-    AVCodecContext* m_codec = nullptr;
-    AVPacket* m_packet = nullptr;
-    AVFrame* m_frame = nullptr;
+    FFmpegInput m_format;
+    FFmpegCodec m_codec;
+    FFmpegPacket m_packet;
+    FFmpegFrame m_frame;
     int m_stream = -1;
     qint64 m_framePosition = 0;  // file frame of the first sample of m_frame
     qint64 m_frameOffset = 0;    // samples of m_frame already delivered

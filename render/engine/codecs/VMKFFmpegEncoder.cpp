@@ -123,16 +123,7 @@ bool VMKFFmpegEncoder::finishCAF(VMKError* outError) {
     return true;
 }
 
-VMKFFmpegEncoder::~VMKFFmpegEncoder() {
-    if (m_format) {
-        if (m_format->pb)
-            avio_closep(&m_format->pb);
-        avformat_free_context(m_format);
-    }
-    avcodec_free_context(&m_codec);
-    av_frame_free(&m_frame);
-    av_packet_free(&m_packet);
-}
+VMKFFmpegEncoder::~VMKFFmpegEncoder() = default;
 
 bool VMKFFmpegEncoder::fail(VMKError* outError, int code, const QString& reason) {
     VMKError::set(outError, error(code, reason));
@@ -148,14 +139,16 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     m_ownCAF = caf && !alac;
     int result = 0;
     if (!m_ownCAF) {
-        result = avformat_alloc_output_context2(&m_format, nullptr, caf ? "caf" : "ipod", path.constData());
+        AVFormatContext* format = nullptr;
+        result = avformat_alloc_output_context2(&format, nullptr, caf ? "caf" : "ipod", path.constData());
+        m_format.reset(format);
         if (result < 0 || !m_format)
             return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
     }
     const AVCodec* codec = avcodec_find_encoder(alac ? AV_CODEC_ID_ALAC : AV_CODEC_ID_AAC);
     if (!codec)
         return fail(outError, VMKAudioFileErrorUnsupported, QStringLiteral("no encoder for this encoding"));
-    m_codec = avcodec_alloc_context3(codec);
+    m_codec.reset(avcodec_alloc_context3(codec));
     const int rate = int(m_settings.sampleRate);
     m_codec->sample_rate = rate;
     // Channels come in WAVE order. FFmpeg's default for three is 2.1, whose
@@ -185,28 +178,28 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     }
     if (m_ownCAF || (m_format->oformat->flags & AVFMT_GLOBALHEADER))
         m_codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    if ((result = avcodec_open2(m_codec, codec, nullptr)) < 0)
+    if ((result = avcodec_open2(m_codec.get(), codec, nullptr)) < 0)
         return fail(outError, VMKAudioFileErrorUnsupported,
                     QStringLiteral("the encoder refuses %1 channels at %2 Hz (%3)")
                         .arg(m_settings.numberOfChannels)
                         .arg(rate)
                         .arg(ffmpegError(result)));
     if (!m_ownCAF) {
-        m_stream = avformat_new_stream(m_format, nullptr);
+        m_stream = avformat_new_stream(m_format.get(), nullptr);
         if (!m_stream)
             return fail(outError, VMKAudioFileErrorWrite, QStringLiteral("out of memory"));
         m_stream->time_base = AVRational{1, rate};
-        avcodec_parameters_from_context(m_stream->codecpar, m_codec);
+        avcodec_parameters_from_context(m_stream->codecpar, m_codec.get());
     }
 
     m_frameSize = m_codec->frame_size > 0 ? m_codec->frame_size : 4096;
-    m_frame = av_frame_alloc();
-    m_packet = av_packet_alloc();
+    m_frame.reset(av_frame_alloc());
+    m_packet.reset(av_packet_alloc());
     m_frame->format = m_codec->sample_fmt;
     m_frame->nb_samples = m_frameSize;
     m_frame->sample_rate = rate;
     av_channel_layout_copy(&m_frame->ch_layout, &m_codec->ch_layout);
-    if ((result = av_frame_get_buffer(m_frame, 0)) < 0)
+    if ((result = av_frame_get_buffer(m_frame.get(), 0)) < 0)
         return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
 
     if (m_ownCAF)
@@ -216,7 +209,7 @@ bool VMKFFmpegEncoder::open(VMKError* outError) {
     AVDictionary* options = nullptr;
     if (!caf)
         av_dict_set_int(&options, "movie_timescale", rate, 0);
-    result = avformat_write_header(m_format, &options);
+    result = avformat_write_header(m_format.get(), &options);
     av_dict_free(&options);
     if (result < 0)
         return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
@@ -228,7 +221,7 @@ bool VMKFFmpegEncoder::write(const float* const* channels, qint64 frames, VMKErr
     const int count = m_settings.numberOfChannels;
     const auto format = AVSampleFormat(m_frame->format);
     for (qint64 done = 0; done < frames;) {
-        if (m_filled == 0 && av_frame_make_writable(m_frame) < 0)
+        if (m_filled == 0 && av_frame_make_writable(m_frame.get()) < 0)
             return fail(outError, VMKAudioFileErrorWrite, QStringLiteral("out of memory"));
         const int n = int(std::min<qint64>(frames - done, m_frameSize - m_filled));
         for (int c = 0; c < count; ++c) {
@@ -263,12 +256,12 @@ bool VMKFFmpegEncoder::write(const float* const* channels, qint64 frames, VMKErr
 bool VMKFFmpegEncoder::sendFrame(bool flush, VMKError* outError) {
     int result;
     if (flush) {
-        result = avcodec_send_frame(m_codec, nullptr);
+        result = avcodec_send_frame(m_codec.get(), nullptr);
     } else {
         m_frame->nb_samples = m_filled;
         m_frame->pts = m_nextPTS;
         m_nextPTS += m_filled;
-        result = avcodec_send_frame(m_codec, m_frame);
+        result = avcodec_send_frame(m_codec.get(), m_frame.get());
         m_filled = 0;
     }
     if (result < 0)
@@ -278,21 +271,21 @@ bool VMKFFmpegEncoder::sendFrame(bool flush, VMKError* outError) {
 
 bool VMKFFmpegEncoder::drainPackets(VMKError* outError) {
     while (true) {
-        const int result = avcodec_receive_packet(m_codec, m_packet);
+        const int result = avcodec_receive_packet(m_codec.get(), m_packet.get());
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF)
             return true;
         if (result < 0)
             return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
         if (m_ownCAF) {
             const bool ok = writeCAFPacket(outError);
-            av_packet_unref(m_packet);
+            av_packet_unref(m_packet.get());
             if (!ok)
                 return false;
             continue;
         }
-        av_packet_rescale_ts(m_packet, m_codec->time_base, m_stream->time_base);
+        av_packet_rescale_ts(m_packet.get(), m_codec->time_base, m_stream->time_base);
         m_packet->stream_index = m_stream->index;
-        const int written = av_interleaved_write_frame(m_format, m_packet);
+        const int written = av_interleaved_write_frame(m_format.get(), m_packet.get());
         if (written < 0)
             return fail(outError, VMKAudioFileErrorWrite, ffmpegError(written));
     }
@@ -308,7 +301,7 @@ bool VMKFFmpegEncoder::finish(VMKError* outError) {
         return false;
     if (m_ownCAF)
         return finishCAF(outError);
-    int result = av_write_trailer(m_format);
+    int result = av_write_trailer(m_format.get());
     if (result < 0)
         return fail(outError, VMKAudioFileErrorWrite, ffmpegError(result));
     if ((result = avio_closep(&m_format->pb)) < 0)

@@ -1,14 +1,11 @@
 #pragma once
 
+#include "render/engine/codecs/FFmpegHandles.h"
 #include "render/engine/codecs/VMKAudioFileEncoder.h"
 
 #include <QtCore/QFile>
 
-struct AVFormatContext;
-struct AVCodecContext;
 struct AVStream;
-struct AVFrame;
-struct AVPacket;
 
 namespace ondrel {
 
@@ -38,11 +35,11 @@ private:
     bool writeCAFPacket(VMKError* error);
     bool finishCAF(VMKError* error);
 
-    AVFormatContext* m_format = nullptr;
-    AVCodecContext* m_codec = nullptr;
-    AVStream* m_stream = nullptr;
-    AVFrame* m_frame = nullptr;
-    AVPacket* m_packet = nullptr;
+    FFmpegOutput m_format;
+    FFmpegCodec m_codec;
+    AVStream* m_stream = nullptr;  // owned by m_format
+    FFmpegFrame m_frame;
+    FFmpegPacket m_packet;
     int m_frameSize = 0;
     int m_filled = 0;  // samples waiting in m_frame
     qint64 m_nextPTS = 0;

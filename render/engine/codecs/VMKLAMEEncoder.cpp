@@ -11,43 +11,41 @@
 
 namespace ondrel {
 
-VMKLAMEEncoder::~VMKLAMEEncoder() {
-    if (m_lame)
-        lame_close(m_lame);
-    if (m_file)
-        std::fclose(m_file);
-}
+VMKLAMEEncoder::~VMKLAMEEncoder() = default;
+
+void VMKLAMEEncoder::closeEncoder(lame_global_struct* lame) { lame_close(lame); }
 
 bool VMKLAMEEncoder::open(VMKError* outError) {
     const QVariantMap& p = m_settings.properties;
-    m_lame = lame_init();
-    if (!m_lame) {
+    m_lame.reset(lame_init());
+    lame_global_struct* lame = m_lame.get();
+    if (!lame) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QStringLiteral("the MP3 encoder can't start")));
         return false;
     }
     const int channels = m_settings.numberOfChannels;
     const int rate = int(m_settings.sampleRate);
-    lame_set_num_channels(m_lame, channels);
-    lame_set_in_samplerate(m_lame, rate);
-    lame_set_out_samplerate(m_lame, rate);
+    lame_set_num_channels(lame, channels);
+    lame_set_in_samplerate(lame, rate);
+    lame_set_out_samplerate(lame, rate);
     const bool joint = p.value(QStringLiteral("useJointStereo")).toBool();
-    lame_set_mode(m_lame, channels == 1 ? MONO : joint ? JOINT_STEREO : STEREO);
+    lame_set_mode(lame, channels == 1 ? MONO : joint ? JOINT_STEREO : STEREO);
     const int kbps = m_settings.bitrate > 0 ? int(std::lround(m_settings.bitrate / 1000.0)) : 160;
     const double quality = std::clamp(p.value(QStringLiteral("quality"), 0.8).toDouble(), 0.0, 1.0);
     const QString method = p.value(QStringLiteral("method"), QStringLiteral("cbr")).toString().toLower();
     if (method == QLatin1String("vbr")) {
-        lame_set_VBR(m_lame, vbr_default);
-        lame_set_VBR_quality(m_lame, float((1.0 - quality) * 9.0));
+        lame_set_VBR(lame, vbr_default);
+        lame_set_VBR_quality(lame, float((1.0 - quality) * 9.0));
     } else if (method == QLatin1String("abr")) {
-        lame_set_VBR(m_lame, vbr_abr);
-        lame_set_VBR_mean_bitrate_kbps(m_lame, std::clamp(kbps, 8, 320));
+        lame_set_VBR(lame, vbr_abr);
+        lame_set_VBR_mean_bitrate_kbps(lame, std::clamp(kbps, 8, 320));
     } else {
-        lame_set_VBR(m_lame, vbr_off);
-        lame_set_brate(m_lame, std::clamp(kbps, 8, 320));
-        lame_set_quality(m_lame, int(std::lround((1.0 - quality) * 9.0)));
+        lame_set_VBR(lame, vbr_off);
+        lame_set_brate(lame, std::clamp(kbps, 8, 320));
+        lame_set_quality(lame, int(std::lround((1.0 - quality) * 9.0)));
     }
-    lame_set_bWriteVbrTag(m_lame, 1);
-    if (lame_init_params(m_lame) < 0) {
+    lame_set_bWriteVbrTag(lame, 1);
+    if (lame_init_params(lame) < 0) {
         VMKError::set(outError, error(VMKAudioFileErrorUnsupported,
                                       QStringLiteral("the MP3 encoder refuses %1 channels at %2 Hz and %3 kbit/s")
                                           .arg(channels)
@@ -55,7 +53,7 @@ bool VMKLAMEEncoder::open(VMKError* outError) {
                                           .arg(kbps)));
         return false;
     }
-    m_file = std::fopen(QFile::encodeName(m_path).constData(), "wb+");
+    m_file.reset(std::fopen(QFile::encodeName(m_path).constData(), "wb+"));
     if (!m_file) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromLocal8Bit(std::strerror(errno))));
         return false;
@@ -68,7 +66,7 @@ bool VMKLAMEEncoder::put(const unsigned char* bytes, int count, VMKError* outErr
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QStringLiteral("the MP3 encoder failed (%1)").arg(count)));
         return false;
     }
-    if (count > 0 && std::fwrite(bytes, 1, size_t(count), m_file) != size_t(count)) {
+    if (count > 0 && std::fwrite(bytes, 1, size_t(count), m_file.get()) != size_t(count)) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromLocal8Bit(std::strerror(errno))));
         return false;
     }
@@ -91,7 +89,7 @@ bool VMKLAMEEncoder::write(const float* const* channels, qint64 frames, VMKError
             copyFinite(channels[1] + done, n, right);
         else
             right = left;
-        const int bytes = lame_encode_buffer_ieee_float(m_lame, left, right, n, m_buffer.data(), int(m_buffer.size()));
+        const int bytes = lame_encode_buffer_ieee_float(m_lame.get(), left, right, n, m_buffer.data(), int(m_buffer.size()));
         if (!put(m_buffer.data(), bytes, outError))
             return false;
         done += n;
@@ -104,21 +102,21 @@ bool VMKLAMEEncoder::finish(VMKError* outError) {
         return true;
     if (m_buffer.size() < 7200)
         m_buffer.resize(7200);
-    bool ok = put(m_buffer.data(), lame_encode_flush(m_lame, m_buffer.data(), int(m_buffer.size())), outError);
+    bool ok = put(m_buffer.data(), lame_encode_flush(m_lame.get(), m_buffer.data(), int(m_buffer.size())), outError);
     if (ok) {
         // The LAME tag goes into the first frame, kept free for it.
         unsigned char tag[2880];
-        const size_t size = lame_get_lametag_frame(m_lame, tag, sizeof tag);
+        const size_t size = lame_get_lametag_frame(m_lame.get(), tag, sizeof tag);
         if (size > 0 && size <= sizeof tag) {
-            std::fseek(m_file, 0, SEEK_SET);
+            std::fseek(m_file.get(), 0, SEEK_SET);
             ok = put(tag, int(size), outError);
         }
     }
-    if (std::fclose(m_file) != 0 && ok) {
+    // Closed here rather than by the handle: a failed close is a failed write.
+    if (std::fclose(m_file.release()) != 0 && ok) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromLocal8Bit(std::strerror(errno))));
         ok = false;
     }
-    m_file = nullptr;
     return ok;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/engine/codecs/VMKAudioFileEncoder.h"
+#include "render/engine/graph/CHandle.h"
 
 #include <cstdio>
 
@@ -27,8 +28,10 @@ protected:
 private:
     bool put(const unsigned char* bytes, int count, VMKError* error);
 
-    lame_global_struct* m_lame = nullptr;
-    FILE* m_file = nullptr;
+    static void closeEncoder(lame_global_struct* lame);
+
+    CHandle<lame_global_struct, closeEncoder> m_lame;
+    CHandle<FILE, std::fclose> m_file;
     std::vector<unsigned char> m_buffer;
     std::vector<float> m_finite;  // the samples of a block, left then right
 };

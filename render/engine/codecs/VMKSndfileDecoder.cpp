@@ -102,10 +102,9 @@ qint64 statedFrames(const QString& path, Kind kind) {
 
 } // namespace
 
-VMKSndfileDecoder::~VMKSndfileDecoder() {
-    if (m_file)
-        sf_close(m_file);
-}
+VMKSndfileDecoder::~VMKSndfileDecoder() = default;
+
+void VMKSndfileDecoder::closeFile(SNDFILE* file) { sf_close(file); }
 
 namespace {
 
@@ -122,10 +121,9 @@ SF_INFO openingInfo(bool isHeaderless) {
 } // namespace
 
 void VMKSndfileDecoder::reopen() {
-    if (m_file)
-        sf_close(m_file);
+    m_file.reset();
     SF_INFO info = openingInfo(m_isHeaderless);
-    m_file = sf_open(QFile::encodeName(m_url.path()).constData(), SFM_READ, &info);
+    m_file.reset(sf_open(QFile::encodeName(m_url.path()).constData(), SFM_READ, &info));
     m_position = m_file ? 0 : -1;
 }
 
@@ -133,7 +131,7 @@ std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL
                                                                        const QByteArray& head, VMKError* error) {
     const QString action = readingAction(url);
     SF_INFO info = openingInfo(format.kind == Kind::VOX);
-    SNDFILE* file = sf_open(QFile::encodeName(url.path()).constData(), SFM_READ, &info);
+    CHandle<SNDFILE, closeFile> file(sf_open(QFile::encodeName(url.path()).constData(), SFM_READ, &info));
     if (!file) {
         VMKError::set(error, VMKError::errorWithCode(
                                  VMKAudioFileErrorDamaged, action,
@@ -143,13 +141,12 @@ std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL
     const int major = info.format & SF_FORMAT_TYPEMASK;
     const int subtype = info.format & SF_FORMAT_SUBMASK;
     if (!majorMatches(format.kind, major, subtype) || info.channels <= 0 || info.samplerate <= 0 || info.frames < 0) {
-        sf_close(file);
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorDamaged, action,
                                                      QStringLiteral("the %1 is damaged or of a kind that can't be read").arg(format.name)));
         return nullptr;
     }
     std::unique_ptr<VMKSndfileDecoder> decoder(new VMKSndfileDecoder);
-    decoder->m_file = file;
+    decoder->m_file = std::move(file);
     decoder->m_url = url;
     decoder->m_isHeaderless = format.kind == Kind::VOX;
     VMKAudioFileFacts& facts = decoder->m_facts;
@@ -177,11 +174,11 @@ std::unique_ptr<VMKAudioFileDecoder> VMKSndfileDecoder::decoderWithURL(const URL
 bool VMKSndfileDecoder::seek(qint64 frame, VMKError* error) {
     if (frame == m_position)
         return true;
-    if (!m_file || sf_seek(m_file, frame, SEEK_SET) < 0) {
+    if (!m_file || sf_seek(m_file.get(), frame, SEEK_SET) < 0) {
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
                                                      QStringLiteral("frame %1 can't be reached (%2)")
                                                          .arg(frame)
-                                                         .arg(QString::fromUtf8(sf_strerror(m_file)))));
+                                                         .arg(QString::fromUtf8(sf_strerror(m_file.get())))));
         reopen();
         return false;
     }
@@ -197,10 +194,10 @@ qint64 VMKSndfileDecoder::read(float* const* channels, qint64 frames, VMKError* 
     qint64 done = 0;
     while (done < frames) {
         const qint64 want = std::min(block, frames - done);
-        const sf_count_t got = sf_readf_float(m_file, m_interleaved.data(), want);
-        if (got < 0 || (got == 0 && sf_error(m_file) != SF_ERR_NO_ERROR)) {
+        const sf_count_t got = sf_readf_float(m_file.get(), m_interleaved.data(), want);
+        if (got < 0 || (got == 0 && sf_error(m_file.get()) != SF_ERR_NO_ERROR)) {
             VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorRead, readingAction(m_url),
-                                                         QString::fromUtf8(sf_strerror(m_file))));
+                                                         QString::fromUtf8(sf_strerror(m_file.get()))));
             reopen();
             return -1;
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/engine/codecs/VMKAudioFileDecoder.h"
+#include "render/engine/graph/CHandle.h"
 
 struct sf_private_tag;
 
@@ -26,7 +27,9 @@ private:
     // a seek has failed, fails every later one.
     void reopen();
 
-    sf_private_tag* m_file = nullptr;
+    static void closeFile(sf_private_tag* file);
+
+    CHandle<sf_private_tag, closeFile> m_file;
     URL m_url;
     bool m_isHeaderless = false;
 };

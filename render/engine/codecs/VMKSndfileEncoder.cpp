@@ -81,10 +81,9 @@ const int* waveChannelMap(int channels) {
 
 } // namespace
 
-VMKSndfileEncoder::~VMKSndfileEncoder() {
-    if (m_file)
-        sf_close(m_file);
-}
+VMKSndfileEncoder::~VMKSndfileEncoder() = default;
+
+void VMKSndfileEncoder::closeFile(SNDFILE* file) { sf_close(file); }
 
 bool VMKSndfileEncoder::open(VMKError* outError) {
     SF_INFO info{};
@@ -103,19 +102,19 @@ bool VMKSndfileEncoder::open(VMKError* outError) {
                                           .arg(m_settings.bitDepth)));
         return false;
     }
-    m_file = sf_open(QFile::encodeName(m_path).constData(), SFM_WRITE, &info);
+    m_file.reset(sf_open(QFile::encodeName(m_path).constData(), SFM_WRITE, &info));
     if (!m_file) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_strerror(nullptr))));
         return false;
     }
     if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RF64)
-        sf_command(m_file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+        sf_command(m_file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     // The speakers of WAVE order, as the other formats written here have
     // them (left without a map, libsndfile calls eight channels the old
     // "wide" 7.1 and leaves three, five and seven unknown).
     if (const int* map = waveChannelMap(m_settings.numberOfChannels);
         map && (m_settings.format->kind == Kind::WAVE || m_settings.format->kind == Kind::Wave64))
-        sf_command(m_file, SFC_SET_CHANNEL_MAP_INFO, const_cast<int*>(map),
+        sf_command(m_file.get(), SFC_SET_CHANNEL_MAP_INFO, const_cast<int*>(map),
                    int(sizeof(int)) * m_settings.numberOfChannels);
     using namespace VMKAudioEncoding;
     m_writesIntegers = (m_settings.encoding == PCM && !m_settings.isFloatingPoint) || m_settings.encoding == ALAC;
@@ -133,7 +132,7 @@ bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKEr
         if (m_integers.size() < needed)
             m_integers.resize(needed);
         interleaveIntegers(channels, count, frames, m_settings.bitDepth, m_integers.data());
-        written = sf_writef_int(m_file, m_integers.data(), frames);
+        written = sf_writef_int(m_file.get(), m_integers.data(), frames);
     } else {
         if (m_floats.size() < needed)
             m_floats.resize(needed);
@@ -143,11 +142,11 @@ bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKEr
                 const float x = m_floats[i];  // a NaN would index its tables anywhere: silence
                 m_floats[i] = x == x ? std::clamp(x, -1.0f, 1.0f) : 0.0f;
             }
-        written = sf_writef_float(m_file, m_floats.data(), frames);
+        written = sf_writef_float(m_file.get(), m_floats.data(), frames);
     }
     m_frames += written;
     if (written != frames) {
-        VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_strerror(m_file))));
+        VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_strerror(m_file.get()))));
         return false;
     }
     return true;
@@ -156,8 +155,9 @@ bool VMKSndfileEncoder::write(const float* const* channels, qint64 frames, VMKEr
 bool VMKSndfileEncoder::finish(VMKError* outError) {
     if (!m_file)
         return true;
-    const int result = sf_close(m_file);
-    m_file = nullptr;
+    // Closed here rather than by the handle: the outcome of the last writes
+    // is known only from the close.
+    const int result = sf_close(m_file.release());
     if (result != 0) {
         VMKError::set(outError, error(VMKAudioFileErrorWrite, QString::fromUtf8(sf_error_number(result))));
         return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/engine/codecs/VMKAudioFileEncoder.h"
+#include "render/engine/graph/CHandle.h"
 
 struct sf_private_tag;
 
@@ -21,7 +22,9 @@ protected:
 private:
     void correctLength() const;
 
-    sf_private_tag* m_file = nullptr;
+    static void closeFile(sf_private_tag* file);
+
+    CHandle<sf_private_tag, closeFile> m_file;
     bool m_writesIntegers = false;
     bool m_clipsFloats = false;
     qint64 m_frames = 0;

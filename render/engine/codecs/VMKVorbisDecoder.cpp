@@ -10,25 +10,28 @@
 
 namespace ondrel {
 
-VMKVorbisDecoder::~VMKVorbisDecoder() {
-    if (m_isOpen)
-        ov_clear(m_file.get());
+VMKVorbisDecoder::~VMKVorbisDecoder() = default;
+
+void VMKVorbisDecoder::closeFile(OggVorbis_File* file) {
+    ov_clear(file);
+    delete file;
 }
 
 std::unique_ptr<VMKAudioFileDecoder> VMKVorbisDecoder::decoderWithURL(const URL& url, const VMKAudioFileFormat& format,
                                                                       const QByteArray& head, VMKError* error) {
     std::unique_ptr<VMKVorbisDecoder> decoder(new VMKVorbisDecoder);
     decoder->m_url = url;
-    decoder->m_file = std::make_unique<OggVorbis_File>();
     auto fail = [&](const QString& reason) {
         VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorDamaged, readingAction(url),
                                                      QStringLiteral("the %1 can't be decoded (%2)").arg(format.name, reason)));
         return nullptr;
     };
-    const int result = ov_fopen(QFile::encodeName(url.path()).constData(), decoder->m_file.get());
+    // A file that fails to open is cleared by vorbisfile itself.
+    auto file = std::make_unique<OggVorbis_File>();
+    const int result = ov_fopen(QFile::encodeName(url.path()).constData(), file.get());
     if (result != 0)
         return fail(result == OV_ENOTVORBIS ? QStringLiteral("no Vorbis stream") : QStringLiteral("damaged headers"));
-    decoder->m_isOpen = true;
+    decoder->m_file.reset(file.release());
     const vorbis_info* info = ov_info(decoder->m_file.get(), 0);  // the first link
     const ogg_int64_t total = ov_pcm_total(decoder->m_file.get(), -1);
     if (!info || info->channels <= 0 || info->rate <= 0 || total < 0 || !ov_seekable(decoder->m_file.get()))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/engine/codecs/VMKAudioFileDecoder.h"
+#include "render/engine/graph/CHandle.h"
 
 #include <memory>
 
@@ -22,8 +23,10 @@ public:
 
 private:
     VMKVorbisDecoder() = default;
-    std::unique_ptr<OggVorbis_File> m_file;
-    bool m_isOpen = false;
+    // Clears an opened file and frees it.
+    static void closeFile(OggVorbis_File* file);
+
+    CHandle<OggVorbis_File, closeFile> m_file;
     URL m_url;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/engine/codecs/VMKAudioFileEncoder.h"
+#include "render/engine/graph/CHandle.h"
 
 #include <cstdio>
 #include <memory>
@@ -37,7 +38,7 @@ private:
     bool drain(VMKError* error);
 
     std::unique_ptr<State> m_state;
-    FILE* m_file = nullptr;
+    CHandle<FILE, std::fclose> m_file;
 };
 
 } // namespace ondrel

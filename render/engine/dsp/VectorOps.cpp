@@ -40,11 +40,6 @@ void add(float* __restrict destination, const float* __restrict source, int64_t 
         destination[i] += source[i];
 }
 
-void multiplyAdd(float* __restrict destination, const float* __restrict source, float gain, int64_t n) {
-    for (int64_t i = 0; i < n; ++i)
-        destination[i] += gain * source[i];
-}
-
 void scale(float* __restrict destination, float gain, int64_t n) {
     for (int64_t i = 0; i < n; ++i)
         destination[i] *= gain;

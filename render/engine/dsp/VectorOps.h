@@ -13,7 +13,6 @@ void clear(float* destination, int64_t n);
 void fill(float* destination, float value, int64_t n);
 void copy(float* destination, const float* source, int64_t n);  // may overlap
 void add(float* destination, const float* source, int64_t n);                    // d += s
-void multiplyAdd(float* destination, const float* source, float gain, int64_t n);  // d += g * s
 void scale(float* destination, float gain, int64_t n);                            // d *= g
 void multiply(float* destination, const float* source, int64_t n);               // d *= s
 void reverse(float* values, int64_t n);

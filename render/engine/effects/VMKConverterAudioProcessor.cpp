@@ -57,10 +57,9 @@ const ClassInfo& VMKConverterAudioProcessor::staticClassInfo() {
 VMKConverterAudioProcessor::VMKConverterAudioProcessor(float defaultQuality, bool latencyCompensationEnabled)
     : m_quality(defaultQuality), m_latencyCompensationEnabled(latencyCompensationEnabled) {}
 
-VMKConverterAudioProcessor::~VMKConverterAudioProcessor() {
-    if (m_soxr)
-        soxr_delete(m_soxr);
-}
+VMKConverterAudioProcessor::~VMKConverterAudioProcessor() = default;
+
+void VMKConverterAudioProcessor::deleteResampler(soxr* resampler) { soxr_delete(resampler); }
 
 void VMKConverterAudioProcessor::setQuality(float quality) {
     if (std::isnan(quality))
@@ -161,14 +160,11 @@ bool VMKConverterAudioProcessor::makeResampler(VMKError* error) {
     const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
     const double in = effectiveInSampleRate();
     const double out = outputConnection()->sampleRate();
-    if (m_soxr)
-        soxr_delete(m_soxr);
+    m_soxr.reset();
     soxr_error_t failure = nullptr;
-    m_soxr = soxr_create(in, out, outputConnection()->numberOfChannels(), &failure, &io, &quality, &runtime);
+    m_soxr.reset(soxr_create(in, out, outputConnection()->numberOfChannels(), &failure, &io, &quality, &runtime));
     if (!m_soxr || failure) {
-        if (m_soxr)
-            soxr_delete(m_soxr);
-        m_soxr = nullptr;
+        m_soxr.reset();
         VMKError::set(error, conversionError(QStringLiteral("%1 can't convert from %2 Hz to %3 Hz: %4")
                                                  .arg(displayName())
                                                  .arg(in)
@@ -300,9 +296,7 @@ bool VMKConverterAudioProcessor::initializeForRender(VMKError* error) {
 }
 
 bool VMKConverterAudioProcessor::uninitialize(VMKError*) {
-    if (m_soxr)
-        soxr_delete(m_soxr);
-    m_soxr = nullptr;
+    m_soxr.reset();
     m_input.reset();
     m_scratch.reset();
     m_inPointers = {};
@@ -323,7 +317,7 @@ void VMKConverterAudioProcessor::seek(int64_t outputFrame) {
         aligned = 0;
     }
     if (!m_soxrFresh)
-        soxr_clear(m_soxr);
+        soxr_clear(m_soxr.get());
     m_soxrFresh = true;
     // Start early enough that the filter has all the input the first kept
     // frame depends on, at an input frame that falls exactly on an output frame.
@@ -384,7 +378,7 @@ bool VMKConverterAudioProcessor::render(VMKAudioBufferList& destination, VMKAudi
         }
         const int64_t wanted = discarding ? std::min(m_discard, m_scratch->frameCapacity()) : frames - done;
         size_t used = 0, made = 0;
-        const soxr_error_t failure = soxr_process(m_soxr, m_inPointers.data(), size_t(m_inputEnd - m_inputRead),
+        const soxr_error_t failure = soxr_process(m_soxr.get(), m_inPointers.data(), size_t(m_inputEnd - m_inputRead),
                                                   &used, m_outPointers.data(), size_t(wanted), &made);
         m_soxrFresh = false;
         stalls = (used == 0 && made == 0) ? stalls + 1 : 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "render/engine/graph/CHandle.h"
 #include "render/engine/graph/VMKAudioProcessor.h"
 
 #include <cstdint>
@@ -81,13 +82,14 @@ private:
     void seek(int64_t outputFrame);
     bool pullInput(const VMKAudioStreamRenderInfo& info);
     VMKError conversionError(const QString& reason) const;
+    static void deleteResampler(soxr* resampler);
 
     float m_quality;
     double m_inSampleRate = 0.0;
     bool m_latencyCompensationEnabled;
 
     // While initialized.
-    soxr* m_soxr = nullptr;
+    CHandle<soxr, deleteResampler> m_soxr;
     bool m_soxrFresh = true;   // nothing fed since made or cleared
     bool m_converting = false;  // false: rates equal, pass through
     double m_ratio = 1.0;       // out / in

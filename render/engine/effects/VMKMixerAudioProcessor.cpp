@@ -97,6 +97,9 @@ bool VMKMixerAudioProcessor::render(VMKAudioBufferList& destination, VMKAudioBus
                                     const VMKAudioStreamRenderInfo& info) {
     const int64_t frames = destination.frames();
     const auto& buses = inputBuses();
+    // One scratch list per input bus, made by initializeForRender: the buses
+    // may not change while initialized.
+    Q_ASSERT(m_scratch.size() == buses.size());
     bool ok = true;
     destination.clear();
     for (size_t i = 0; i < buses.size() && i < m_scratch.size(); ++i) {

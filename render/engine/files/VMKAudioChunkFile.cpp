@@ -37,7 +37,6 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
         result.m_container = head.startsWith("RIFF") ? Container::RIFF
                              : head.startsWith("RIFX") ? Container::RIFX
                                                        : Container::FORM;
-        result.m_formType = head.mid(8, 4);
         const quint32 declared = result.isBigEndian() ? qFromBigEndian<quint32>(head.constData() + 4)
                                                       : qFromLittleEndian<quint32>(head.constData() + 4);
         end = std::min<qint64>(end, 8 + qint64(declared));
@@ -47,7 +46,6 @@ VMKAudioChunkFile VMKAudioChunkFile::chunkFileWithPath(const QString& path) {
         at = 8;
     } else if (head.size() == 40 && head.startsWith(QByteArray(wave64, 16))) {
         result.m_container = Container::W64;
-        result.m_formType = head.mid(24, 4);
         const quint64 declared = qFromLittleEndian<quint64>(head.constData() + 16);
         if (declared < quint64(end))
             end = qint64(declared);

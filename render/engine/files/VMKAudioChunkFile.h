@@ -33,7 +33,6 @@ public:
     static VMKAudioChunkFile chunkFileWithPath(const QString& path);
 
     Container container() const { return m_container; }
-    const QByteArray& formType() const { return m_formType; }  // "WAVE", "AIFF", "AIFC"; empty for CAF
     const std::vector<Chunk>& chunks() const { return m_chunks; }
     const Chunk* chunk(const char* id) const;  // the first of that id
     std::vector<const Chunk*> chunksWithID(const char* id) const;
@@ -58,7 +57,6 @@ public:
 private:
     QString m_path;
     Container m_container = Container::None;
-    QByteArray m_formType;
     std::vector<Chunk> m_chunks;
     qint64 m_fileSize = 0;
 };

@@ -28,8 +28,6 @@ using VMKAudioLabelList = std::vector<std::shared_ptr<VMKAudioLabel>>;
 // Other formats hold no labels: writing drops them without an error.
 class VMKAudioFileLabels {
 public:
-    static bool formatHoldsLabels(const VMKAudioFileFormat& format) { return format.holdsLabels; }
-
     // The labels of the file, sorted by location; none for damaged chunks.
     static VMKAudioLabelList labelsOfFile(const QString& path, double sampleRate);
 

@@ -8,9 +8,46 @@
 #include <QtCore/QUuid>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace ondrel {
+
+namespace {
+
+QByteArray nativePath(const URL& url) { return QFile::encodeName(url.path()); }
+
+// Forces a file's (or folder's) contents to disk; true when they are there.
+bool synchronize(const URL& url) {
+    const int descriptor = ::open(nativePath(url).constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    const bool ok = ::fsync(descriptor) == 0;
+    ::close(descriptor);
+    return ok;
+}
+
+// Copies `from` to the new file `to` and forces the copy to disk; errno
+// tells why when it fails.
+bool copyFile(const URL& from, const URL& to) {
+    QFile source(from.path());
+    QFile copy(to.path());
+    if (!source.open(QIODevice::ReadOnly) || !copy.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return false;
+    std::vector<char> block(1 << 20);
+    for (qint64 got; (got = source.read(block.data(), qint64(block.size()))) != 0;) {
+        if (got < 0 || copy.write(block.data(), got) != got)
+            return false;
+    }
+    return copy.flush() && ::fsync(copy.handle()) == 0;
+}
+
+} // namespace
 
 const ClassInfo& VMKAudioFileWriterAudioProcessor::staticClassInfo() {
     using W = VMKAudioFileWriterAudioProcessor;
@@ -131,10 +168,7 @@ bool VMKAudioFileWriterAudioProcessor::writeBlock(VMKAudioFileEncoder& encoder, 
         return true;
     for (uint32_t c = 0; c < block.numberOfChannels(); ++c)
         m_pointers[c] = block.channel(c) + from;
-    if (!encoder.write(m_pointers.data(), count, error))
-        return false;
-    m_framesWritten += count;
-    return true;
+    return encoder.write(m_pointers.data(), count, error);
 }
 
 bool VMKAudioFileWriterAudioProcessor::run(VMKAudioFileEncoder& encoder, VMKError* error) {
@@ -212,7 +246,6 @@ bool VMKAudioFileWriterAudioProcessor::start(VMKError* error) {
     m_temporaryURL = folder.URLByAppendingPathComponent(
         QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QLatin1Char('.') + extension);
     m_progress.store(0.0f);
-    m_framesWritten = 0;
     auto discard = [this] { QFile::remove(m_temporaryURL.path()); };
 
     auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, m_temporaryURL.path(), error);
@@ -241,11 +274,10 @@ bool VMKAudioFileWriterAudioProcessor::start(VMKError* error) {
         return false;
     }
     m_resultURL = createResultURLWithExtension(extension);
-    if (!replaceResultWithFileAtTemporaryURL(m_temporaryURL, error)) {
-        if (QFile::exists(m_temporaryURL.path()))
-            discard();
+    // A finished file that could not be put in place stays where it is:
+    // it may be the only complete copy of the result.
+    if (!replaceResultWithFileAtTemporaryURL(m_temporaryURL, error))
         return false;
-    }
     m_progress.store(1.0f);
     return true;
 }
@@ -257,22 +289,40 @@ URL VMKAudioFileWriterAudioProcessor::createResultURLWithExtension(const QString
     return extension.isEmpty() ? url : url.URLByAppendingPathExtension(extension);
 }
 
+bool VMKAudioFileWriterAudioProcessor::installFile(const URL& from, const URL& to, VMKError* error) {
+    const QString action = QStringLiteral("Moving %1 to %2").arg(from.path(), to.path());
+    auto fail = [&](int code) {
+        VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorWrite, action,
+                                                     QStringLiteral("%1; the finished file stays at %2")
+                                                         .arg(QString::fromLocal8Bit(std::strerror(code)), from.path())));
+        return false;
+    };
+    const URL folder = to.URLByDeletingLastPathComponent();
+    synchronize(from);
+    if (std::rename(nativePath(from).constData(), nativePath(to).constData()) == 0) {
+        synchronize(folder);
+        return true;
+    }
+    if (errno != EXDEV)
+        return fail(errno);
+    const URL staged = folder.URLByAppendingPathComponent(
+        QStringLiteral(".%1.%2.part").arg(to.lastPathComponent(), QUuid::createUuid().toString(QUuid::Id128)));
+    errno = 0;
+    if (!copyFile(from, staged) || std::rename(nativePath(staged).constData(), nativePath(to).constData()) != 0) {
+        const int code = errno ? errno : EIO;
+        QFile::remove(staged.path());
+        return fail(code);
+    }
+    synchronize(folder);
+    QFile::remove(from.path());
+    return true;
+}
+
 bool VMKAudioFileWriterAudioProcessor::replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error) {
     const URL folder = m_resultURL.URLByDeletingLastPathComponent();
     if (!folder.existsAsDirectory() && !folder.createDirectory(error))
         return false;
-    const QString action = QStringLiteral("Moving %1 to %2").arg(temporaryURL.path(), m_resultURL.path());
-    if (m_resultURL.existsAsFile() && !QFile::remove(m_resultURL.path())) {
-        VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorWrite, action,
-                                                     QStringLiteral("the file in the way can't be removed")));
-        return false;
-    }
-    QFile file(temporaryURL.path());
-    if (!file.rename(m_resultURL.path())) {
-        VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorWrite, action, file.errorString()));
-        return false;
-    }
-    return true;
+    return installFile(temporaryURL, m_resultURL, error);
 }
 
 } // namespace ondrel

@@ -30,7 +30,10 @@ namespace ondrel {
 // createResultURLWithExtension() names the result (the base: baseDirectory /
 // baseFilename.extension, the Ondrel folder and "Untitled" standing in for
 // what is missing); replaceResultWithFileAtTemporaryURL() takes the finished
-// file (the base moves it to resultURL, replacing a file there).
+// file (the base puts it in place of resultURL by one rename, copying it into
+// resultURL's folder first when it lies on another file system, so that an
+// old file there stays whole until the new one replaces it). When that hook
+// fails, the finished file is kept at temporaryURL() and the error names it.
 class VMKAudioFileWriterAudioProcessor : public VMKHeadAudioProcessor {
     ONDREL_OBJECT(VMKAudioFileWriterAudioProcessor, VMKHeadAudioProcessor)
 
@@ -104,12 +107,17 @@ public:
     // The file being written during a run.
     const URL& temporaryURL() const { return m_temporaryURL; }
     float progress() const { return m_progress.load(std::memory_order_relaxed); }
-    // Frames written by the last run, tail included.
-    qint64 framesWritten() const { return m_framesWritten; }
 
     virtual URL createResultURLWithExtension(const QString& extension);
     virtual bool replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error);
     virtual bool isCancelled() const { return isStopRequested(); }
+
+    // Puts the finished file `from` in place of `to` (whose folder exists) by
+    // one rename(2), so that `to` names either the old complete file or the
+    // new one, never nothing. Across file systems `from` is first copied
+    // beside `to` and the copy renamed, then `from` removed. On failure
+    // `from` is left as it was and the error names it.
+    static bool installFile(const URL& from, const URL& to, VMKError* error = nullptr);
 
     // The settings the encoder gets from this writer and its input connection.
     bool encoderSettings(VMKAudioFileEncoderSettings* settings, VMKError* error) const;
@@ -145,7 +153,6 @@ private:
     URL m_resultURL;
     URL m_temporaryURL;
     std::atomic<float> m_progress{0.0f};
-    qint64 m_framesWritten = 0;
     std::shared_ptr<VMKAudioBufferList> m_pending;  // quiet frames of the tail not yet written
     std::vector<const float*> m_pointers;
 };

@@ -40,9 +40,6 @@ public:
     void setName(const QString& name);
     double start() const { return m_location; }
     double end() const { return m_location + m_length; }
-    // A region or loop covers a stretch; markers and slices are points.
-    bool isStretch() const { return m_type == region || m_type == loop; }
-
     // A new label of the same class with the same values.
     std::shared_ptr<VMKAudioLabel> copy() const;
     bool isEqual(const Object& other) const override;

@@ -57,7 +57,7 @@ std::shared_ptr<VMKAudioBufferList> VMKAudioBufferList::initWithChannels(uint32_
 VMKAudioBufferList::VMKAudioBufferList(uint32_t channels, int64_t capacity, int64_t stride, float* data)
     : m_channels(channels), m_capacity(capacity), m_stride(stride), m_frames(capacity), m_data(data) {}
 
-VMKAudioBufferList::~VMKAudioBufferList() { std::free(m_data); }
+VMKAudioBufferList::~VMKAudioBufferList() = default;
 
 bool VMKAudioBufferList::setFrames(int64_t frames, VMKError* error) {
     if (frames < 0 || frames > m_capacity) {
@@ -76,7 +76,7 @@ VMKAudioBuffer VMKAudioBufferList::bufferAtIndex(uint32_t index) {
     return {channel(index), uint32_t(m_frames * int64_t(sizeof(float)))};
 }
 
-void VMKAudioBufferList::clear() { dsp::clear(m_data, m_stride * int64_t(m_channels)); }
+void VMKAudioBufferList::clear() { dsp::clear(m_data.get(), m_stride * int64_t(m_channels)); }
 
 void VMKAudioBufferList::reverse() {
     for (uint32_t c = 0; c < m_channels; ++c)

@@ -1,8 +1,12 @@
 #pragma once
 
 #include "core/text/VMKError.h"
+#include "render/engine/graph/CHandle.h"
+
+#include <QtCore/QtGlobal>
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 namespace ondrel {
@@ -39,8 +43,15 @@ public:
     // Sets the count of valid frames: at most the capacity.
     bool setFrames(int64_t frames, VMKError* error = nullptr);
 
-    float* channel(uint32_t index) { return m_data + size_t(index) * size_t(m_stride); }
-    const float* channel(uint32_t index) const { return m_data + size_t(index) * size_t(m_stride); }
+    // `index` must be below numberOfChannels().
+    float* channel(uint32_t index) {
+        Q_ASSERT(index < m_channels);
+        return m_data.get() + size_t(index) * size_t(m_stride);
+    }
+    const float* channel(uint32_t index) const {
+        Q_ASSERT(index < m_channels);
+        return m_data.get() + size_t(index) * size_t(m_stride);
+    }
     VMKAudioBuffer bufferAtIndex(uint32_t index);
 
     // Zeroes every channel over the whole capacity.
@@ -71,7 +82,7 @@ private:
     int64_t m_capacity;
     int64_t m_stride;  // floats from one channel's start to the next
     int64_t m_frames;
-    float* m_data;
+    CHandle<float, std::free> m_data;  // from std::aligned_alloc
 };
 
 } // namespace ondrel

@@ -3,6 +3,8 @@
 #include "render/engine/graph/VMKAudioBufferList.h"
 #include "render/engine/graph/VMKAudioBus.h"
 
+#include <QtCore/QtGlobal>
+
 namespace ondrel {
 
 VMKAudioConnection::~VMKAudioConnection() = default;
@@ -14,6 +16,8 @@ void VMKAudioConnection::conformToConnection(const VMKAudioConnection& other) {
 }
 
 bool VMKAudioConnection::render(VMKAudioBufferList& destination, const VMKAudioStreamRenderInfo& info) {
+    // Every processor sizes its scratch memory by the block size of its connections.
+    Q_ASSERT(m_maxFrames <= 0 || destination.frames() <= m_maxFrames);
     if (!m_inputBus) {
         destination.clear();
         return false;

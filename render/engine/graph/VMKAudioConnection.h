@@ -33,8 +33,9 @@ public:
     VMKAudioBus* inputBus() const { return m_inputBus; }    // the upstream output bus
     VMKAudioBus* outputBus() const { return m_outputBus; }  // the downstream input bus
 
-    // Pulls the upstream processor into `destination` for all its frames.
-    // Without an upstream processor the destination is silenced and the pull fails.
+    // Pulls the upstream processor into `destination` for all its frames,
+    // which must not exceed maxFrames() once that is decided. Without an
+    // upstream processor the destination is silenced and the pull fails.
     bool render(VMKAudioBufferList& destination, const VMKAudioStreamRenderInfo& info);
 
 private:

@@ -101,11 +101,6 @@ void VMKAudioStream::removeConnectionsObject(const std::shared_ptr<VMKAudioConne
     m_connections.erase(std::find(m_connections.begin(), m_connections.end(), keep));
 }
 
-void VMKAudioStream::removeAllConnections() {
-    while (!m_connections.empty())
-        removeConnectionsObject(m_connections.back());
-}
-
 void VMKAudioStream::connectOutputBus(VMKAudioBus* bus, const std::shared_ptr<VMKAudioConnection>& connection) {
     if (!bus || bus->isInput() || !connection)
         return;

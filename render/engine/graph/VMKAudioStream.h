@@ -79,7 +79,6 @@ public:
     const std::vector<std::shared_ptr<VMKAudioConnection>>& connections() const { return m_connections; }
     void addConnectionsObject(const std::shared_ptr<VMKAudioConnection>& connection);
     void removeConnectionsObject(const std::shared_ptr<VMKAudioConnection>& connection);  // detaches both ends
-    void removeAllConnections();
     void connectOutputBus(VMKAudioBus* bus, const std::shared_ptr<VMKAudioConnection>& connection);
     void connectInputBus(VMKAudioBus* bus, const std::shared_ptr<VMKAudioConnection>& connection);
     void disconnectInputBus(VMKAudioBus* bus);

@@ -1,5 +1,6 @@
 #include "render/engine/meters/VMKLoudnessMeterAudioProcessor.h"
 
+#include "render/engine/graph/CHandle.h"
 #include "render/engine/graph/VMKEngineError.h"
 
 #include <ebur128.h>
@@ -22,12 +23,12 @@ const ClassInfo& VMKLoudnessMeterAudioProcessor::staticClassInfo() {
     return info;
 }
 
+namespace {
+void destroyMeasurement(ebur128_state* measurement) { ebur128_destroy(&measurement); }
+} // namespace
+
 struct VMKLoudnessMeterAudioProcessor::State {
-    explicit State(ebur128_state* state) : measurement(state) {}
-    ~State() { ebur128_destroy(&measurement); }
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
-    ebur128_state* measurement;
+    CHandle<ebur128_state, destroyMeasurement> measurement;
 };
 
 namespace {
@@ -57,7 +58,7 @@ int channelWeighting(uint32_t channel, uint32_t channels) {
 VMKLoudnessMeterAudioProcessor::VMKLoudnessMeterAudioProcessor()
     : m_results{kMinusInfinity, 0.0, kMinusInfinity} {}
 
-VMKLoudnessMeterAudioProcessor::~VMKLoudnessMeterAudioProcessor() { destroyState(); }
+VMKLoudnessMeterAudioProcessor::~VMKLoudnessMeterAudioProcessor() = default;
 
 void VMKLoudnessMeterAudioProcessor::setEnableTruePeak(bool enable) {
     setAndNotify(QStringLiteral("enableTruePeak"), m_enableTruePeak, enable);
@@ -66,7 +67,7 @@ void VMKLoudnessMeterAudioProcessor::setEnableTruePeak(bool enable) {
 VMKLoudnessMeterAudioProcessor::Results VMKLoudnessMeterAudioProcessor::measure() const {
     if (!m_state)
         return m_results;
-    ebur128_state* measurement = m_state->measurement;
+    ebur128_state* measurement = m_state->measurement.get();
     Results results{kMinusInfinity, 0.0, kMinusInfinity};
     double value = 0.0;
     if (ebur128_loudness_global(measurement, &value) == EBUR128_SUCCESS)
@@ -90,12 +91,8 @@ double VMKLoudnessMeterAudioProcessor::loudnessRange() const { return measure().
 
 double VMKLoudnessMeterAudioProcessor::peak() const { return measure().peak; }
 
-void VMKLoudnessMeterAudioProcessor::destroyState() {
-    m_state.reset();
-}
-
 bool VMKLoudnessMeterAudioProcessor::initializeForRender(VMKError* error) {
-    destroyState();
+    m_state.reset();
     const VMKAudioConnection* output = outputConnection();
     const uint32_t channels = output ? output->numberOfChannels() : 0;
     const double rate = output ? output->sampleRate() : 0.0;
@@ -115,7 +112,7 @@ bool VMKLoudnessMeterAudioProcessor::initializeForRender(VMKError* error) {
                                      .arg(rate)));
         return false;
     }
-    m_state = std::make_unique<State>(measurement);
+    m_state.reset(new State{CHandle<ebur128_state, destroyMeasurement>(measurement)});
     for (uint32_t c = 0; c < channels; ++c)
         ebur128_set_channel(measurement, c, channelWeighting(c, channels));
     m_scratchFrames = std::max<int64_t>(1, output->maxFrames());
@@ -126,7 +123,7 @@ bool VMKLoudnessMeterAudioProcessor::initializeForRender(VMKError* error) {
 
 bool VMKLoudnessMeterAudioProcessor::uninitialize(VMKError*) {
     m_results = measure();
-    destroyState();
+    m_state.reset();
     m_interleaved = {};
     m_scratchFrames = 0;
     return true;
@@ -137,7 +134,7 @@ bool VMKLoudnessMeterAudioProcessor::render(VMKAudioBufferList& destination, VMK
     const bool ok = VMKAudioProcessor::render(destination, bus, info);
     if (!m_state || destination.numberOfChannels() != m_state->measurement->channels)
         return ok;
-    ebur128_state* measurement = m_state->measurement;
+    ebur128_state* measurement = m_state->measurement.get();
     const uint32_t channels = destination.numberOfChannels();
     for (int64_t offset = 0; offset < destination.frames(); offset += m_scratchFrames) {
         const int64_t frames = std::min(m_scratchFrames, destination.frames() - offset);

@@ -46,7 +46,6 @@ private:
         double peak;
     };
     Results measure() const;
-    void destroyState();
 
     struct State;  // the library's measurement
     std::unique_ptr<State> m_state;

@@ -28,16 +28,12 @@ constexpr smpl_t kMinimumConfidence = 0.85f;
 
 VMKPitchDetectorAudioProcessor::VMKPitchDetectorAudioProcessor() = default;
 
-VMKPitchDetectorAudioProcessor::~VMKPitchDetectorAudioProcessor() { destroyDetector(); }
+VMKPitchDetectorAudioProcessor::~VMKPitchDetectorAudioProcessor() = default;
 
-void VMKPitchDetectorAudioProcessor::destroyDetector() {
-    if (m_detector)
-        del_aubio_pitch(m_detector);
-    m_detector = nullptr;
-}
+void VMKPitchDetectorAudioProcessor::deleteDetector(aubio_pitch_t* detector) { del_aubio_pitch(detector); }
 
 bool VMKPitchDetectorAudioProcessor::initializeForRender(VMKError* error) {
-    destroyDetector();
+    m_detector.reset();
     const VMKAudioConnection* output = outputConnection();
     const double rate = output ? output->sampleRate() : 0.0;
     // Half the window must hold a period of the lowest note to be found:
@@ -46,7 +42,7 @@ bool VMKPitchDetectorAudioProcessor::initializeForRender(VMKError* error) {
     while (double(window) < rate / 24.0)
         window *= 2;
     if (rate >= 1.0)
-        m_detector = new_aubio_pitch("yinfast", window, kHopFrames, uint_t(std::lround(rate)));
+        m_detector.reset(new_aubio_pitch("yinfast", window, kHopFrames, uint_t(std::lround(rate))));
     if (!m_detector) {
         VMKError::set(error, VMKError::errorWithCode(VMKEngineErrorFormat, QStringLiteral("Preparing the pitch detector"),
                                                      QStringLiteral("%1 can't follow the pitch at %2 Hz")
@@ -54,8 +50,8 @@ bool VMKPitchDetectorAudioProcessor::initializeForRender(VMKError* error) {
                                                          .arg(rate)));
         return false;
     }
-    aubio_pitch_set_unit(m_detector, "midi");
-    aubio_pitch_set_silence(m_detector, kSilenceThreshold);
+    aubio_pitch_set_unit(m_detector.get(), "midi");
+    aubio_pitch_set_silence(m_detector.get(), kSilenceThreshold);
     m_hop.assign(kHopFrames, 0.0f);
     m_hopFill = 0;
     m_semitone.store(0.0f, std::memory_order_relaxed);
@@ -64,7 +60,7 @@ bool VMKPitchDetectorAudioProcessor::initializeForRender(VMKError* error) {
 }
 
 bool VMKPitchDetectorAudioProcessor::uninitialize(VMKError*) {
-    destroyDetector();
+    m_detector.reset();
     m_hop = {};
     m_hopFill = 0;
     return true;
@@ -74,9 +70,9 @@ void VMKPitchDetectorAudioProcessor::detect() {
     float note = 0.0f;
     const fvec_t input{kHopFrames, m_hop.data()};
     fvec_t found{1, &note};
-    aubio_pitch_do(m_detector, &input, &found);
+    aubio_pitch_do(m_detector.get(), &input, &found);
     float power = 0.0f;
-    if (note > 0.0f && std::isfinite(note) && aubio_pitch_get_confidence(m_detector) >= kMinimumConfidence) {
+    if (note > 0.0f && std::isfinite(note) && aubio_pitch_get_confidence(m_detector.get()) >= kMinimumConfidence) {
         for (float x : m_hop)
             power += x * x;
         power /= float(kHopFrames);

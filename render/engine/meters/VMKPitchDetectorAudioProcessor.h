@@ -1,5 +1,6 @@
 #pragma once
 
+#include "render/engine/graph/CHandle.h"
 #include "render/engine/graph/VMKAudioProcessor.h"
 
 #include <atomic>
@@ -34,10 +35,10 @@ public:
     bool render(VMKAudioBufferList& destination, VMKAudioBus& bus, const VMKAudioStreamRenderInfo& info) override;
 
 private:
-    void destroyDetector();
+    static void deleteDetector(_aubio_pitch_t* detector);
     void detect();
 
-    _aubio_pitch_t* m_detector = nullptr;
+    CHandle<_aubio_pitch_t, deleteDetector> m_detector;
     std::vector<float> m_hop;  // the mono mix being gathered
     uint32_t m_hopFill = 0;
     std::atomic<float> m_semitone{0.0f};

@@ -1,6 +1,10 @@
 #include "tests/support/engine/EngineTestSupport.h"
 
+#include "tests/support/engine/TestGenerator.h"
+
 #include "render/engine/files/VMKAudioFileReader.h"
+#include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
+#include "render/engine/graph/VMKAudioStream.h"
 
 #include <gtest/gtest.h>
 
@@ -43,7 +47,29 @@ TestAudio makeNoise(int channels, qint64 frames, float amplitude, unsigned seed,
     return audio;
 }
 
-bool writeRawFloat(const QString& path, const TestAudio& audio) {
+QByteArray readBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeBytes(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+bool encodeAudio(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path, VMKError* error) {
+    settings.numberOfChannels = int(audio.size());
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, error);
+    if (!encoder)
+        return false;
+    std::vector<const float*> pointers;
+    for (const auto& channel : audio)
+        pointers.push_back(channel.data());
+    return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
+}
+
+// Writes `audio` as raw interleaved 32-bit floats (native order).
+static bool writeRawFloat(const QString& path, const TestAudio& audio) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
@@ -97,12 +123,16 @@ QString probe(const QString& path, const QString& entries, const QString& printF
     return output;
 }
 
-TestAudio readAllFrames(VMKAudioFileReader& reader) {
-    TestAudio audio(reader.numberOfChannels(), std::vector<float>(reader.frames(), 0.0f));
-    std::vector<float*> pointers;
-    for (auto& channel : audio)
-        pointers.push_back(channel.data());
-    EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), qint64(reader.frames()), 0));
+TestAudio readAllFrames(VMKAudioFileReader& reader, qint64 block) {
+    const qint64 frames = qint64(reader.frames());
+    block = block > 0 ? block : std::max<qint64>(frames, 1);
+    TestAudio audio(reader.numberOfChannels(), std::vector<float>(size_t(frames), 0.0f));
+    std::vector<float*> pointers(audio.size());
+    for (qint64 at = 0; at < frames; at += block) {
+        for (size_t c = 0; c < audio.size(); ++c)
+            pointers[c] = audio[c].data() + at;
+        EXPECT_TRUE(reader.readFrames(pointers.data(), int(pointers.size()), std::min(block, frames - at), at));
+    }
     return audio;
 }
 
@@ -134,6 +164,18 @@ int64_t nonFiniteFrames(const std::vector<float>& values, size_t from) {
     return count;
 }
 
+double amplitudeAt(const std::vector<float>& values, double frequency, double rate, size_t from, size_t length) {
+    double re = 0.0, im = 0.0, windowSum = 0.0;
+    for (size_t i = 0; i < length; ++i) {
+        const double w = 0.5 - 0.5 * std::cos(2.0 * M_PI * double(i) / double(length));
+        const double phase = 2.0 * M_PI * frequency * double(from + i) / rate;
+        re += w * double(values[from + i]) * std::cos(phase);
+        im += w * double(values[from + i]) * std::sin(phase);
+        windowSum += w;
+    }
+    return 2.0 * std::hypot(re, im) / windowSum;
+}
+
 double decibels(double ratio) { return 20.0 * std::log10(ratio); }
 
 int64_t firstDifference(const TestAudio& a, const TestAudio& b) {
@@ -155,6 +197,40 @@ float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint
         for (size_t i = 0; i < actual[c].size() && i + size_t(offset) < expected[c].size(); ++i)
             worst = std::max(worst, std::abs(expected[c][i + size_t(offset)] - actual[c][i]));
     return worst;
+}
+
+// A generator function that plays `audio` from frame 0 and is silent
+// outside it; `audio` must outlive the function.
+static std::function<float(int64_t, uint32_t)> playing(const TestAudio& audio) {
+    return [&audio](int64_t frame, uint32_t c) {
+        return frame >= 0 && frame < int64_t(audio[c].size()) ? audio[c][size_t(frame)] : 0.0f;
+    };
+}
+
+bool renderIntoWriter(const std::shared_ptr<VMKAudioProcessor>& source,
+                      const std::shared_ptr<VMKAudioFileWriterAudioProcessor>& writer, VMKError* error,
+                      int64_t maxFrames) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    writer->setIsRenderHead(true);
+    auto connection = chainProcessors(*stream, {source, writer});
+    if (!connection)
+        return false;
+    if (maxFrames > 0)
+        connection->setMaxFrames(maxFrames);
+    const bool ok = stream->initialize(error) && stream->start(error);
+    stream->stop();
+    stream->uninitialize();
+    return ok;
+}
+
+std::shared_ptr<VMKAudioFileWriterAudioProcessor>
+writeAudio(const TestAudio& audio, double rate, const std::function<void(VMKAudioFileWriterAudioProcessor&)>& configure,
+           VMKError* error, int64_t maxFrames) {
+    auto source = std::make_shared<TestGenerator>(uint32_t(audio.size()), rate, playing(audio));
+    auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
+    writer->setRange({0.0, double(audio[0].size()) / rate});
+    configure(*writer);
+    return renderIntoWriter(source, writer, error, maxFrames) ? writer : nullptr;
 }
 
 double signalToNoise(const TestAudio& expected, const TestAudio& actual) {

@@ -1,16 +1,21 @@
 #pragma once
 
 #include "core/files/URL.h"
+#include "render/engine/codecs/VMKAudioFileEncoder.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
 
+#include <functional>
+#include <memory>
 #include <vector>
 
 namespace ondrel {
 
 class VMKAudioFileReader;
+class VMKAudioFileWriterAudioProcessor;
+class VMKAudioProcessor;
 
 // Audio made by the tests: one vector of floats per channel.
 using TestAudio = std::vector<std::vector<float>>;
@@ -22,8 +27,14 @@ TestAudio makeSines(int channels, qint64 frames, double sampleRate, float amplit
 // Uniform noise in [-amplitude, amplitude), seeded, quantized like makeSines.
 TestAudio makeNoise(int channels, qint64 frames, float amplitude, unsigned seed, int bits = 0);
 
-// Writes `audio` as raw interleaved 32-bit floats (native order).
-bool writeRawFloat(const QString& path, const TestAudio& audio);
+// The bytes of a file (empty when it can't be read), and a new file of `bytes`.
+QByteArray readBytes(const QString& path);
+bool writeBytes(const QString& path, const QByteArray& bytes);
+// Encodes `audio` (its channel count goes into the settings) into `path`;
+// false with the reason in `error`.
+bool encodeAudio(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path,
+                 VMKError* error = nullptr);
+
 // Runs a program; answers its exit code (-1 when it could not run) and
 // puts what it printed (both streams) into `output`.
 int runTool(const QString& program, const QStringList& arguments, QString* output = nullptr);
@@ -35,8 +46,9 @@ bool soxWrite(const TestAudio& audio, double sampleRate, const QStringList& form
 // file at `path`, printed as `printFormat`; expects ffprobe to succeed.
 QString probe(const QString& path, const QString& entries,
               const QString& printFormat = QStringLiteral("default=noprint_wrappers=1"));
-// Every frame of a reader, read at once.
-TestAudio readAllFrames(VMKAudioFileReader& reader);
+// Every frame of a reader, read at once or, with `block` above 0, in reads
+// of that many frames.
+TestAudio readAllFrames(VMKAudioFileReader& reader, qint64 block = 0);
 // Every frame of the file at `path`; no channels (and a failure) when it can't be opened.
 TestAudio readFile(const QString& path);
 
@@ -44,6 +56,9 @@ TestAudio readFile(const QString& path);
 double rms(const std::vector<float>& values, size_t from = 0);
 double peak(const std::vector<float>& values, size_t from = 0);
 int64_t nonFiniteFrames(const std::vector<float>& values, size_t from = 0);
+// Amplitude of the component at `frequency` (at `rate`) over
+// [from, from + length), Hann windowed.
+double amplitudeAt(const std::vector<float>& values, double frequency, double rate, size_t from, size_t length);
 // An amplitude ratio in dB.
 double decibels(double ratio);
 // The first frame where two recordings differ, bit for bit, in any channel;
@@ -55,6 +70,18 @@ int64_t firstDifference(const TestAudio& a, const TestAudio& b);
 float maximumDifference(const TestAudio& expected, const TestAudio& actual, qint64 offset = 0);
 // Signal to noise ratio in dB of `actual` against `expected`.
 double signalToNoise(const TestAudio& expected, const TestAudio& actual);
+
+// Renders `source` into `writer` as the render head over the writer's range,
+// pulling at most `maxFrames` a block when above 0; answers whether the
+// render (and the writer's hand-over of its file) succeeded.
+bool renderIntoWriter(const std::shared_ptr<VMKAudioProcessor>& source,
+                      const std::shared_ptr<VMKAudioFileWriterAudioProcessor>& writer, VMKError* error = nullptr,
+                      int64_t maxFrames = 0);
+// Writes `audio` at `rate` through a writer set up by `configure` (its range
+// is all of `audio`); answers the writer, or null with `error` set.
+std::shared_ptr<VMKAudioFileWriterAudioProcessor>
+writeAudio(const TestAudio& audio, double rate, const std::function<void(VMKAudioFileWriterAudioProcessor&)>& configure,
+           VMKError* error = nullptr, int64_t maxFrames = 0);
 
 // A folder for one test's files.
 class TestFolder {

@@ -4,6 +4,9 @@
 #include "render/engine/graph/VMKAudioStream.h"
 #include "render/engine/graph/VMKHeadAudioProcessor.h"
 
+#include <gtest/gtest.h>
+
+#include <cmath>
 #include <functional>
 #include <limits>
 #include <vector>
@@ -98,5 +101,42 @@ protected:
         return true;
     }
 };
+
+// Pulls `frames` frames of `function` (`channels` channels at `rate`) through
+// `processor` into `head` in blocks of `block`, from sample time `start`. The
+// processor is taken out of the stream afterwards, so that a test may run it
+// again.
+inline void pullThrough(const std::shared_ptr<VMKAudioProcessor>& processor,
+                        const std::shared_ptr<VMKHeadAudioProcessor>& head, uint32_t channels,
+                        TestGenerator::Function function, int64_t frames, int64_t block = 256, double rate = 48000.0,
+                        int64_t start = 0) {
+    auto stream = std::make_shared<VMKAudioStream>();
+    chainProcessors(*stream, {std::make_shared<TestGenerator>(channels, rate, std::move(function)), processor, head})
+        ->setMaxFrames(block);
+    head->setFrameCount(frames);
+    head->info().setSampleTime(start);
+    VMKError error;
+    EXPECT_TRUE(stream->initialize(&error) && stream->start(&error)) << qPrintable(error.localizedDescription());
+    stream->uninitialize();
+    stream->removeProcessorsObject(processor);
+}
+
+// pullThrough into a recorder; answers what came out.
+inline std::vector<std::vector<float>> recordThrough(const std::shared_ptr<VMKAudioProcessor>& processor,
+                                                     uint32_t channels, int64_t frames,
+                                                     TestGenerator::Function function, int64_t block = 1024,
+                                                     double rate = 48000.0, int64_t start = 0) {
+    auto head = std::make_shared<TestRecorder>();
+    pullThrough(processor, head, channels, std::move(function), frames, block, rate, start);
+    return head->recorded;
+}
+
+// A sine of `frequency` Hz and peak `amplitude` at `rate` on every channel,
+// plus `offset`.
+inline TestGenerator::Function sineWave(double frequency, double amplitude, double rate, double offset = 0.0) {
+    return [=](int64_t frame, uint32_t) {
+        return float(offset + amplitude * std::sin(2.0 * M_PI * frequency * double(frame) / rate));
+    };
+}
 
 } // namespace ondrel

@@ -8,25 +8,6 @@ namespace {
 QStringList split(const char* text) { return QString::fromLatin1(text).split(QLatin1Char(' ')); }
 } // namespace
 
-TEST(VMKAudioChannelManager, KnowsTheUsualLayoutForOneToEightChannels) {
-    auto& manager = VMKAudioChannelManager::manager();
-    EXPECT_EQ(&manager, &VMKAudioChannelManager::manager());
-    const char* expected[] = {"C", "L R", "L R C", "L R Ls Rs", "L R C Ls Rs", "L R C LFE Ls Rs",
-                              "L R C LFE Ls Rs Cs", "L R C LFE Ls Rs Lsb Rsb"};
-    for (uint32_t n = 1; n <= 8; ++n) {
-        auto set = manager.setForNumberOfChannels(n);
-        ASSERT_TRUE(set) << n;
-        EXPECT_EQ(set->countOfDescriptions(), n);
-        EXPECT_EQ(set->abbreviations(), split(expected[n - 1])) << n;
-    }
-    EXPECT_EQ(manager.setForNumberOfChannels(2)->objectInDescriptionsAtIndex(1).name(), QStringLiteral("Right"));
-    EXPECT_EQ(manager.setForNumberOfChannels(6)->name(), QStringLiteral("5.1"));
-    EXPECT_EQ(manager.setForNumberOfChannels(6)->objectInDescriptionsAtIndex(3).name(),
-              QStringLiteral("Low Frequency Effects"));
-    EXPECT_FALSE(manager.setForNumberOfChannels(0));
-    EXPECT_FALSE(manager.setForNumberOfChannels(9));
-}
-
 TEST(VMKAudioChannelManager, OrdersAbbreviationsByLayoutKeepingTheirCase) {
     auto& manager = VMKAudioChannelManager::manager();
     auto stereo = manager.setForChannelAbbreviations(split("r L"));
@@ -44,15 +25,6 @@ TEST(VMKAudioChannelManager, OrdersAbbreviationsByLayoutKeepingTheirCase) {
     ASSERT_TRUE(withLf);
     EXPECT_EQ(withLf->abbreviations(), split("L R C Lf"));
 
-    const char* known[] = {"L R C",         "L R C LFE",          "l r rl rr",         "L R C Cs",
-                           "L R C Ls Rs",   "L R C Rl Rr",        "L R C LFE Rl Rr",   "L R C Ls Rs Cs",
-                           "L R C Ls Rs Lsb Rsb", "L R C LFE Ls Rs Lsb Rsb", "L R C LFE Ls Rs Lw Rw",
-                           "L R C LFE Ls Rs Lc Rc", "L R C LFE Ls Rs Lh Rh", "L R LFE"};
-    for (const char* abbreviations : known) {
-        auto set = manager.setForChannelAbbreviations(split(abbreviations));
-        ASSERT_TRUE(set) << abbreviations;
-        EXPECT_EQ(set->abbreviations(), split(abbreviations)) << abbreviations;  // listed in layout order
-    }
     // Reversed input comes back in layout order.
     QStringList reversed = split("L R C LFE Ls Rs Lsb Rsb");
     std::reverse(reversed.begin(), reversed.end());
@@ -64,6 +36,8 @@ TEST(VMKAudioChannelManager, AnswersNothingForSetsThatMakeNoLayout) {
     for (const char* abbreviations : {"l lfe", "L", "L L", "l R r", "Ls Rs", "L R X", "L R C LFE Lf", "lsb rsb"})
         EXPECT_FALSE(manager.setForChannelAbbreviations(split(abbreviations))) << abbreviations;
     EXPECT_FALSE(manager.setForChannelAbbreviations({}));
+    EXPECT_FALSE(manager.setForNumberOfChannels(0));
+    EXPECT_FALSE(manager.setForNumberOfChannels(9));
 }
 
 } // namespace ondrel

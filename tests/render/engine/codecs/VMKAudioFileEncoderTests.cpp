@@ -16,18 +16,6 @@ using namespace VMKAudioEncoding;
 
 namespace {
 
-// Encodes `audio` into `path` with the settings; false with the reason in `error`.
-bool encode(const TestAudio& audio, VMKAudioFileEncoderSettings settings, const QString& path, VMKError* error) {
-    settings.numberOfChannels = int(audio.size());
-    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path, error);
-    if (!encoder)
-        return false;
-    std::vector<const float*> pointers;
-    for (const auto& channel : audio)
-        pointers.push_back(channel.data());
-    return encoder->write(pointers.data(), qint64(audio[0].size()), error) && encoder->finish(error);
-}
-
 // Settings for `encoding` in a file of `kind` at `rate`.
 VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 encoding, double rate = 44100) {
     VMKAudioFileEncoderSettings settings;
@@ -40,7 +28,7 @@ VMKAudioFileEncoderSettings settingsFor(VMKAudioFileFormat::Kind kind, quint32 e
 // Encodes `audio` into `path` and reads it back; no channels when either fails.
 TestAudio encodeAndRead(const TestAudio& audio, const VMKAudioFileEncoderSettings& settings, const QString& path) {
     VMKError error;
-    if (!encode(audio, settings, path, &error)) {
+    if (!encodeAudio(audio, settings, path, &error)) {
         ADD_FAILURE() << error.localizedDescription().toStdString();
         return {};
     }
@@ -113,24 +101,6 @@ TEST(VMKAudioFileEncoder, CompandedAndADPCMSamplesBeyondFullScaleClip) {
     }
 }
 
-// One byte a frame and an odd number of frames: the sound data needs a pad
-// byte, which must not count as a frame.
-TEST(VMKAudioFileEncoder, OddByteAIFFDataKeepsItsFrameCount) {
-    TestFolder folder;
-    for (quint32 encoding : {PCM, uLaw, aLaw}) {
-        SCOPED_TRACE(VMKAudioFileFormat::stringWithFourCharCode(encoding).toStdString());
-        const QString path = folder.path(QStringLiteral("odd%1.aif").arg(encoding));
-        VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::AIFF, encoding, 8000);
-        settings.bitDepth = 8;
-        const TestAudio audio{{0.25f, -0.5f, 0.75f}};
-        const TestAudio read = encodeAndRead(audio, settings, path);
-        ASSERT_EQ(read.size(), 1u);
-        EXPECT_EQ(read[0].size(), 3u);
-        const QString output = probe(path, "stream=duration_ts");
-        EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=3"))) << output.toStdString();
-    }
-}
-
 // Apple Lossless asked for deeper than it goes, or for floating point
 // samples, is written at its deepest and keeps every sample.
 TEST(VMKAudioFileEncoder, DeepAppleLosslessKeepsItsSamples) {
@@ -158,83 +128,67 @@ TEST(VMKAudioFileEncoder, DeepAppleLosslessKeepsItsSamples) {
     }
 }
 
-// ADPCM data comes in whole blocks; the file must state the frames written,
-// not those of its last block filled up.
-TEST(VMKAudioFileEncoder, ADPCMFilesStateTheFramesWritten) {
+// Files state the frames written: with one byte a frame and an odd number
+// of frames an AIFF file's sound data needs a pad byte, which must not count
+// as a frame; ADPCM data comes in whole blocks, whose last one must not count
+// as filled up.
+TEST(VMKAudioFileEncoder, FilesStateTheFramesWritten) {
     TestFolder folder;
-    for (auto kind : {VMKAudioFileFormat::Kind::WAVE, VMKAudioFileFormat::Kind::Wave64}) {
-        for (int channels : {1, 2}) {
-            const VMKAudioFileFormat& format = VMKAudioFileFormat::formatOfKind(kind);
-            SCOPED_TRACE(format.name.toStdString() + " " + std::to_string(channels));
-            const QString path = folder.path(QStringLiteral("ima%1.").arg(channels) + format.extension());
-            const qint64 frames = 10001;
-            const TestAudio audio = makeSines(channels, frames, 44100, 0.5f);
-            const VMKAudioFileEncoderSettings settings = settingsFor(kind, IMA4);
-            const TestAudio read = encodeAndRead(audio, settings, path);
-            ASSERT_EQ(read.size(), size_t(channels));
-            EXPECT_EQ(read[0].size(), size_t(frames));
-            EXPECT_GE(signalToNoise(audio, read), 20.0);
-            const QString output = probe(path, "stream=duration_ts");
-            EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=%1").arg(frames))) << output.toStdString();
-        }
-    }
-}
-
-// Three channels are left, right and centre, as in WAVE files: no channel
-// may be taken for a low frequency one (and cut to its lows), and Apple
-// Lossless takes them too. Four channels are a quad, as in the WAVE files
-// written here and by other tools: AAC must not label the back pair front
-// and back centre.
-TEST(VMKAudioFileEncoder, ThreeChannelsAreLeftRightAndCentreAndFourAQuad) {
-    TestFolder folder;
-    const qint64 frames = 22050;
-    TestAudio three(3, std::vector<float>(size_t(frames)));
-    for (int c = 0; c < 3; ++c)
-        for (qint64 i = 0; i < frames; ++i)
-            three[size_t(c)][size_t(i)] = 0.4f * float(std::sin(2.0 * M_PI * (400.0 + 300.0 * c) * double(i) / 44100.0));
-    const TestAudio four = makeSines(4, frames, 44100, 0.4f);
+    using Kind = VMKAudioFileFormat::Kind;
     struct Case {
         const char* name;
-        VMKAudioFileFormat::Kind kind;
+        Kind kind;
         quint32 encoding;
-        const TestAudio& audio;
-        quint32 bitrate;
-        const char* layout;
+        int channels;
+        qint64 frames;
     };
-    using Kind = VMKAudioFileFormat::Kind;
-    for (const Case& c : {Case{"aac.m4a", Kind::M4A, AAC, three, 256000, "3.0"},
-                          Case{"aac.caf", Kind::CAF, AAC, three, 256000, "3.0"},
-                          Case{"alac.m4a", Kind::M4A, ALAC, three, 256000, "3.0"},
-                          Case{"quad.wav", Kind::WAVE, PCM, four, 320000, "quad"},
-                          Case{"quad.m4a", Kind::M4A, AAC, four, 320000, "quad"},
-                          Case{"quad.caf", Kind::CAF, AAC, four, 320000, "quad"}}) {
+    for (const Case& c : {Case{"pcm.aif", Kind::AIFF, PCM, 1, 3}, Case{"ulaw.aif", Kind::AIFF, uLaw, 1, 3},
+                          Case{"alaw.aif", Kind::AIFF, aLaw, 1, 3}, Case{"ima1.wav", Kind::WAVE, IMA4, 1, 10001},
+                          Case{"ima2.wav", Kind::WAVE, IMA4, 2, 10001}, Case{"ima1.w64", Kind::Wave64, IMA4, 1, 10001},
+                          Case{"ima2.w64", Kind::Wave64, IMA4, 2, 10001}}) {
         SCOPED_TRACE(c.name);
-        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
-        settings.bitrate = c.bitrate;
-        const TestAudio read = encodeAndRead(c.audio, settings, folder.path(c.name));
-        ASSERT_EQ(read.size(), c.audio.size());
-        for (size_t channel = 0; channel < read.size(); ++channel)
-            EXPECT_GE(signalToNoise({c.audio[channel]}, {read[channel]}), 15.0) << "channel " << channel;
-        const QString output = probe(folder.path(c.name), "stream=channel_layout");
-        EXPECT_TRUE(output.contains(QStringLiteral("channel_layout=") + c.layout)) << output.toStdString();
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding, 8000);
+        settings.bitDepth = c.encoding == IMA4 ? 0 : 8;
+        const TestAudio audio = makeSines(c.channels, c.frames, 8000, 0.5f);
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), size_t(c.channels));
+        EXPECT_EQ(read[0].size(), size_t(c.frames));
+        EXPECT_GE(signalToNoise(audio, read), c.encoding == IMA4 ? 20.0 : 10.0);
+        const QString output = probe(folder.path(c.name), "stream=duration_ts");
+        EXPECT_TRUE(output.contains(QStringLiteral("duration_ts=%1\n").arg(c.frames))) << output.toStdString();
     }
 }
 
-// WAVE files say which speaker each channel is for, the same layouts the
-// other formats written here use: eight channels are 7.1 with side
-// channels last, not the old "wide" 7.1 with two front centre channels.
-TEST(VMKAudioFileEncoder, WaveFilesStateTheirChannelLayout) {
+// Files say which speaker each channel is for, in the layouts of WAVE files:
+// three channels are left, right and centre (no channel may be taken for a
+// low frequency one and cut to its lows, and Apple Lossless takes them too);
+// four are a quad (AAC must not label the back pair front and back centre);
+// eight are 7.1 with side channels last, not the old "wide" 7.1.
+TEST(VMKAudioFileEncoder, FilesStateTheirChannelLayout) {
     TestFolder folder;
-    const char* layouts[] = {"3.0", "quad", "5.0", "5.1", "6.1", "7.1"};
-    for (int channels = 3; channels <= 8; ++channels) {
-        SCOPED_TRACE(channels);
-        const QString path = folder.path(QStringLiteral("layout%1.wav").arg(channels));
-        const VMKAudioFileEncoderSettings settings = settingsFor(VMKAudioFileFormat::Kind::WAVE, 0);
-        const TestAudio audio = makeSines(channels, 1000, 44100, 0.5f, 16);
-        VMKError error;
-        ASSERT_TRUE(encode(audio, settings, path, &error)) << error.localizedDescription().toStdString();
-        EXPECT_EQ(maximumDifference(audio, readFile(path)), 0.0f);
-        EXPECT_EQ(probe(path, "stream=channel_layout", "csv=p=0").trimmed().toStdString(), layouts[channels - 3]);
+    using Kind = VMKAudioFileFormat::Kind;
+    struct Case {
+        const char* name;
+        Kind kind;
+        quint32 encoding;
+        int channels;
+        const char* layout;
+    };
+    for (const Case& c : {Case{"aac.m4a", Kind::M4A, AAC, 3, "3.0"}, Case{"aac.caf", Kind::CAF, AAC, 3, "3.0"},
+                          Case{"alac.m4a", Kind::M4A, ALAC, 3, "3.0"}, Case{"quad.m4a", Kind::M4A, AAC, 4, "quad"},
+                          Case{"quad.caf", Kind::CAF, AAC, 4, "quad"}, Case{"3.wav", Kind::WAVE, PCM, 3, "3.0"},
+                          Case{"4.wav", Kind::WAVE, PCM, 4, "quad"}, Case{"5.wav", Kind::WAVE, PCM, 5, "5.0"},
+                          Case{"6.wav", Kind::WAVE, PCM, 6, "5.1"}, Case{"7.wav", Kind::WAVE, PCM, 7, "6.1"},
+                          Case{"8.wav", Kind::WAVE, PCM, 8, "7.1"}}) {
+        SCOPED_TRACE(c.name);
+        VMKAudioFileEncoderSettings settings = settingsFor(c.kind, c.encoding);
+        settings.bitrate = 320000;
+        const TestAudio audio = makeSines(c.channels, 22050, 44100, 0.4f, 16);
+        const TestAudio read = encodeAndRead(audio, settings, folder.path(c.name));
+        ASSERT_EQ(read.size(), audio.size());
+        for (size_t channel = 0; channel < read.size(); ++channel)
+            EXPECT_GE(signalToNoise({audio[channel]}, {read[channel]}), c.encoding == AAC ? 15.0 : 200.0) << channel;
+        EXPECT_EQ(probe(folder.path(c.name), "stream=channel_layout", "csv=p=0").trimmed().toStdString(), c.layout);
     }
 }
 

@@ -1,6 +1,5 @@
 #include "tests/support/engine/TestGenerator.h"
 
-#include "render/engine/graph/VMKAudioStream.h"
 #include "render/engine/effects/VMKFaderAudioProcessor.h"
 
 #include <gtest/gtest.h>
@@ -22,20 +21,10 @@ std::shared_ptr<VMKAudioAutomation> ramp(double location, double length, float m
 
 // Runs ones through the fader in blocks of `block` frames; answers the gains.
 std::vector<float> run(VMKFaderAudioProcessor& fader, int64_t block, int64_t frames, int64_t startFrame = 0) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(2, kRate, [](int64_t, uint32_t) { return 1.0f; });
-    auto head = std::make_shared<TestRecorder>();
-    std::shared_ptr<VMKFaderAudioProcessor> shared(std::shared_ptr<VMKFaderAudioProcessor>{}, &fader);
-    chainProcessors(*stream, {source, shared, head})->setMaxFrames(block);
-    head->setFrameCount(frames);
-    head->info().setSampleTime(startFrame);
-    VMKError error;
-    EXPECT_TRUE(stream->initialize(&error)) << qPrintable(error.localizedDescription());
-    EXPECT_TRUE(stream->start(&error));
-    stream->uninitialize();
-    stream->removeProcessorsObject(shared);
-    EXPECT_EQ(head->recorded[0], head->recorded[1]);
-    return head->recorded[0];
+    const std::shared_ptr<VMKFaderAudioProcessor> shared(std::shared_ptr<VMKFaderAudioProcessor>{}, &fader);
+    const auto out = recordThrough(shared, 2, frames, [](int64_t, uint32_t) { return 1.0f; }, block, kRate, startFrame);
+    EXPECT_EQ(out[0], out[1]);
+    return out[0];
 }
 
 float linear(int64_t frame, double location, double length, float minimum, float maximum) {
@@ -46,8 +35,6 @@ float linear(int64_t frame, double location, double length, float minimum, float
 
 TEST(VMKFaderAudioProcessor, GainAndScalarAreOneSetting) {
     VMKFaderAudioProcessor fader;
-    EXPECT_EQ(fader.scalar(), 1.0f);
-    EXPECT_EQ(fader.gain(), 0.0f);
     fader.setGain(-6.0f);
     EXPECT_NEAR(fader.scalar(), 0.501187f, 1e-6);
     fader.setScalar(0.25f);
@@ -92,8 +79,6 @@ TEST(VMKFaderAudioProcessor, OnlyEnabledScalarAutomationsActAndOverlapsMultiply)
     auto disabled = ramp(0.0, 0.040, 0.0f, 0.0f);
     disabled->setEnabled(false);
     fader.insertAutomations({fadeIn, gain, other, disabled}, IndexSet::range(0, 4));
-    EXPECT_EQ(fader.countOfAutomations(), 4u);
-    EXPECT_EQ(fader.objectInAutomationsAtIndex(1), gain);
     const auto out = run(fader, 8, 50);
     for (int64_t f = 0; f < 50; ++f) {
         float expected = 1.0f;
@@ -108,8 +93,6 @@ TEST(VMKFaderAudioProcessor, OnlyEnabledScalarAutomationsActAndOverlapsMultiply)
     gain->setLength(0.0);  // an empty stretch covers nothing
     for (float value : run(fader, 8, 50))
         ASSERT_EQ(value, 1.0f);
-    fader.removeObjectFromAutomationsAtIndex(0);
-    EXPECT_EQ(fader.objectInAutomationsAtIndex(0), gain);
 }
 
 TEST(VMKFaderAudioProcessor, AnAutomationMapsThroughItsValueMap) {

