@@ -119,6 +119,10 @@ private:
     bool m_stopping = false;
 };
 
+// The routes by which work reaches Qt's event queue and thread pools.
+constexpr char kMainQueueChannel = 0;
+constexpr char kGlobalQueueChannel = 0;
+
 // The Qt event loop of the main thread.
 class MainDispatchQueue final : public DispatchQueue {
 public:
@@ -131,13 +135,12 @@ public:
             qWarning("DispatchQueue: no application object, a block for the main queue is dropped");
             return;
         }
-        QMetaObject::invokeMethod(
-            app,
-            [block = std::move(block), handOff = ThreadHandOff(), this] {
-                handOff.received();
-                runBlock(block, label());
-            },
-            Qt::QueuedConnection);
+        auto work = [block = std::move(block), this] {
+            ThreadHandOff::receive(&kMainQueueChannel);
+            runBlock(block, label());
+        };
+        ThreadHandOff::send(&kMainQueueChannel);  // after the work is made, before it is posted
+        QMetaObject::invokeMethod(app, std::move(work), Qt::QueuedConnection);
     }
 
     void sync(std::function<void()> block) override {
@@ -183,11 +186,13 @@ public:
 
     void async(std::function<void()> block) override {
         Q_ASSERT(block);
-        m_pool.start([block = std::move(block), handOff = ThreadHandOff(), this] {
-            handOff.received();
+        std::function<void()> work = [block = std::move(block), this] {
+            ThreadHandOff::receive(&kGlobalQueueChannel);
             CurrentQueueScope scope(this);
             runBlock(block, label());
-        });
+        };
+        ThreadHandOff::send(&kGlobalQueueChannel);
+        m_pool.start(std::move(work));
     }
 
     // A concurrent queue has no order to keep: the block runs on the caller's thread.

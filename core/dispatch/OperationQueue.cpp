@@ -21,6 +21,9 @@ const QString kOperationCount = QStringLiteral("operationCount");
 
 // Operations of every queue run here. Each queue bounds itself; the pool is
 // wide so that queues do not hold each other up.
+// The route by which operations reach the pool.
+constexpr char kOperationPoolChannel = 0;
+
 QThreadPool& operationPool() {
     static QThreadPool pool;
     static const bool configured = [] {
@@ -250,8 +253,8 @@ void OperationQueue::scheduleOperations(const std::shared_ptr<OperationQueueStat
         }
     }
     for (auto& operation : toStart) {
-        operationPool().start([operation = std::move(operation), handOff = ThreadHandOff()] {
-            handOff.received();
+        std::function<void()> work = [operation = std::move(operation)] {
+            ThreadHandOff::receive(&kOperationPoolChannel);
             try {
                 operation->start();
             } catch (const std::exception& e) {
@@ -259,7 +262,9 @@ void OperationQueue::scheduleOperations(const std::shared_ptr<OperationQueueStat
             } catch (...) {
                 qWarning().noquote() << "Uncaught exception in" << operation->description();
             }
-        });
+        };
+        ThreadHandOff::send(&kOperationPoolChannel);
+        operationPool().start(std::move(work));
     }
 }
 

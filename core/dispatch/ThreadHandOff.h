@@ -2,32 +2,37 @@
 
 #if defined(__SANITIZE_THREAD__)
 #include <sanitizer/tsan_interface.h>
-
-#include <memory>
 #endif
 
 namespace ondrel {
 
-// Tells ThreadSanitizer that what one thread did before handing work to
-// another happens before that work runs. Qt's thread pool and event queue
+// Tells ThreadSanitizer that what a thread did before handing work over
+// happens before that work runs. Qt's thread pool and event queue
 // synchronise inside an uninstrumented library, so without this the
 // sanitizer sees no order between posting a block and running it and
 // reports every captured value as a race.
 //
-// Make one where the work is handed over, carry it with the work, and call
-// received() where the work starts. Outside a ThreadSanitizer build it is
-// empty and costs nothing.
+// A channel is the address of a static object that names one hand-over
+// route (a pool, the main event queue). It has to be a fixed address: the
+// work's own captures can't be read on the receiving side before the
+// hand-over is announced. send() before posting, receive() first thing in
+// the work. Outside a ThreadSanitizer build both do nothing.
 class ThreadHandOff {
 public:
+    static void send(const void* channel) {
 #if defined(__SANITIZE_THREAD__)
-    ThreadHandOff() : m_token(std::make_shared<char>()) { __tsan_release(m_token.get()); }
-    void received() const { __tsan_acquire(m_token.get()); }
-
-private:
-    std::shared_ptr<char> m_token;
+        __tsan_release(const_cast<void*>(channel));
 #else
-    void received() const {}
+        (void)channel;
 #endif
+    }
+    static void receive(const void* channel) {
+#if defined(__SANITIZE_THREAD__)
+        __tsan_acquire(const_cast<void*>(channel));
+#else
+        (void)channel;
+#endif
+    }
 };
 
 } // namespace ondrel
