@@ -189,12 +189,14 @@ bool LogController::writePool() {
         return false;
     bool written = false;
     const QString insert = QStringLiteral("INSERT INTO Log (timestamp, level, message) VALUES (DateTime('now'), ?, ?)");
-    auto failed = [this] { return !m_database->lastErrorMessage().isEmpty(); };
-    // Cleared before the statement, so that a file that can't be opened or
-    // an insert that can't be prepared shows as a failure. The database's
+    // Counted from before the statement, so that a file that can't be opened
+    // or an insert that can't be prepared shows as a failure. The database's
     // lock is held for the whole handler: within it, every failure is this
     // write's. (Another reader's failure before it only puts the write off.)
-    m_database->clearLastErrorMessage();
+    // The last failure's message is left alone: a reader on another thread
+    // may have cleared it and be about to look.
+    const quint64 failuresBefore = m_database->failureCount();
+    auto failed = [this, failuresBefore] { return m_database->failureCount() != failuresBefore; };
     m_database->executeStatement(insert, nullptr, [this, &written, &failed](VMKDatabaseQuery& query) {
         if (failed())
             return;

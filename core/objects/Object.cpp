@@ -390,15 +390,20 @@ void Object::attachChild(const std::shared_ptr<Registration>& r) const {
             // alive for each call, and one whose last owner is gone is not
             // told any more. Dropping the last reference inside the call
             // destroys the owner, and with it this observation: nothing of it
-            // is touched after the call.
+            // is touched after the call. The registration is held for the
+            // call too: its observer may remove it from inside, and the
+            // delivery still counts itself off it afterwards.
             Object* owner = r->owner;
-            Registration* registration = r.get();
+            const std::weak_ptr<Registration> weakRegistration = r;
             const std::weak_ptr<Object> ownerRef = owner->weak_from_this();
             const std::weak_ptr<Object> none;
             const bool ownerShared = ownerRef.owner_before(none) || none.owner_before(ownerRef);
             r->childObservation = target->observe(
                 r->rest, r->options & ~KeyValueObservingOptionInitial,
-                [owner, registration, ownerRef, ownerShared](const KeyValueChangeInfo& change) {
+                [owner, weakRegistration, ownerRef, ownerShared](const KeyValueChangeInfo& change) {
+                    const std::shared_ptr<Registration> registration = weakRegistration.lock();
+                    if (!registration)
+                        return;
                     if (!ownerShared) {
                         owner->deliver(*registration, change);
                         return;

@@ -183,6 +183,7 @@ bool VMKDatabaseController::joinTransaction(const VMKDatabaseQuery& query) {
 void VMKDatabaseController::reportFailure(const QString& sql, const QString& message) {
     std::lock_guard lock(m_mutex);
     m_lastErrorMessage = sql + QStringLiteral(": ") + message;
+    ++m_failureCount;
     qWarning().noquote() << "Database" << m_url.path() << "statement failed:" << m_lastErrorMessage;
 }
 
@@ -196,6 +197,11 @@ QString VMKDatabaseController::lastErrorMessage() const {
 void VMKDatabaseController::clearLastErrorMessage() {
     std::lock_guard lock(m_mutex);
     m_lastErrorMessage.clear();
+}
+
+quint64 VMKDatabaseController::failureCount() const {
+    std::lock_guard lock(m_mutex);
+    return m_failureCount;
 }
 
 } // namespace ondrel

@@ -55,6 +55,10 @@ public:
     // "SQL text: SQLite's message" of the last failure; empty when none yet.
     QString lastErrorMessage() const;
     void clearLastErrorMessage();
+    // How many failures there have been so far. A caller that must know
+    // whether its own statements failed compares it before and after, and
+    // leaves the last message to the readers that clear and look.
+    quint64 failureCount() const;
 
 private:
     friend class VMKDatabaseQuery;
@@ -80,6 +84,7 @@ private:
 
     URL m_url;
     mutable std::recursive_mutex m_mutex;
+    quint64 m_failureCount = 0;  // under m_mutex
     // Declared before the statement cache, so that the statements are
     // finalized before the connection closes.
     std::unique_ptr<sqlite3, ConnectionCloser> m_database;

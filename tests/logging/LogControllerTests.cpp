@@ -187,6 +187,20 @@ TEST_F(LogControllerTest, AFailedWriteKeepsItsBatchForTheNext) {
     EXPECT_EQ(count(*db, QStringLiteral("WHERE message = '%1'").arg(LogController::MaximumKeptMessages)), 1);
 }
 
+// A reader clears the last failure, runs its statement and looks; a batch
+// written on another thread in between must not wipe the reader's failure.
+TEST_F(LogControllerTest, ABatchWrittenMeanwhileDoesNotHideAReadersFailure) {
+    auto log = LogController::sharedInstance();
+    log->clearLastErrorMessage();
+    log->executeStatement("SELECT message FROM Missing");
+    std::thread([&log] {
+        log->logWithLevel(LogController::Notice, "meanwhile");
+        log->write();
+    }).join();
+    EXPECT_TRUE(log->lastErrorMessage().contains("Missing")) << log->lastErrorMessage().toStdString();
+    EXPECT_EQ(count(*reader(), "WHERE message = 'meanwhile'"), 1);
+}
+
 TEST_F(LogControllerTest, ClearDeletesWrittenRowsButPooledMessagesSurvive) {
     auto log = LogController::sharedInstance();
     log->logWithLevel(LogController::Error, "written");

@@ -490,6 +490,27 @@ TEST(ObjectObservation, ObserverToldWhileItsKeyPathIsBeingFollowedMayRemoveItsel
     EXPECT_FALSE(lazyHolder->hasObservers());
 }
 
+TEST(ObjectObservation, KeyPathHandleDroppedByItsHandlerWhenTheLeafChanges) {
+    // The leaf's change reaches the handler through the intermediate take;
+    // dropping the handle there frees the observation of the whole path while
+    // its delivery is still under way (a use after free without the fix,
+    // seen by AddressSanitizer).
+    auto holder = std::make_shared<TakeHolder>();
+    auto take = std::make_shared<Take>();
+    holder->setTake(take);
+    int calls = 0;
+    ObservationHandle handle;
+    handle = holder->observe("take.name", 0, [&](const KeyValueChangeInfo&) {
+        ++calls;
+        handle.reset();
+    });
+    take->setName("once");
+    take->setName("twice");
+    EXPECT_EQ(calls, 1);
+    EXPECT_FALSE(holder->hasObservers());
+    EXPECT_FALSE(take->hasObservers());
+}
+
 TEST(ObjectObservation, HandleInvalidatedFromItsHandlerWhileAnotherThreadInvalidatesIt) {
     auto track = std::make_shared<Track>();
     std::atomic<bool> inHandler{false};
