@@ -362,19 +362,37 @@ INSTANTIATE_TEST_SUITE_P(FileSystems, WriterReplacesResult, ::testing::Values(fa
                          [](const auto& testInfo) { return testInfo.param ? "Other" : "Same"; });
 
 TEST(VMKAudioFileWriterAudioProcessor, AFailedMoveKeepsTheFinishedFileAndNamesIt) {
-    TestFolder folder;
-    ASSERT_TRUE(QDir().mkpath(folder.path("take.wav/inside")));  // a folder in the result's place
-    bool ok = true;
-    VMKError error;
-    auto writer = writeTake(folder.url(QString()), 500, &ok, &error);
-    EXPECT_FALSE(ok);
-    EXPECT_EQ(error.code(), VMKAudioFileErrorWrite);
-    EXPECT_TRUE(error.localizedDescription().contains(writer->temporaryURL().path()))
-        << error.localizedDescription().toStdString();
-    const TestAudio kept = readFile(writer->temporaryURL().path());
-    ASSERT_EQ(kept.size(), 1u);
-    EXPECT_EQ(kept[0].size(), 500u);
-    QFile::remove(writer->temporaryURL().path());
+    struct Case {
+        const char* name;
+        const char* inTheWay;  // made before the take; ending in '/', a folder
+        const char* folder;    // the result's folder, in the test folder
+    };
+    const Case cases[] = {
+        {"a folder in the result's place", "take.wav/inside/", ""},
+        {"a file in the place of the result's folder", "blocked", "blocked/here"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestFolder folder;
+        const QString inTheWay = QString::fromUtf8(c.inTheWay);
+        if (inTheWay.endsWith('/')) {
+            ASSERT_TRUE(QDir().mkpath(folder.path(inTheWay)));
+        } else {
+            QFile file(folder.path(inTheWay));
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        }
+        bool ok = true;
+        VMKError error;
+        auto writer = writeTake(folder.url(QString::fromUtf8(c.folder)), 500, &ok, &error);
+        EXPECT_FALSE(ok);
+        EXPECT_EQ(error.code(), VMKAudioFileErrorWrite);
+        EXPECT_TRUE(error.localizedDescription().contains(writer->temporaryURL().path()))
+            << error.localizedDescription().toStdString();
+        const TestAudio kept = readFile(writer->temporaryURL().path());
+        ASSERT_EQ(kept.size(), 1u);
+        EXPECT_EQ(kept[0].size(), 500u);
+        QFile::remove(writer->temporaryURL().path());
+    }
 }
 
 } // namespace
