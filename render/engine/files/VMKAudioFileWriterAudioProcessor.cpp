@@ -309,8 +309,13 @@ bool VMKAudioFileWriterAudioProcessor::installFile(const URL& from, const URL& t
     }
     if (errno != EXDEV)
         return fail(errno);
+    // The staged name adds 39 bytes to the result's: shortened so that it
+    // stays within the longest name a folder allows (255 bytes).
+    QString name = to.lastPathComponent();
+    while (QFile::encodeName(name).size() > 216)
+        name.chop(name.size() > 1 && name.at(name.size() - 1).isLowSurrogate() ? 2 : 1);
     const URL staged = folder.URLByAppendingPathComponent(
-        QStringLiteral(".%1.%2.part").arg(to.lastPathComponent(), QUuid::createUuid().toString(QUuid::Id128)));
+        QStringLiteral(".%1.%2.part").arg(name, QUuid::createUuid().toString(QUuid::Id128)));
     errno = 0;
     if (!copyFile(from, staged) || std::rename(nativePath(staged).constData(), nativePath(to).constData()) != 0) {
         const int code = errno ? errno : EIO;

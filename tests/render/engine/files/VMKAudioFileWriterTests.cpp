@@ -361,6 +361,28 @@ TEST_P(WriterReplacesResult, TheOldResultIsNeverRemovedBeforeTheNewOneIsInPlace)
 INSTANTIATE_TEST_SUITE_P(FileSystems, WriterReplacesResult, ::testing::Values(false, true),
                          [](const auto& testInfo) { return testInfo.param ? "Other" : "Same"; });
 
+// Across file systems the copy is staged under a longer hidden name: a result
+// whose name is near the longest allowed still gets in.
+TEST(VMKAudioFileWriterAudioProcessor, ALongNameIsInstalledOnAnotherFileSystem) {
+    QTemporaryDir root(QStringLiteral("/dev/shm/ondrel-XXXXXX"));
+    const URL temporary = URL::temporaryDirectory();
+    struct stat here {}, there {};
+    if (!root.isValid() || stat(QFile::encodeName(root.path()).constData(), &here) != 0 ||
+        stat(QFile::encodeName(temporary.path()).constData(), &there) != 0 || here.st_dev == there.st_dev)
+        GTEST_SKIP() << "no second file system";
+    const URL from = temporary.URLByAppendingPathComponent(QStringLiteral("finished.wav"));
+    const URL to = URL::fileURLWithPath(root.filePath(QString(80, QChar(0x97f3)) + QStringLiteral(".wav")));  // 244 bytes
+    QFile file(from.path());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("RIFF") == 4);
+    file.close();
+    VMKError error;
+    EXPECT_TRUE(VMKAudioFileWriterAudioProcessor::installFile(from, to, &error))
+        << error.localizedDescription().toStdString();
+    EXPECT_TRUE(QFile::exists(to.path()));
+    EXPECT_FALSE(QFile::exists(from.path()));
+    QFile::remove(from.path());
+}
+
 TEST(VMKAudioFileWriterAudioProcessor, AFailedMoveKeepsTheFinishedFileAndNamesIt) {
     struct Case {
         const char* name;
