@@ -47,6 +47,13 @@ bool copyFile(const URL& from, const URL& to) {
     return copy.flush() && ::fsync(copy.handle()) == 0;
 }
 
+// Moving `from` to `to` failed for `reason`: the error says where the
+// finished file is, as nothing else leads the user to it.
+VMKError installError(const URL& from, const URL& to, const QString& reason) {
+    return VMKError::errorWithCode(VMKAudioFileErrorWrite, QStringLiteral("Moving %1 to %2").arg(from.path(), to.path()),
+                                   QStringLiteral("%1; the finished file stays at %2").arg(reason, from.path()));
+}
+
 } // namespace
 
 const ClassInfo& VMKAudioFileWriterAudioProcessor::staticClassInfo() {
@@ -290,11 +297,8 @@ URL VMKAudioFileWriterAudioProcessor::createResultURLWithExtension(const QString
 }
 
 bool VMKAudioFileWriterAudioProcessor::installFile(const URL& from, const URL& to, VMKError* error) {
-    const QString action = QStringLiteral("Moving %1 to %2").arg(from.path(), to.path());
     auto fail = [&](int code) {
-        VMKError::set(error, VMKError::errorWithCode(VMKAudioFileErrorWrite, action,
-                                                     QStringLiteral("%1; the finished file stays at %2")
-                                                         .arg(QString::fromLocal8Bit(std::strerror(code)), from.path())));
+        VMKError::set(error, installError(from, to, QString::fromLocal8Bit(std::strerror(code))));
         return false;
     };
     const URL folder = to.URLByDeletingLastPathComponent();
@@ -305,8 +309,13 @@ bool VMKAudioFileWriterAudioProcessor::installFile(const URL& from, const URL& t
     }
     if (errno != EXDEV)
         return fail(errno);
+    // The staged name adds 39 bytes to the result's: shortened so that it
+    // stays within the longest name a folder allows (255 bytes).
+    QString name = to.lastPathComponent();
+    while (QFile::encodeName(name).size() > 216)
+        name.chop(name.size() > 1 && name.at(name.size() - 1).isLowSurrogate() ? 2 : 1);
     const URL staged = folder.URLByAppendingPathComponent(
-        QStringLiteral(".%1.%2.part").arg(to.lastPathComponent(), QUuid::createUuid().toString(QUuid::Id128)));
+        QStringLiteral(".%1.%2.part").arg(name, QUuid::createUuid().toString(QUuid::Id128)));
     errno = 0;
     if (!copyFile(from, staged) || std::rename(nativePath(staged).constData(), nativePath(to).constData()) != 0) {
         const int code = errno ? errno : EIO;
@@ -320,8 +329,12 @@ bool VMKAudioFileWriterAudioProcessor::installFile(const URL& from, const URL& t
 
 bool VMKAudioFileWriterAudioProcessor::replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error) {
     const URL folder = m_resultURL.URLByDeletingLastPathComponent();
-    if (!folder.existsAsDirectory() && !folder.createDirectory(error))
+    VMKError folderError;
+    if (!folder.existsAsDirectory() && !folder.createDirectory(&folderError)) {
+        VMKError::set(error, installError(temporaryURL, m_resultURL,
+                                          QStringLiteral("its folder can't be made (%1)").arg(folderError.reason())));
         return false;
+    }
     return installFile(temporaryURL, m_resultURL, error);
 }
 

@@ -361,20 +361,60 @@ TEST_P(WriterReplacesResult, TheOldResultIsNeverRemovedBeforeTheNewOneIsInPlace)
 INSTANTIATE_TEST_SUITE_P(FileSystems, WriterReplacesResult, ::testing::Values(false, true),
                          [](const auto& testInfo) { return testInfo.param ? "Other" : "Same"; });
 
-TEST(VMKAudioFileWriterAudioProcessor, AFailedMoveKeepsTheFinishedFileAndNamesIt) {
-    TestFolder folder;
-    ASSERT_TRUE(QDir().mkpath(folder.path("take.wav/inside")));  // a folder in the result's place
-    bool ok = true;
+// Across file systems the copy is staged under a longer hidden name: a result
+// whose name is near the longest allowed still gets in.
+TEST(VMKAudioFileWriterAudioProcessor, ALongNameIsInstalledOnAnotherFileSystem) {
+    QTemporaryDir root(QStringLiteral("/dev/shm/ondrel-XXXXXX"));
+    const URL temporary = URL::temporaryDirectory();
+    struct stat here {}, there {};
+    if (!root.isValid() || stat(QFile::encodeName(root.path()).constData(), &here) != 0 ||
+        stat(QFile::encodeName(temporary.path()).constData(), &there) != 0 || here.st_dev == there.st_dev)
+        GTEST_SKIP() << "no second file system";
+    const URL from = temporary.URLByAppendingPathComponent(QStringLiteral("finished.wav"));
+    const URL to = URL::fileURLWithPath(root.filePath(QString(80, QChar(0x97f3)) + QStringLiteral(".wav")));  // 244 bytes
+    QFile file(from.path());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("RIFF") == 4);
+    file.close();
     VMKError error;
-    auto writer = writeTake(folder.url(QString()), 500, &ok, &error);
-    EXPECT_FALSE(ok);
-    EXPECT_EQ(error.code(), VMKAudioFileErrorWrite);
-    EXPECT_TRUE(error.localizedDescription().contains(writer->temporaryURL().path()))
+    EXPECT_TRUE(VMKAudioFileWriterAudioProcessor::installFile(from, to, &error))
         << error.localizedDescription().toStdString();
-    const TestAudio kept = readFile(writer->temporaryURL().path());
-    ASSERT_EQ(kept.size(), 1u);
-    EXPECT_EQ(kept[0].size(), 500u);
-    QFile::remove(writer->temporaryURL().path());
+    EXPECT_TRUE(QFile::exists(to.path()));
+    EXPECT_FALSE(QFile::exists(from.path()));
+    QFile::remove(from.path());
+}
+
+TEST(VMKAudioFileWriterAudioProcessor, AFailedMoveKeepsTheFinishedFileAndNamesIt) {
+    struct Case {
+        const char* name;
+        const char* inTheWay;  // made before the take; ending in '/', a folder
+        const char* folder;    // the result's folder, in the test folder
+    };
+    const Case cases[] = {
+        {"a folder in the result's place", "take.wav/inside/", ""},
+        {"a file in the place of the result's folder", "blocked", "blocked/here"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestFolder folder;
+        const QString inTheWay = QString::fromUtf8(c.inTheWay);
+        if (inTheWay.endsWith('/')) {
+            ASSERT_TRUE(QDir().mkpath(folder.path(inTheWay)));
+        } else {
+            QFile file(folder.path(inTheWay));
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        }
+        bool ok = true;
+        VMKError error;
+        auto writer = writeTake(folder.url(QString::fromUtf8(c.folder)), 500, &ok, &error);
+        EXPECT_FALSE(ok);
+        EXPECT_EQ(error.code(), VMKAudioFileErrorWrite);
+        EXPECT_TRUE(error.localizedDescription().contains(writer->temporaryURL().path()))
+            << error.localizedDescription().toStdString();
+        const TestAudio kept = readFile(writer->temporaryURL().path());
+        ASSERT_EQ(kept.size(), 1u);
+        EXPECT_EQ(kept[0].size(), 500u);
+        QFile::remove(writer->temporaryURL().path());
+    }
 }
 
 } // namespace
