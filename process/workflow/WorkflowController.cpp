@@ -292,6 +292,14 @@ void WorkflowController::removeActionsAtIndexes(const IndexSet& indexes) {
 }
 
 void WorkflowController::beginObservingAction(Action* action) {
+    {
+        std::lock_guard lock(m_observationsMutex);
+        const auto it = m_actionObservations.find(action);
+        if (it != m_actionObservations.end()) {
+            ++it->second.count;
+            return;
+        }
+    }
     std::vector<ObservationHandle> observations;
     const auto changed = [this](const KeyValueChangeInfo&) { setNeedsSave(true); };
     for (const QString& key : kObservedActionKeys)
@@ -299,7 +307,11 @@ void WorkflowController::beginObservingAction(Action* action) {
     for (const QString& key : action->parameterKeys())
         observations.push_back(action->observe(key, 0, changed));
     std::lock_guard lock(m_observationsMutex);
-    m_actionObservations[action] = std::move(observations);
+    ActionObservation& observation = m_actionObservations[action];
+    ++observation.count;
+    // Begun on another thread meanwhile: its handles stand for both.
+    if (observation.handles.empty())
+        observation.handles = std::move(observations);
 }
 
 void WorkflowController::endObservingAction(Action* action) {
@@ -309,7 +321,9 @@ void WorkflowController::endObservingAction(Action* action) {
         const auto it = m_actionObservations.find(action);
         if (it == m_actionObservations.end())
             return;
-        observations = std::move(it->second);
+        if (--it->second.count > 0)
+            return;
+        observations = std::move(it->second.handles);
         m_actionObservations.erase(it);
     }
     // Parameter keys first, as they were begun last.

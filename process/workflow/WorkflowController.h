@@ -72,10 +72,12 @@ public:
     void removeActionsAtIndexes(const IndexSet& indexes);
 
     // Observes "name", "enabled", "disclosed" and the action's parameter keys;
-    // any change of them sets needsSave. Beginning again replaces the earlier
-    // observation of that action.
+    // any change of them sets needsSave. Begun again for an action already
+    // observed (the same action twice in the list, as while it is moved by
+    // inserting it before removing it), it is counted: the action stays
+    // observed until it has been ended as often as begun.
     void beginObservingAction(Action* action);
-    // Ends what beginObservingAction began; nothing for an action not observed.
+    // Ends one beginObservingAction; nothing for an action not observed.
     void endObservingAction(Action* action);
 
     // MARK: Saving
@@ -115,7 +117,11 @@ private:
     std::atomic<bool> m_preparing{false};
     std::atomic<bool> m_needsSave{false};
     std::mutex m_observationsMutex;
-    std::unordered_map<const Action*, std::vector<ObservationHandle>> m_actionObservations;
+    struct ActionObservation {
+        int count = 0;  // begun less ended
+        std::vector<ObservationHandle> handles;
+    };
+    std::unordered_map<const Action*, ActionObservation> m_actionObservations;
     std::vector<ObservationHandle> m_saveActionObservations;
     std::shared_ptr<Timer> m_saveTimer;
     quint64 m_terminateObserver = 0;

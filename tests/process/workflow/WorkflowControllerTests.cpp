@@ -338,6 +338,27 @@ TEST_F(WorkflowControllerTest, ObservedChangesSetNeedsSaveAndOthersDoNot) {
     EXPECT_FALSE(action->hasObservers());
 }
 
+// A move made by inserting the action at its new place before removing it
+// from the old one used to end its only observation: the action stayed in
+// the workflow, but its later changes never set needsSave.
+TEST_F(WorkflowControllerTest, ActionMovedByInsertingFirstStaysObserved) {
+    auto controller = WorkflowController::sharedInstance();
+    auto a = gainAction("A");
+    controller->insertActionsAtIndexes({a, gainAction("B")}, IndexSet{0, 1});
+    controller->insertObjectInActionsAtIndex(a, 2);
+    controller->removeObjectFromActionsAtIndex(0);
+    ASSERT_EQ(controller->indexOfObjectInActions(a.get()), 1);
+
+    controller->setNeedsSave(false);
+    a->setGain(-3.0);
+    EXPECT_TRUE(controller->needsSave());
+
+    controller->removeObjectFromActionsAtIndex(1);
+    controller->setNeedsSave(false);
+    a->setGain(-4.0);
+    EXPECT_FALSE(controller->needsSave()) << "gone from the workflow, no longer observed";
+}
+
 TEST_F(WorkflowControllerTest, SavingWithoutChangeWritesNothingUnlessForced) {
     auto controller = WorkflowController::sharedInstance();
     controller->save();
