@@ -323,18 +323,6 @@ TEST(ObjectObservation, RemovalWaitsForACallUnderWayOnAnotherThread) {
     EXPECT_FALSE(track->hasObservers());
 }
 
-TEST(ClassRegistry, FindsAndMakesClassesByName) {
-    Track::staticClassInfo();
-    Take::staticClassInfo();
-    ObjectPtr made = ClassRegistry::create("Track");
-    ASSERT_TRUE(made);
-    EXPECT_EQ(made->className(), "Track");
-    EXPECT_TRUE(made->isKindOfClass("Object"));
-    EXPECT_FALSE(ClassRegistry::create("NoSuchClass"));
-    EXPECT_TRUE(ClassRegistry::subclassesOf("Object").contains("Take"));
-    EXPECT_TRUE(Track::staticClassInfo().propertyKeys().contains("gain"));
-}
-
 namespace {
 
 // A class with many keys, first defined while another thread looks for it by name.

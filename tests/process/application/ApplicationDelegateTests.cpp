@@ -80,16 +80,14 @@ public:
 class ScriptedPrompt : public TerminationPrompt {
 public:
     explicit ScriptedPrompt(int button) : answer(button) {}
-    int runModal(const QString& message, const QString& informative, const QStringList& buttons) override {
+    int runModal(const QString&, const QString&, const QStringList&) override {
         ++shown;
-        texts = QStringList{message, informative} + buttons;
         if (whileShown)
             whileShown();
         return answer;
     }
     int answer;
     int shown = 0;
-    QStringList texts;  // message, informative text, buttons
     std::function<void()> whileShown;
 };
 
@@ -293,16 +291,6 @@ TEST_F(ApplicationDelegateTest, RepliesFollowTheAnswerAndTheWork) {
         EXPECT_EQ(delegate->applicationShouldTerminate(), row.reply) << row.answer;
         EXPECT_EQ(prompt->shown, row.shown) << row.answer;
     }
-}
-
-TEST_F(ApplicationDelegateTest, QuestionHasItsTextsAndThreeButtonsInOrder) {
-    auto prompt = launch(TerminationPrompt::FirstButton);
-    controllers->file->setProcessing(true);
-    delegate->applicationShouldTerminate();
-    QStringList expected;
-    for (const char* key : {"title", "message", "dontQuit", "quitNow", "quitWhenDone"})
-        expected << VMKLocalizedString(QStringLiteral("Controller_terminateDuringOperations_") + key);
-    EXPECT_EQ(prompt->texts, expected);
 }
 
 TEST_F(ApplicationDelegateTest, ThirdButtonWithWorkRunningTerminatesWhenTheLastWorkEnds) {

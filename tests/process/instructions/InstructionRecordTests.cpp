@@ -25,23 +25,6 @@ struct ChangeLog {
 
 // MARK: - Absent is not 0
 
-TEST(InstructionRecords, OptionalFieldsStartAbsent) {
-    const std::pair<ObjectPtr, QStringList> rows[] = {
-        {make<AudioProcessCommandInstructions>(),
-         {"format", "encoding", "numberOfChannels", "bitDepth", "floatingPoint", "bitrate", "resample", "sampleRate",
-          "converterName", "converterQuality", "length", "retainTail", "maximumTailLength", "gain", "fadeInLength",
-          "fadeOutLength", "fadeInCurve", "fadeOutCurve"}},
-        {make<AudioProcessCommandSourceInstructions>(),
-         {"location", "length", "sourceStart", "reverse", "gain", "fadeInLength", "fadeOutLength", "fadeInCurve",
-          "fadeOutCurve", "fileEntity"}},
-        {make<AudioProcessCommand>(), {"destination", "filename"}},
-        {make<AudioProcessCommandEffectInstructions>(), {"classInfo"}},
-    };
-    for (const auto& [record, keys] : rows)
-        for (const QString& key : keys)
-            EXPECT_TRUE(Variant::isAbsent(record->valueForKey(key))) << qPrintable(record->className() + "." + key);
-}
-
 TEST(InstructionRecords, ZeroFalseAndEmptyArePresentValues) {
     auto instructions = make<AudioProcessCommandInstructions>();
     instructions->setNumberOfChannels(0);
@@ -106,18 +89,6 @@ TEST(InstructionRecords, EffectKeysClassNameAndClassInfoAreFields) {
     EXPECT_EQ(effect->className(), "AudioProcessCommandEffectInstructions");
     effect->setComponentClassInfo(QVariantMap());
     EXPECT_FALSE(Variant::isAbsent(effect->valueForKey("classInfo")));
-}
-
-TEST(InstructionRecords, AddParameterValueSetsOneParameter) {
-    auto effect = make<AudioProcessCommandEffectInstructions>();
-    ChangeLog log(*effect, "parameters");
-    effect->addParameterValue(1.5, "Rate");
-    effect->addParameterValue(-200.0, "Pitch");
-    effect->addParameterValue(1.25, "Rate");
-    EXPECT_EQ(effect->parameters().size(), 2);
-    EXPECT_EQ(effect->parameters().value("Rate").toDouble(), 1.25);
-    EXPECT_EQ(effect->valueForKeyPath("parameters.Pitch").toDouble(), -200.0);
-    EXPECT_EQ(log.changes.size(), 3u);
 }
 
 // MARK: - Normalising setters
@@ -186,25 +157,6 @@ TEST(InstructionRecords, AddingAnArgumentIsObservableByItsKeyAndByTheDictionary)
 
 // MARK: - Observation
 
-TEST(InstructionRecords, ListChangesAreObservedWithTheirIndexes) {
-    auto instructions = make<AudioProcessCommandInstructions>();
-    ChangeLog log(*instructions, "labelInstructions");
-    auto a = make<AudioProcessCommandLabelInstructions>();
-    auto b = make<AudioProcessCommandLabelInstructions>();
-    instructions->insertObjectInLabelInstructionsAtIndex(a, 0);
-    instructions->insertObjectInLabelInstructionsAtIndex(b, 0);
-    instructions->removeObjectFromLabelInstructionsAtIndex(1);
-    ASSERT_EQ(log.changes.size(), 3u);
-    EXPECT_EQ(log.changes[0].kind, KeyValueChange::Insertion);
-    EXPECT_EQ(log.changes[1].indexes, IndexSet(0));
-    EXPECT_EQ(log.changes[2].kind, KeyValueChange::Removal);
-    EXPECT_EQ(log.changes[2].indexes, IndexSet(1));
-    EXPECT_EQ(Variant::object(log.changes[2].oldValue.toList().value(0)), a);
-    ASSERT_EQ(instructions->countOfLabelInstructions(), 1);
-    EXPECT_EQ(instructions->objectInLabelInstructionsAtIndex(0), b);
-    EXPECT_EQ(instructions->valueForKey("labelInstructions").toList().size(), 1);
-}
-
 TEST(InstructionRecords, SeveralTiesAreRemovedAsOneChange) {
     auto source = make<AudioProcessCommandSourceInstructions>();
     std::vector<std::shared_ptr<AudioProcessCommandSourceTieInstructions>> ties;
@@ -224,21 +176,6 @@ TEST(InstructionRecords, SeveralTiesAreRemovedAsOneChange) {
 
     source->removeSourceTieInstructionsAtIndexes(IndexSet{5});
     EXPECT_EQ(log.changes.size(), 1u);
-}
-
-TEST(InstructionRecords, SettingTheFileIsObservedAndReadableByKey) {
-    auto source = make<AudioProcessCommandSourceInstructions>();
-    auto file = std::make_shared<FileEntity>(2.0);
-    ChangeLog log(*source, "fileEntity.length");
-    source->setFileEntity(file);
-    EXPECT_EQ(source->fileEntity(), file);
-    EXPECT_EQ(Variant::object(source->valueForKey("fileEntity")), file);
-    file->setLength(3.0);
-    source->setFileEntity(nullptr);
-    ASSERT_EQ(log.changes.size(), 3u);
-    EXPECT_EQ(log.changes[0].newValue.toDouble(), 2.0);
-    EXPECT_EQ(log.changes[1].newValue.toDouble(), 3.0);
-    EXPECT_TRUE(Variant::isAbsent(log.changes[2].newValue));
 }
 
 // MARK: - Lists forgive bad indexes

@@ -54,12 +54,6 @@ TEST(SourceRange, AnEmptyGroupAnswersTheLargestDoubleAndItsNegative) {
     EXPECT_EQ(range.length, -std::numeric_limits<double>::max());
 }
 
-TEST(SourceRange, IsReadableByKey) {
-    const QVariant value = groupOf({{0.5, 2.0}})->valueForKey("range");
-    ASSERT_TRUE(value.canConvert<DoubleRange>());
-    EXPECT_EQ(value.value<DoubleRange>(), (DoubleRange{0.5, 2.0}));
-}
-
 TEST(SourceRange, MainSourceIsTheFirstOrAbsent) {
     AudioProcessCommandSourceInstructionsGroup empty;
     EXPECT_EQ(empty.mainSourceInstructions(), nullptr);
