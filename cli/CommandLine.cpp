@@ -223,6 +223,11 @@ int runCommand(int argc, char** argv) {
     // end; then the controllers write what they hold.
     terminable->terminateAndWait(delegate);
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
+    if (command->access == Access::ChangesWorkflow && WorkflowController::sharedInstance()->needsSave()) {
+        Output::error(QStringLiteral("the workflow could not be saved to %1; it is unchanged there")
+                          .arg(URL::supportDirectory().path() + QStringLiteral("/Workflow.plist")));
+        return Output::CannotOpen;
+    }
     return status;
 }
 

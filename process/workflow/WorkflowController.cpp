@@ -369,7 +369,14 @@ void WorkflowController::save(bool force) {
     // Cleared first, so that a change made while writing is written next time.
     if (!m_needsSave.exchange(false) && !force)
         return;
-    PropertyList::writeToFile(propertyList(), workflowURL().path());
+    VMKError error;
+    if (!PropertyList::writeToFile(propertyList(), workflowURL().path(), &error)) {
+        // Not written: the changes are still to be saved, by the next timer
+        // tick or the write at quit, and whoever quits can tell.
+        setNeedsSave(true);
+        log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_saveFailed"))
+                                      .arg(error.localizedDescription()));
+    }
 }
 
 // MARK: - Running

@@ -18,6 +18,7 @@
 #include "tests/support/process/RecordingExecutor.h"
 #include "tests/support/process/TestFileEntity.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
@@ -375,6 +376,21 @@ TEST_F(WorkflowControllerTest, SavingWithoutChangeWritesNothingUnlessForced) {
     ASSERT_TRUE(QFile::remove(workflowPath()));
     controller->save();
     EXPECT_FALSE(QFileInfo::exists(workflowPath())) << "the write cleared needsSave";
+}
+
+// A write that fails (here: a folder where the file goes) must not mark the
+// changes as saved, or the next save and the one at quit skip them.
+TEST_F(WorkflowControllerTest, AFailedWriteKeepsTheChangesToSave) {
+    auto controller = WorkflowController::sharedInstance();
+    ASSERT_TRUE(QDir().mkpath(workflowPath()));
+    saveActionOf(controller)->setReplaceOriginal(true);
+    controller->save();
+    EXPECT_TRUE(controller->needsSave());
+
+    ASSERT_TRUE(QDir(workflowPath()).removeRecursively());
+    controller->save();
+    EXPECT_TRUE(readWorkflowFile().value("saveAction").toMap().value("replaceOriginal").toBool());
+    EXPECT_FALSE(controller->needsSave());
 }
 
 TEST_F(WorkflowControllerTest, TimerWritesChangesWithinFiveSeconds) {
