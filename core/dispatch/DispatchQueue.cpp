@@ -1,10 +1,11 @@
 #include "core/dispatch/DispatchQueue.h"
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QDebug>
-#include <QtCore/QSemaphore>
 #include "core/dispatch/ThreadHandOff.h"
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDebug>
+#include <QtCore/QEvent>
+#include <QtCore/QSemaphore>
 #include <QtCore/QThread>
 #include <QtCore/QThreadPool>
 #include <QtCore/QTimer>
@@ -123,8 +124,47 @@ private:
 constexpr char kMainQueueChannel = 0;
 constexpr char kGlobalQueueChannel = 0;
 
+// A block on its way to the main thread. Whether it runs or is dropped
+// unrun (the loop ends first), everything about it happens after the
+// hand-over on the main thread.
+class BlockEvent final : public QEvent {
+public:
+    static QEvent::Type eventType() {
+        static const auto type = QEvent::Type(QEvent::registerEventType());
+        return type;
+    }
+    explicit BlockEvent(std::function<void()> block) : QEvent(eventType()), m_block(std::move(block)) {}
+    ~BlockEvent() override { ThreadHandOff::receive(&kMainQueueChannel); }
+    void run() { m_block(); }
+
+private:
+    std::function<void()> m_block;
+};
+
+// Runs the blocks posted to it, on the thread of the application object.
+class BlockReceiver final : public QObject {
+public:
+    bool event(QEvent* event) override {
+        ThreadHandOff::receive(&kMainQueueChannel);  // before even the event's type is read
+        if (event->type() != BlockEvent::eventType())
+            return QObject::event(event);
+        static_cast<BlockEvent*>(event)->run();
+        return true;
+    }
+};
+
 // The Qt event loop of the main thread.
 class MainDispatchQueue final : public DispatchQueue {
+    // One receiver for the program's life, living on the main thread.
+    static QObject* receiver(QCoreApplication* app) {
+        static QObject* const receiver = [app] {
+            auto* made = new BlockReceiver;
+            made->moveToThread(app->thread());
+            return made;
+        }();
+        return receiver;
+    }
+
 public:
     MainDispatchQueue() : DispatchQueue(QStringLiteral("main")) {}
 
@@ -135,12 +175,11 @@ public:
             qWarning("DispatchQueue: no application object, a block for the main queue is dropped");
             return;
         }
-        auto work = [block = std::move(block), this] {
-            ThreadHandOff::receive(&kMainQueueChannel);
-            runBlock(block, label());
-        };
-        ThreadHandOff::send(&kMainQueueChannel);  // after the work is made, before it is posted
-        QMetaObject::invokeMethod(app, std::move(work), Qt::QueuedConnection);
+        // The event is made here, before the hand-over is announced; Qt only
+        // queues it, and it is run and destroyed on the main thread.
+        auto* event = new BlockEvent([block = std::move(block), this] { runBlock(block, label()); });
+        ThreadHandOff::send(&kMainQueueChannel);
+        QCoreApplication::postEvent(receiver(app), event);
     }
 
     void sync(std::function<void()> block) override {
