@@ -404,11 +404,7 @@ void TreeController::changeTree(const std::function<void(std::vector<std::shared
     if (selectNewNodes && !newNodes.empty()) {
         applySelection(std::move(newNodes));
     } else {
-        std::vector<std::shared_ptr<TreeNode>> kept;
-        for (const auto& node : m_selectedNodes)
-            if (node->m_controller == this)
-                kept.push_back(node);
-        applySelection(std::move(kept));
+        applySelection(m_selectedNodes);  // keeps those still in the tree
     }
     didChangeValueForKey(ArrangedObjectsKey);
 }
