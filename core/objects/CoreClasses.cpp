@@ -10,6 +10,8 @@
 #include "core/predicates/Expression.h"
 #include "core/predicates/SortDescriptor.h"
 #include "core/storage/UserDefaults.h"
+#include "core/tree/TreeController.h"
+#include "core/tree/TreeNode.h"
 
 #include <mutex>
 
@@ -29,6 +31,8 @@ void registerCoreClasses() {
         BlockOperation::staticClassInfo();
         OperationQueue::staticClassInfo();
         UserDefaults::staticClassInfo();
+        TreeNode::staticClassInfo();
+        TreeController::staticClassInfo();
     });
 }
 

@@ -61,4 +61,12 @@ int StringCompare::compareWithSelector(const QString& selector, const QString& a
     return compare(a, b);
 }
 
+const QCollator* StringCompare::collatorForSelector(const QString& selector) {
+    if (selector == QLatin1String("localizedStandardCompare:"))
+        return &collator(true);
+    if (selector == QLatin1String("localizedCaseInsensitiveCompare:"))
+        return &collator(false);
+    return nullptr;
+}
+
 } // namespace ondrel

@@ -2,6 +2,8 @@
 
 #include <QtCore/QString>
 
+class QCollator;
+
 namespace ondrel {
 
 // The string orderings the system sorts and filters with. Each answers <0, 0
@@ -26,6 +28,12 @@ public:
     // "caseInsensitiveCompare:", "localizedStandardCompare:",
     // "localizedCaseInsensitiveCompare:"); literal for any other name.
     static int compareWithSelector(const QString& selector, const QString& a, const QString& b);
+
+    // The collator behind the localized ordering named by `selector`, or null
+    // for the literal ones. For sorting many texts: compute each text's
+    // QCollatorSortKey once and compare the keys, which order as the
+    // comparison does. The collator belongs to the calling thread.
+    static const QCollator* collatorForSelector(const QString& selector);
 };
 
 } // namespace ondrel
