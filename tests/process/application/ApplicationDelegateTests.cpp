@@ -99,7 +99,10 @@ public:
 
 class RecordingFileProcesses : public FileProcessCommandExecutor {
 public:
-    void executeFileProcessCommand(const ObjectPtr& command) override { commands.push_back(command); }
+    ObjectPtr executeFileProcessCommand(const ObjectPtr& command) override {
+        commands.push_back(command);
+        return nullptr;
+    }
     std::vector<ObjectPtr> commands;
 };
 
