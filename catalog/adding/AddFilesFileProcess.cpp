@@ -17,7 +17,7 @@ namespace ondrel {
 
 namespace {
 
-QString description(const QString& name, quint64 count = 0) {
+QString progressText(const QString& name, quint64 count = 0) {
     return VMKLocalizedString(QStringLiteral("AddFilesFileProcess_progressDescription_") + name).arg(count);
 }
 
@@ -69,7 +69,7 @@ void AddFilesFileProcess::initWithFileProcessCommand(const ObjectPtr& command) {
 }
 
 void AddFilesFileProcess::execute() {
-    setProgressDescription(description(QStringLiteral("preparing")));
+    setProgressDescription(progressText(QStringLiteral("preparing")));
     setProcessing(true);
     if (!m_group)
         m_group = EntityController::sharedInstance()->rootGroup();
@@ -90,7 +90,7 @@ AddFilesFileProcess::Outcome AddFilesFileProcess::outcome() const {
 }
 
 void AddFilesFileProcess::run() {
-    setProgressDescription(description(QStringLiteral("counting")));
+    setProgressDescription(progressText(QStringLiteral("counting")));
     const std::vector<URL> urls = urlsOfItems(items());
     const quint64 count = countOfFilesInURLs(urls);
     m_fileCount = count;
@@ -99,7 +99,7 @@ void AddFilesFileProcess::run() {
         finish(QStringLiteral("stopped"), 0);
         return;
     }
-    setProgressDescription(description(QStringLiteral("adding"), count));
+    setProgressDescription(progressText(QStringLiteral("adding"), count));
 
     auto controller = EntityController::sharedInstance();
     controller->executeStatement(QStringLiteral("BEGIN TRANSACTION"));
@@ -111,7 +111,7 @@ void AddFilesFileProcess::run() {
     setItems({});
     controller->executeStatement(QStringLiteral("END TRANSACTION"));
 
-    setProgressDescription(description(QStringLiteral("finishing")));
+    setProgressDescription(progressText(QStringLiteral("finishing")));
     if (isStopped() || !result) {
         // What was made is let go here, and its rows go with it.
         result.reset();
@@ -149,7 +149,7 @@ void AddFilesFileProcess::run() {
 }
 
 void AddFilesFileProcess::finish(const QString& descriptionKey, quint64 count) {
-    setProgressDescription(description(descriptionKey, count));
+    setProgressDescription(progressText(descriptionKey, count));
     setProcessing(false);
 }
 

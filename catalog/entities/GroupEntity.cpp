@@ -6,6 +6,7 @@
 #include "catalog/entities/EntityError.h"
 #include "catalog/entities/FileEntity.h"
 #include "core/files/Bookmark.h"
+#include "core/predicates/CompoundPredicate.h"
 #include "core/predicates/Predicate.h"
 #include "core/storage/KeyedUnarchiver.h"
 #include "core/storage/UserDefaults.h"
@@ -371,7 +372,8 @@ void GroupEntity::updateDisplayedEntities() {
             parts.push_back(filter);
     }
     std::erase(parts, nullptr);
-    const auto predicate = parts.empty() ? Predicate::truePredicate() : Predicate::andPredicateWithSubpredicates(parts);
+    const std::shared_ptr<Predicate> predicate =
+        parts.empty() ? Predicate::truePredicate() : std::shared_ptr<Predicate>(Predicate::andPredicateWithSubpredicates(parts));
     updateDisplayedEntities(*predicate);
 }
 
