@@ -50,6 +50,8 @@ public:
     // processing. Null when there is no such row.
     static std::shared_ptr<FileProcess> initWithID(qint64 ID);
 
+    // A bare process with no row: made by name, then initialised by one of
+    // the two initialisers above.
     FileProcess();
     // Deletes the history row, unless the controller kept it for the next
     // start (see FileProcessController::resetSharedInstance).

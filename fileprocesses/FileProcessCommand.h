@@ -16,6 +16,7 @@ namespace ondrel {
 class FileProcessCommand : public Object {
     ONDREL_OBJECT(FileProcessCommand, Object)
 public:
+    // A command without items.
     FileProcessCommand();
     ~FileProcessCommand() override;
 

@@ -40,6 +40,8 @@ public:
     // from the file.
     static void resetSharedInstance();
 
+    // An empty controller without a database; only sharedInstance() makes
+    // the one in use.
     FileProcessController();
     // Stops observing its processes and lets them go without deleting their
     // history rows.
