@@ -18,7 +18,8 @@ namespace ondrel {
 namespace {
 
 QString progressText(const QString& name, quint64 count = 0) {
-    return VMKLocalizedString(QStringLiteral("AddFilesFileProcess_progressDescription_") + name).arg(count);
+    const QString text = VMKLocalizedString(QStringLiteral("AddFilesFileProcess_progressDescription_") + name);
+    return text.contains(QLatin1String("%1")) ? text.arg(count) : text;
 }
 
 enum class Kind { Missing, Directory, File, Other };
