@@ -18,9 +18,10 @@ using IndexPath = QList<qsizetype>;
 
 // One node of the arranged tree of a TreeController: the object it stands for
 // and its children in the controller's sort order. Nodes are made and
-// rearranged by their controller only, on the main thread; a node the
-// controller drops (its object left the tree) keeps its object but no longer
-// has a parent or follows the object's children.
+// rearranged by their controller only, on the main thread. A node the
+// controller drops (its object left the tree) keeps its object and its
+// subtree as they were, but it loses its parent and nothing in it follows
+// the objects' children any more.
 class TreeNode : public Object {
     ONDREL_OBJECT(TreeNode, Object)
 public:
@@ -33,8 +34,8 @@ public:
     // The children, sorted as the controller arranges them. Always empty for a leaf.
     const std::vector<std::shared_ptr<TreeNode>>& childNodes() const { return m_childNodes; }
 
-    // The node this one is a child of; null for the root and for a node the
-    // controller has dropped.
+    // The node this one is a child of; null for the root and for the top node
+    // of a dropped subtree.
     std::shared_ptr<TreeNode> parentNode() const { return m_parentNode.lock(); }
 
     // True when the controller's leaf key path says the object has no
