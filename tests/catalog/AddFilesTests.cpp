@@ -151,7 +151,8 @@ TEST_F(AddFilesTest, AFolderTreeBecomesGroupsAndEachBadItemCostsOnlyItself) {
 }
 
 // Things that are no audio file never block the walk or cost their
-// neighbours: each is refused once, by its path.
+// neighbours, even one that vanishes while being added: each is refused once,
+// by its path.
 TEST_F(AddFilesTest, UnreadableAndStrangeItemsAreRefusedOneByOne) {
     QDir data(dataPath());
     data.mkpath(QStringLiteral("Bad/A"));
@@ -167,10 +168,19 @@ TEST_F(AddFilesTest, UnreadableAndStrangeItemsAreRefusedOneByOne) {
     ASSERT_TRUE(truncated.resize(20));
     ASSERT_TRUE(writeTestWav(dataPath("Bad/locked.wav")));
     QFile::setPermissions(dataPath("Bad/locked.wav"), {});
+    ASSERT_TRUE(writeTestWav(dataPath("Bad/vanishing.wav")));
     const bool root = ::geteuid() == 0;
 
-    auto process = addToCatalog({dataPath("Bad")});
+    auto command = std::make_shared<AddFilesFileProcessCommand>();
+    command->setItems({QVariant::fromValue(URL::fileURLWithPath(dataPath("Bad")))});
+    auto process = std::dynamic_pointer_cast<AddFilesFileProcess>(FileProcess::fileProcessForFileProcessCommand(command));
     ASSERT_TRUE(process);
+    // A file vanishes after it was listed and before it is read.
+    auto vanish = process->observe(QStringLiteral("progress"), 0, [&](const KeyValueChangeInfo&) {
+        QFile::remove(dataPath("Bad/vanishing.wav"));
+    });
+    process->execute();
+    ASSERT_TRUE(spinUntil([&] { return !process->isProcessing(); }));
     const auto outcome = process->outcome();
     QStringList refused;
     for (const QString& line : outcome.refused)
@@ -178,7 +188,7 @@ TEST_F(AddFilesTest, UnreadableAndStrangeItemsAreRefusedOneByOne) {
     refused.sort();
     // The loop is walked once: through A's link to B, so the link back to A
     // and the folder B itself (already walked) are refused.
-    QStringList expected{"B", "dangling.wav", "empty.wav", "pipe.wav", "toA", "truncated.wav"};
+    QStringList expected{"B", "dangling.wav", "empty.wav", "pipe.wav", "toA", "truncated.wav", "vanishing.wav"};
     if (!root)
         expected << "locked.wav";
     expected.sort();
