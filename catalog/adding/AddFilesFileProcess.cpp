@@ -17,8 +17,11 @@ namespace ondrel {
 
 namespace {
 
+// Only the texts with a place for it take the count: arg() on another text
+// prints a warning for each description set.
 QString progressText(const QString& name, quint64 count = 0) {
-    return VMKLocalizedString(QStringLiteral("AddFilesFileProcess_progressDescription_") + name).arg(count);
+    const QString text = VMKLocalizedString(QStringLiteral("AddFilesFileProcess_progressDescription_") + name);
+    return text.contains(QLatin1String("%1")) ? text.arg(count) : text;
 }
 
 enum class Kind { Missing, Directory, File, Other };
