@@ -26,6 +26,10 @@ struct Command {
     // Runs it with the arguments after its name; answers the exit status.
     std::function<int(const QStringList&)> run;
     Access access = Access::ReadOnly;
+    // True for a command that reads or changes the catalog: the catalog and
+    // the file processes are opened for it (and only for it) before it runs,
+    // and the quit waits for the file processes it started.
+    bool opensCatalog = false;
 };
 
 } // namespace ondrel

@@ -1,16 +1,27 @@
 #include "cli/CommandLine.h"
 
+#include "catalog/CatalogClasses.h"
+#include "catalog/controller/CatalogFileEntitySource.h"
+#include "catalog/controller/EntityController.h"
+#include "cli/AddCommand.h"
+#include "cli/CatalogCommand.h"
 #include "cli/Command.h"
 #include "cli/DefaultsCommand.h"
+#include "cli/FileProcessControllerSource.h"
+#include "cli/HistoryCommand.h"
 #include "cli/InfoCommand.h"
 #include "cli/LogCommand.h"
 #include "cli/Output.h"
+#include "cli/PrintingUserNotifier.h"
 #include "cli/WorkflowCommand.h"
 #include "actions/ActionClasses.h"
 #include "render/engine/EngineClasses.h"
 #include "core/dispatch/ApplicationNotifications.h"
 #include "core/dispatch/NotificationCenter.h"
 #include "core/files/URL.h"
+#include "core/storage/VMKDatabaseQuery.h"
+#include "fileprocesses/FileProcessController.h"
+#include "fileprocesses/notifications/UserNotificationCenter.h"
 #include "logging/LogController.h"
 #include "process/workflow/WorkflowController.h"
 #include "process/application/ApplicationDelegate.h"
@@ -38,6 +49,31 @@ QString helpText();
 // more entry here.
 const std::vector<Command>& commands() {
     static const std::vector<Command> table = {
+        {QStringLiteral("add"), QStringLiteral("PATH... [--group ID]"),
+         {QStringLiteral("adds files and folders (folders become groups,"),
+          QStringLiteral("split files one entity) and waits for it")},
+         &AddCommand::run, Access::WritesOwnFiles, true},
+        {QStringLiteral("list"), QStringLiteral("[--tree]"),
+         {QStringLiteral("the catalog: ID, kind, name, files, format facts")}, &CatalogCommand::list, Access::ReadOnly, true},
+        {QStringLiteral("show"), QStringLiteral("ID|PATH"),
+         {QStringLiteral("every value the catalog holds of one entity")}, &CatalogCommand::show, Access::ReadOnly, true},
+        {QStringLiteral("remove"), QStringLiteral("ID|PATH..."),
+         {QStringLiteral("removes entities from the catalog; the files stay")},
+         &CatalogCommand::remove, Access::WritesOwnFiles, true},
+        {QStringLiteral("group create"), QStringLiteral("NAME [--in ID]"), {QStringLiteral("makes a group (prints its ID)")},
+         &CatalogCommand::groupCreate, Access::WritesOwnFiles, true},
+        {QStringLiteral("group rename"), QStringLiteral("ID NAME"), {QStringLiteral("renames a group")},
+         &CatalogCommand::groupRename, Access::WritesOwnFiles, true},
+        {QStringLiteral("group disconnect"), QStringLiteral("ID"),
+         {QStringLiteral("a group that follows a folder keeps its files and"), QStringLiteral("name but no longer follows it")},
+         &CatalogCommand::groupDisconnect, Access::WritesOwnFiles, true},
+        {QStringLiteral("move"), QStringLiteral("ID... --to ID"), {QStringLiteral("moves entities into a group")},
+         &CatalogCommand::move, Access::WritesOwnFiles, true},
+        {QStringLiteral("select"), QStringLiteral("[ID|PATH...]"),
+         {QStringLiteral("sets the selection that --selected runs use"), QStringLiteral("(none clears it)")},
+         &CatalogCommand::select, Access::WritesOwnFiles, true},
+        {QStringLiteral("history"), QString(),
+         {QStringLiteral("file processes: class, items, start, end, state")}, &HistoryCommand::run, Access::ReadOnly},
         {QStringLiteral("defaults read"), QStringLiteral("[KEY]"),
          {QStringLiteral("the stored user defaults, or one of them")}, &DefaultsCommand::read, Access::ReadOnly},
         {QStringLiteral("defaults write"), QStringLiteral("KEY [TYPE] VALUE"),
@@ -138,6 +174,19 @@ const Command* findCommand(QStringList& arguments) {
     return nullptr;
 }
 
+// Opens and loads the catalog; false, with the reason printed, when its
+// file can't be read.
+bool openCatalog() {
+    auto controller = EntityController::sharedInstance();
+    bool readable = false;
+    controller->executeStatement(QStringLiteral("SELECT version FROM Global"), nullptr,
+                                 [&readable](VMKDatabaseQuery& query) { readable = query.evaluateNextRow(); });
+    if (!readable)
+        Output::error(QStringLiteral("the catalog %1 could not be opened")
+                          .arg(URL::supportDirectory().path() + QStringLiteral("/Entities.db")));
+    return readable;
+}
+
 int runCommand(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("ondrel"));
@@ -190,6 +239,7 @@ int runCommand(int argc, char** argv) {
 
     // Every class is findable by name before anything stored is read.
     registerActionClasses();
+    registerCatalogClasses();
     registerEngineClasses();
 
     // Every command needs a writable home.
@@ -206,6 +256,15 @@ int runCommand(int argc, char** argv) {
     auto terminable = std::make_shared<EventLoopApplication>([] {});
     ProcessInterfaces::setApplication(terminable);
 
+    if (command->opensCatalog) {
+        // Files are added through the file process controller, whose work
+        // the quit waits for; what it has to tell is one printed line.
+        ProcessInterfaces::setFileProcessCommandExecutor(FileProcessController::sharedInstance());
+        ProcessInterfaces::setProcessControllerSource(std::make_shared<FileProcessControllerSource>());
+        ProcessInterfaces::setFileEntitySource(std::make_shared<CatalogFileEntitySource>());
+        UserNotificationCenter::setNotifier(std::make_shared<PrintingUserNotifier>());
+    }
+
     // The same start as the desktop program's, without windows.
     auto delegate = std::make_shared<ApplicationDelegate>();
     delegate->applicationWillFinishLaunching();
@@ -213,6 +272,8 @@ int runCommand(int argc, char** argv) {
     // register their default tables as they come up.
     LogController::sharedInstance();
     WorkflowController::sharedInstance();
+    if (command->opensCatalog && !openCatalog())
+        return Output::CannotOpen;
 
     const int status = command->run(arguments);
     if (command->access == Access::ChangesWorkflow && WorkflowController::sharedInstance()->needsSave())

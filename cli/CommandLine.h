@@ -1,7 +1,6 @@
+#pragma once
 
 namespace ondrel {
-
-#pragma once
 
 // The `ondrel` front: global options, then one command.
 class CommandLine {

@@ -11,15 +11,19 @@
 namespace ondrel {
 
 void Output::line(const QString& text) {
-    const QByteArray bytes = text.toUtf8();
+    // One write per line, so that lines of several threads never mix.
+    const QByteArray bytes = text.toUtf8() + '\n';
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-    std::fputc('\n', stdout);
 }
 
 void Output::error(const QString& text) {
-    const QByteArray bytes = (QStringLiteral("ondrel: ") + text).toUtf8();
+    const QByteArray bytes = (QStringLiteral("ondrel: ") + text).toUtf8() + '\n';
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
-    std::fputc('\n', stderr);
+}
+
+void Output::status(const QString& text) {
+    const QByteArray bytes = text.toUtf8() + '\n';
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
 }
 
 int Output::usage(const QString& text) {

@@ -18,6 +18,8 @@ public:
 
     static void line(const QString& text);
     static void error(const QString& text);  // "ondrel: text"
+    // A line of progress on standard error, as it is (no prefix).
+    static void status(const QString& text);
     static int usage(const QString& text);   // prints, answers WrongUsage
 
     // A value as JSON: data as base64, dates as ISO 8601 UTC, objects by description.

@@ -17,6 +17,8 @@ namespace ondrel {
 
 namespace {
 
+// Only the texts with a place for it take the count: arg() on another text
+// prints a warning for each description set.
 QString progressText(const QString& name, quint64 count = 0) {
     const QString text = VMKLocalizedString(QStringLiteral("AddFilesFileProcess_progressDescription_") + name);
     return text.contains(QLatin1String("%1")) ? text.arg(count) : text;
@@ -113,14 +115,16 @@ void AddFilesFileProcess::run() {
     controller->executeStatement(QStringLiteral("END TRANSACTION"));
 
     setProgressDescription(progressText(QStringLiteral("finishing")));
+    // The flag is read once: a stop between two readings would end the job
+    // with what was made neither inserted nor let go, its rows kept for ever.
     if (isStopped() || !result) {
         // What was made is let go here, and its rows go with it.
         result.reset();
-        std::lock_guard lock(m_mutex);
-        m_fileEntities.clear();
-        m_outcome.added.clear();
-    }
-    if (isStopped()) {
+        {
+            std::lock_guard lock(m_mutex);
+            m_fileEntities.clear();
+            m_outcome.added.clear();
+        }
         finish(QStringLiteral("stopped"), 0);
         return;
     }

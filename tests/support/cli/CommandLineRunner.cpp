@@ -28,4 +28,13 @@ CommandResult runOndrel(const QString& home, const QStringList& arguments, int t
     return result;
 }
 
+bool writeTone(const QString& path, int channels, double seconds) {
+    QProcess sox;
+    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"), QStringLiteral("-b"),
+                                      QStringLiteral("16"), QStringLiteral("-c"), QString::number(channels), path,
+                                      QStringLiteral("synth"), QString::number(seconds), QStringLiteral("sine"),
+                                      QStringLiteral("440")});
+    return sox.waitForFinished(60000) && sox.exitStatus() == QProcess::NormalExit && sox.exitCode() == 0;
+}
+
 } // namespace ondrel

@@ -14,4 +14,7 @@ struct CommandResult {
 
 CommandResult runOndrel(const QString& home, const QStringList& arguments, int timeoutMs = 60000);
 
+// Writes a short 16-bit sine WAV with `sox`; false when sox fails.
+bool writeTone(const QString& path, int channels = 1, double seconds = 0.05);
+
 } // namespace ondrel
