@@ -264,8 +264,13 @@ std::optional<std::vector<std::shared_ptr<Entity>>> AddFilesFileProcess::entitie
             entity = FileEntity::initWithURL(url, &error);
             break;
         case Kind::Missing:
-            error = VMKError::errorWithCode(0, QStringLiteral("Adding a file"),
-                                            VMKLocalizedString(QStringLiteral("AddFilesFileProcess_reason_missing")));
+            // A name whose bytes are not UTF-8 can't be spelled back to the
+            // file system: say so rather than that the file vanished.
+            error = VMKError::errorWithCode(
+                0, QStringLiteral("Adding a file"),
+                VMKLocalizedString(url.path().contains(QChar::ReplacementCharacter)
+                                       ? QStringLiteral("AddFilesFileProcess_reason_undecodableName")
+                                       : QStringLiteral("AddFilesFileProcess_reason_missing")));
             break;
         default:
             error = VMKError::errorWithCode(0, QStringLiteral("Adding a file"),
