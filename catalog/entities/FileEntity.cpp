@@ -149,8 +149,13 @@ std::shared_ptr<FileEntity> FileEntity::initWithURL(const URL& url, VMKError* er
         return nullptr;
     auto entity = std::make_shared<FileEntity>();
     const QByteArray bookmark = fileBookmark(url, error);
-    if (bookmark.isNull() || !entity->setBookmarks({bookmark}, error))
+    if (bookmark.isNull())
         return nullptr;
+    // A bookmark made a moment ago from this path resolves to this path and
+    // is not stale: the locations are stored as they are, without resolving
+    // it (which reads the data back and asks the disk again, a fifth of the
+    // cost of adding a file).
+    entity->setLocations({bookmark}, {url}, url.lastPathComponent());
     entity->m_dateAdded = Date::now();
     entity->setFacts(*info, info->fileSize(), info->numberOfChannels(), QString());
     entity->m_displayRange = {0.0, entity->length()};
