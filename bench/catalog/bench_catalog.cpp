@@ -495,8 +495,9 @@ int startUp() {
                           shown == size_t(kStartGroups) && controller->countOfPendingRemovals() == 0;
     std::printf("   ready in %.3f s: %zu files, %lld groups, %zu groups shown at the top; %d files read again\n", ready,
                 files, qint64(groups), shown, int(catalogStatements().rereads));
-    std::printf("   peak resident %.1f MB (%.1f MB before the catalog was opened)\n", double(peak) / 1024.0,
-                double(before) / 1024.0);
+    std::printf("   peak resident %.1f MB (%.1f MB before the catalog was opened; SQLite holds %.1f MB, at most %.1f MB)\n",
+                double(peak) / 1024.0, double(before) / 1024.0, double(sqlite3_memory_used()) / 1048576.0,
+                double(sqlite3_memory_highwater(0)) / 1048576.0);
     std::printf("   goals: ready in at most 3 s %s, memory under 300 MB %s\n", verdict(ready <= 3.0),
                 verdict(peak < 300 * 1024));
     std::fflush(stdout);
