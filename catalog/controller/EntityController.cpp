@@ -66,6 +66,17 @@ const QStringList& schemaStatements() {
     return statements;
 }
 
+// Indexes beyond the schema, made at every start when missing: a group's
+// children are found by their container, and without these each group of a
+// large catalog scans the whole table at start-up.
+const QStringList& containerIndexStatements() {
+    static const QStringList statements = {
+        QStringLiteral("CREATE INDEX IF NOT EXISTS FileEntityContainerEntityID ON FileEntity (containerEntityID ASC);"),
+        QStringLiteral("CREATE INDEX IF NOT EXISTS GroupEntityContainerEntityID ON GroupEntity (containerEntityID ASC);"),
+    };
+    return statements;
+}
+
 std::vector<std::shared_ptr<SortDescriptor>> sortDescriptorsFromData(const QByteArray& data) {
     std::vector<std::shared_ptr<SortDescriptor>> descriptors;
     for (const QVariant& value : KeyedUnarchiver::unarchiveObjectWithData(data).toList()) {
@@ -166,6 +177,8 @@ void EntityController::init() {
     if (!url.existsAsFile())
         createSchema();
     migrate();
+    for (const QString& statement : containerIndexStatements())
+        executeStatement(statement);
 
     executeStatement(QStringLiteral("BEGIN IMMEDIATE TRANSACTION"));
     m_rootGroup = GroupEntity::initWithID(QString());

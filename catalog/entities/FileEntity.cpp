@@ -16,11 +16,12 @@
 #include "render/engine/graph/VMKAudioBufferList.h"
 #include "render/engine/waveforms/VMKMinMaxWaveform.h"
 
-#include <QtCore/QFileInfo>
+#include <QtCore/QFile>
 
 #include <algorithm>
 #include <cmath>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ondrel {
@@ -41,11 +42,15 @@ const QStringList& storedColumns() {
     return columns;
 }
 
-// The content modification date of a file, read afresh.
+// The content modification date of a file, read afresh, to the millisecond.
+// Made in UTC straight from the file's time: a local time converted to UTC
+// consults the time zone on every call, which at start-up is paid once a file.
 QDateTime modificationDate(const URL& url) {
-    QFileInfo info(url.path());
-    info.setCaching(false);
-    return info.lastModified().toUTC();
+    struct stat info {};
+    if (url.isEmpty() || ::stat(QFile::encodeName(url.path()).constData(), &info) != 0)
+        return QDateTime();
+    const qint64 msecs = qint64(info.st_mtim.tv_sec) * 1000 + qint64(info.st_mtim.tv_nsec) / 1000000;
+    return QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC);
 }
 
 // Dates in the catalog are seconds since 2001: equal to the millisecond.
@@ -144,8 +149,13 @@ std::shared_ptr<FileEntity> FileEntity::initWithURL(const URL& url, VMKError* er
         return nullptr;
     auto entity = std::make_shared<FileEntity>();
     const QByteArray bookmark = fileBookmark(url, error);
-    if (bookmark.isNull() || !entity->setBookmarks({bookmark}, error))
+    if (bookmark.isNull())
         return nullptr;
+    // A bookmark made a moment ago from this path resolves to this path and
+    // is not stale: the locations are stored as they are, without resolving
+    // it (which reads the data back and asks the disk again, a fifth of the
+    // cost of adding a file).
+    entity->setLocations({bookmark}, {url}, url.lastPathComponent());
     entity->m_dateAdded = Date::now();
     entity->setFacts(*info, info->fileSize(), info->numberOfChannels(), QString());
     entity->m_displayRange = {0.0, entity->length()};
