@@ -6,6 +6,7 @@
 #include "core/objects/Variant.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QUtf8StringView>
 
 #include <cerrno>
 #include <cstring>
@@ -76,6 +77,150 @@ bool readIdentity(const QVariant& plist, Identity* identity) {
     identity->modificationTime = map.value(kModificationTimeKey).toLongLong();
     identity->isDirectory = map.value(kDirectoryKey).toBool();
     return true;
+}
+
+// Bookmark data is written and read very often (once per cataloged file at
+// every start), so this class writes its property list itself, without the
+// document type line and the indentation, and reads back a flat dictionary
+// of plain values by scanning it. Anything else (a list, a numeric character
+// reference, an unknown element) is left to the general property list code.
+
+void appendEscaped(QByteArray& out, const QByteArray& text) {
+    for (char c : text) {
+        switch (c) {
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        default: out += c; break;
+        }
+    }
+}
+
+// Null when the path holds characters an XML text can't (controls other
+// than tab and line breaks): the general writer decides what to do then.
+QByteArray compactBookmark(const Identity& identity, int options) {
+    const QByteArray path = identity.path.toUtf8();
+    for (char c : path)
+        if (uchar(c) < 0x20 && c != '\t' && c != '\n' && c != '\r')
+            return QByteArray();
+    QByteArray out;
+    out.reserve(200 + path.size());
+    out += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>";
+    auto integer = [&](const char* key, qint64 value) {
+        out += "<key>";
+        out += key;
+        out += "</key><integer>";
+        out += QByteArray::number(value);
+        out += "</integer>";
+    };
+    integer("device", qint64(identity.device));
+    out += identity.isDirectory ? "<key>directory</key><true/>" : "<key>directory</key><false/>";
+    integer("inode", qint64(identity.inode));
+    integer("modificationTime", identity.modificationTime);
+    integer("options", options);
+    out += "<key>path</key><string>";
+    appendEscaped(out, path);
+    out += "</string>";
+    integer("size", identity.size);
+    out += "</dict></plist>\n";
+    return out;
+}
+
+// Replaces the five predefined entities; false for any other reference.
+bool unescape(QByteArray* text) {
+    static const std::pair<const char*, char> entities[] = {
+        {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}};
+    QByteArray out;
+    out.reserve(text->size());
+    for (qsizetype i = 0; i < text->size();) {
+        if (text->at(i) != '&') {
+            out += text->at(i++);
+            continue;
+        }
+        bool known = false;
+        for (const auto& [entity, character] : entities) {
+            const qsizetype length = qsizetype(std::strlen(entity));
+            if (text->mid(i, length) == entity) {
+                out += character;
+                i += length;
+                known = true;
+                break;
+            }
+        }
+        if (!known)
+            return false;
+    }
+    *text = out;
+    return true;
+}
+
+// Reads the flat dictionary of bookmark data; false for anything it doesn't
+// know, which the general reader then takes.
+bool scanBookmark(const QByteArray& data, QVariantMap* map) {
+    const char* p = data.constData();
+    const char* const end = p + data.size();
+    auto skipSpace = [&] {
+        while (p < end && (*p == ' ' || *p == '\n' || *p == '\t' || *p == '\r'))
+            ++p;
+    };
+    auto take = [&](const char* literal) {
+        const size_t length = std::strlen(literal);
+        if (size_t(end - p) < length || std::memcmp(p, literal, length) != 0)
+            return false;
+        p += length;
+        return true;
+    };
+    auto textUntil = [&](const char* closing, QByteArray* text) {
+        const char* stop = static_cast<const char*>(memmem(p, size_t(end - p), closing, std::strlen(closing)));
+        if (!stop)
+            return false;
+        *text = QByteArray(p, stop - p);
+        p = stop + std::strlen(closing);
+        return true;
+    };
+    const char* dict = static_cast<const char*>(memmem(p, size_t(end - p), "<dict>", 6));
+    if (!dict)
+        return false;
+    p = dict + 6;
+    while (true) {
+        skipSpace();
+        if (take("</dict>"))
+            return true;
+        QByteArray key;
+        if (!take("<key>") || !textUntil("</key>", &key) || key.contains('&') || key.contains('<'))
+            return false;
+        skipSpace();
+        QByteArray text;
+        if (take("<integer>")) {
+            bool ok = false;
+            if (!textUntil("</integer>", &text))
+                return false;
+            const qint64 value = text.toLongLong(&ok);
+            if (!ok) {
+                const quint64 large = text.toULongLong(&ok);
+                if (!ok)
+                    return false;
+                map->insert(QString::fromUtf8(key), large);
+            } else {
+                map->insert(QString::fromUtf8(key), value);
+            }
+        } else if (take("<string>")) {
+            if (!textUntil("</string>", &text) || text.contains('<'))
+                return false;
+            if (text.contains('&') && !unescape(&text))
+                return false;
+            // Text that is not UTF-8 is not a property list.
+            if (!QUtf8StringView(text).isValidUtf8())
+                return false;
+            map->insert(QString::fromUtf8(key), QString::fromUtf8(text));
+        } else if (take("<true/>")) {
+            map->insert(QString::fromUtf8(key), true);
+        } else if (take("<false/>")) {
+            map->insert(QString::fromUtf8(key), false);
+        } else {
+            return false;
+        }
+    }
 }
 
 // A breadth-first search for the item below `root`, skipping the subtree
@@ -179,6 +324,15 @@ QByteArray Bookmark::bookmarkData(const URL& url, int options, VMKError* error) 
         VMKError::set(error, VMKError::errorWithErrno(errno, actionCreating(), url.path()));
         return QByteArray();
     }
+    Identity identity;
+    identity.path = url.path();
+    identity.device = quint64(info.st_dev);
+    identity.inode = quint64(info.st_ino);
+    identity.size = qint64(info.st_size);
+    identity.modificationTime = modificationTimeOf(info);
+    identity.isDirectory = S_ISDIR(info.st_mode);
+    if (QByteArray compact = compactBookmark(identity, options); !compact.isNull())
+        return compact;
     QVariantMap map;
     map.insert(kPathKey, url.path());
     map.insert(kDeviceKey, quint64(info.st_dev));
@@ -199,7 +353,10 @@ URL Bookmark::URLByResolvingBookmarkData(const QByteArray& data, bool* isStale, 
         *isStale = false;
     Identity identity;
     VMKError plistError;
-    const QVariant plist = data.isEmpty() ? QVariant() : PropertyList::propertyListWithData(data, &plistError);
+    QVariantMap scanned;
+    const QVariant plist = data.isEmpty()                  ? QVariant()
+                           : scanBookmark(data, &scanned) ? QVariant(scanned)
+                                                          : PropertyList::propertyListWithData(data, &plistError);
     if (!readIdentity(plist, &identity)) {
         VMKError invalid = VMKError::errorWithCode(InvalidDataError, actionResolving(),
                                                    QStringLiteral("The data is not bookmark data."));

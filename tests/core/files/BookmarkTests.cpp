@@ -178,6 +178,15 @@ TEST_F(BookmarkTest, MissingItemHasNoBookmark) {
     EXPECT_TRUE(error.isError());
 }
 
+// Names with the characters XML escapes, line breaks and controls come back
+// exactly, whichever writer made their data.
+TEST_F(BookmarkTest, NamesThatNeedEscapingComeBackExactly) {
+    for (const char* name : {"A&B <1> \"q\" 'a'.wav", "two\nlines.wav", "caf\xc3\xa9 &amp;.wav"}) {
+        const URL file = makeFile(QString::fromUtf8(name));
+        EXPECT_EQ(resolve(bookmark(file)), std::make_pair(file, false)) << name;
+    }
+}
+
 TEST_F(BookmarkTest, GarbageIsRejected) {
     const URL file = makeFile("Take.wav");
     const QByteArray good = bookmark(file);
