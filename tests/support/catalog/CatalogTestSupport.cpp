@@ -59,8 +59,9 @@ std::shared_ptr<AddFilesFileProcess> addToCatalog(const QStringList& paths, cons
         return nullptr;
     spinUntil([&] { return !process->isProcessing(); }, 60000);
     // The entities go into the tree on the main queue, posted before the
-    // process ended.
+    // process ended: run what the main queue holds.
     QCoreApplication::processEvents();
+    spinFor(20);
     return process;
 }
 
