@@ -42,6 +42,20 @@ const QStringList& storedColumns() {
     return columns;
 }
 
+// Format and encoding names repeat across a whole catalog: every entity
+// shares one copy of each text instead of holding its own.
+QString shared(const QString& text) {
+    static std::mutex mutex;
+    static QSet<QString> texts;
+    if (text.isEmpty())
+        return text;
+    std::lock_guard lock(mutex);
+    auto it = texts.constFind(text);
+    if (it == texts.constEnd())
+        it = texts.insert(text);
+    return *it;
+}
+
 // The content modification date of a file, read afresh, to the millisecond.
 // Made in UTC straight from the file's time: a local time converted to UTC
 // consults the time zone on every call, which at start-up is paid once a file.
@@ -341,9 +355,9 @@ void FileEntity::readStoredRow() {
         std::lock_guard lock(m_valuesMutex);
         m_dateAdded = date("dateAdded");
         m_dateModified = date("dateModified");
-        m_format = query.stringValueAtColumn(column("format"));
-        m_encoding = query.stringValueAtColumn(column("encoding"));
-        m_channelSuffixDelimiter = query.stringValueAtColumn(column("channelSuffixDelimiter"));
+        m_format = shared(query.stringValueAtColumn(column("format")));
+        m_encoding = shared(query.stringValueAtColumn(column("encoding")));
+        m_channelSuffixDelimiter = shared(query.stringValueAtColumn(column("channelSuffixDelimiter")));
         m_fileSize = quint64(query.longLongValueAtColumn(column("fileSize")));
         m_channels = quint64(query.longLongValueAtColumn(column("channels")));
         m_frames = quint64(query.longLongValueAtColumn(column("frames")));
