@@ -231,6 +231,11 @@ void EntityController::setUpTreeController() {
     }));
     m_controllerObservations.push_back(m_treeController->observe(QStringLiteral("selectedObjects"), 0,
                                                                  [this](const KeyValueChangeInfo&) { selectionDidChange(); }));
+    // Files can leave or join a selected group while the selected nodes stay
+    // the same: the flattened selection follows every change of the tree, so
+    // that it never holds (and keeps in the catalog) a file deleted there.
+    m_controllerObservations.push_back(m_treeController->observe(QStringLiteral("arrangedObjects"), 0,
+                                                                 [this](const KeyValueChangeInfo&) { selectionDidChange(); }));
 }
 
 void EntityController::restoreSelection() {
