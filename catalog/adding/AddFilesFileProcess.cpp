@@ -150,6 +150,10 @@ void AddFilesFileProcess::run() {
 }
 
 void AddFilesFileProcess::finish(const QString& descriptionKey, quint64 count) {
+    // A stopped process stays in the history: it must not keep the group
+    // alive, or deleting the group later would leave its rows behind.
+    if (descriptionKey == QLatin1String("stopped"))
+        m_group.reset();
     setProgressDescription(progressText(descriptionKey, count));
     setProcessing(false);
 }

@@ -187,14 +187,17 @@ TEST_F(AddFilesTest, UnreadableAndStrangeItemsAreRefusedOneByOne) {
 }
 
 // Stopping while the walk runs puts nothing in the tree, and what was made
-// leaves the catalog file.
-TEST_F(AddFilesTest, StoppingInsertsNothing) {
+// leaves the catalog file. The stopped process lets go of its group, which a
+// later delete then removes for good.
+TEST_F(AddFilesTest, StoppingInsertsNothingAndLetsTheGroupGo) {
     QStringList paths;
     for (int i = 0; i < 200; ++i) {
         paths << dataPath(QStringLiteral("s%1.wav").arg(i));
         ASSERT_TRUE(writeTestWav(paths.last()));
     }
     auto controller = EntityController::sharedInstance();
+    auto group = GroupEntity::init();
+    controller->rootGroup()->insertObjectInEntitiesAtIndex(group, 0);
     std::shared_ptr<AddFilesFileProcess> process;
     auto observation = std::make_shared<ObservationHandle>();
     auto command = std::make_shared<AddFilesFileProcessCommand>();
@@ -202,6 +205,7 @@ TEST_F(AddFilesTest, StoppingInsertsNothing) {
     for (const QString& path : paths)
         items << QVariant::fromValue(URL::fileURLWithPath(path));
     command->setItems(items);
+    command->setGroup(group);
     process = std::dynamic_pointer_cast<AddFilesFileProcess>(FileProcess::fileProcessForFileProcessCommand(command));
     ASSERT_TRUE(process);
     // Stopped from the walk itself once ten files are made, so the stop
@@ -213,7 +217,13 @@ TEST_F(AddFilesTest, StoppingInsertsNothing) {
     process->execute();
     ASSERT_TRUE(spinUntil([&] { return !process->isProcessing(); }));
     QCoreApplication::processEvents();
-    EXPECT_EQ(controller->rootGroup()->countOfEntities(), 0);
+    EXPECT_EQ(group->countOfEntities(), 0);
+    command.reset();
+    std::weak_ptr<GroupEntity> deleted = group;
+    group.reset();
+    controller->rootGroup()->removeObjectFromEntitiesAtIndex(0);
+    EXPECT_TRUE(deleted.expired());
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
     EXPECT_EQ(catalogValue(QStringLiteral("SELECT COUNT(*) FROM FileEntity")).toInt(), 0);
+    EXPECT_EQ(catalogValue(QStringLiteral("SELECT COUNT(*) FROM GroupEntity")).toInt(), 0);
 }
