@@ -126,8 +126,11 @@ void AddFilesFileProcess::run() {
     }
 
     auto self = std::static_pointer_cast<AddFilesFileProcess>(Object::self());
+    // Only the main-queue block holds the new entities: kept here too, they
+    // would outlive a delete made as soon as the end is reported.
     auto entities = std::make_shared<std::vector<std::shared_ptr<Entity>>>(std::move(*result));
-    dispatchMain([self, entities] {
+    result.reset();
+    dispatchMain([self, entities = std::move(entities)] {
         auto group = self->m_group;
         if (group && !entities->empty()) {
             const qsizetype at = group->countOfEntities();

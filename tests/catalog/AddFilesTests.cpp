@@ -6,6 +6,7 @@
 #include "catalog/splitfiles/SplitFileGrouping.h"
 #include "catalog/adding/AddFilesFileProcessCommand.h"
 #include "core/dispatch/ApplicationNotifications.h"
+#include "core/dispatch/DispatchQueue.h"
 #include "core/dispatch/NotificationCenter.h"
 #include "core/storage/UserDefaults.h"
 #include "fileprocesses/FileProcessController.h"
@@ -14,6 +15,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QSemaphore>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -184,6 +186,34 @@ TEST_F(AddFilesTest, UnreadableAndStrangeItemsAreRefusedOneByOne) {
     expected.sort();
     EXPECT_EQ(refused, expected);
     EXPECT_TRUE(outcome.added.contains(dataPath("Bad/good.wav")));
+}
+
+// Once an add reports its end, it holds none of the new entities: a file
+// deleted at that moment goes at once, while the adding thread is still
+// in its last step (held there by an observer of the end).
+TEST_F(AddFilesTest, AnAddThatHasEndedHoldsNoneOfItsEntities) {
+    ASSERT_TRUE(writeTestWav(dataPath("e1.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("e2.wav")));
+    auto root = EntityController::sharedInstance()->rootGroup();
+    auto command = std::make_shared<AddFilesFileProcessCommand>();
+    command->setItems({QVariant::fromValue(URL::fileURLWithPath(dataPath("e1.wav"))),
+                       QVariant::fromValue(URL::fileURLWithPath(dataPath("e2.wav")))});
+    auto process = std::dynamic_pointer_cast<AddFilesFileProcess>(FileProcess::fileProcessForFileProcessCommand(command));
+    ASSERT_TRUE(process);
+    QSemaphore ended;
+    QSemaphore goOn;
+    auto observation = process->observe(QStringLiteral("processing"), 0, [&](const KeyValueChangeInfo&) {
+        if (!isMainThread() && !process->isProcessing()) {
+            ended.release();
+            goOn.acquire();
+        }
+    });
+    process->execute();
+    ASSERT_TRUE(spinUntil([&] { return root->countOfEntities() == 2 && ended.available() == 1; }));
+    std::weak_ptr<Entity> deleted = root->objectInEntitiesAtIndex(0);
+    root->removeObjectFromEntitiesAtIndex(0);
+    EXPECT_TRUE(deleted.expired());
+    goOn.release();
 }
 
 // Stopping while the walk runs puts nothing in the tree, and what was made
