@@ -61,6 +61,8 @@ TEST(SplitFileGroupingTest, FilesThatDifferOnlyInAChannelSuffixMakeOneSetInLayou
         {{"Mix.L.wav", "Mix.R.aif"}, {"Mix.L.wav", "Mix.R.aif"}, {}},
         {{"Mix-L.wav", "Mix.R.wav"}, {"Mix-L.wav", "Mix.R.wav"}, {}},
         {{"Mix.L.wav"}, {"Mix.L.wav"}, {}},
+        // A set is taken whole at its first member; files between keep their order.
+        {{"T.R.wav", "A.wav", "T.L.wav", "B.L.wav"}, {"A.wav", "B.L.wav"}, {{"T.L.wav", "T.R.wav"}}},
         {{"Call.wav", "Cal.l.wav"}, {"Call.wav", "Cal.l.wav"}, {}},
         {{"S.Rs.wav", "S.C.wav", "S.Lfe.wav", "S.R.wav", "S.Ls.wav", "S.L.wav"},
          {},
