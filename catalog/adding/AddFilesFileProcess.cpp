@@ -173,6 +173,15 @@ void AddFilesFileProcess::refuse(const QString& logKey, const QString& path, con
     m_outcome.refused.append(QStringLiteral("%1: %2").arg(path, reason));
 }
 
+void AddFilesFileProcess::collectPaths(const GroupEntity& group, QSet<QString>& paths) {
+    for (const auto& child : group.entities()) {
+        for (const URL& url : child->URLs())
+            paths.insert(url.path());
+        if (auto childGroup = std::dynamic_pointer_cast<GroupEntity>(child))
+            collectPaths(*childGroup, paths);
+    }
+}
+
 bool AddFilesFileProcess::firstVisit(QSet<QString>& visited, const URL& folder) {
     QString id;
     if (kindOf(folder, &id) != Kind::Directory)
@@ -206,12 +215,20 @@ quint64 AddFilesFileProcess::countOfFilesInURLs(const std::vector<URL>& urls) {
 std::optional<std::vector<std::shared_ptr<Entity>>> AddFilesFileProcess::entitiesForURLs(const std::vector<URL>& urls) {
     std::vector<std::shared_ptr<Entity>> result;
     std::vector<URL> files;
-    auto root = EntityController::sharedInstance()->rootGroup();
+    if (!m_cataloguedPaths) {
+        // The paths in the catalog, gathered once per walk: asking the tree
+        // for each item walked the whole catalog again, which grew with the
+        // catalog times the items (minutes for a folder added to a large
+        // catalog). Nothing of this walk enters the tree before it ends.
+        m_cataloguedPaths.emplace();
+        if (auto root = EntityController::sharedInstance()->rootGroup())
+            collectPaths(*root, *m_cataloguedPaths);
+    }
 
     for (const URL& url : urls) {
         if (isHidden(url))
             continue;
-        if (root && root->entityWithURL(url)) {
+        if (m_cataloguedPaths->contains(url.path())) {
             catalogLog(LogLevel::Warning, QStringLiteral("AddFilesFileProcess_log_warning_skippedAlreadyAdded"), {url.path()});
             std::lock_guard lock(m_mutex);
             m_outcome.skipped.append(url.path());
