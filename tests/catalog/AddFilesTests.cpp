@@ -15,6 +15,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QSemaphore>
 
 #include <sys/stat.h>
@@ -202,20 +203,21 @@ TEST_F(AddFilesTest, AnAddThatHasEndedHoldsNoneOfItsEntities) {
                        QVariant::fromValue(URL::fileURLWithPath(dataPath("e2.wav")))});
     auto process = std::dynamic_pointer_cast<AddFilesFileProcess>(FileProcess::fileProcessForFileProcessCommand(command));
     ASSERT_TRUE(process);
-    QSemaphore ended;
-    QSemaphore goOn;
-    auto observation = process->observe(QStringLiteral("processing"), 0, [&](const KeyValueChangeInfo&) {
-        if (!isMainThread() && !process->isProcessing()) {
-            ended.release();
-            goOn.acquire();
+    auto ended = std::make_shared<QSemaphore>();
+    auto goOn = std::make_shared<QSemaphore>();
+    auto observation = process->observe(QStringLiteral("processing"), 0,
+                                        [ended, goOn, adding = process.get()](const KeyValueChangeInfo&) {
+        if (!isMainThread() && !adding->isProcessing()) {
+            ended->release();
+            goOn->acquire();
         }
     });
+    const auto letItGoOn = qScopeGuard([goOn] { goOn->release(); });
     process->execute();
-    ASSERT_TRUE(spinUntil([&] { return root->countOfEntities() == 2 && ended.available() == 1; }));
+    ASSERT_TRUE(spinUntil([&] { return root->countOfEntities() == 2 && ended->available() == 1; }));
     std::weak_ptr<Entity> deleted = root->objectInEntitiesAtIndex(0);
     root->removeObjectFromEntitiesAtIndex(0);
     EXPECT_TRUE(deleted.expired());
-    goOn.release();
 }
 
 // Stopping while the walk runs puts nothing in the tree, and what was made
