@@ -130,8 +130,11 @@ void AddFilesFileProcess::run() {
     }
 
     auto self = std::static_pointer_cast<AddFilesFileProcess>(Object::self());
+    // Only the main-queue block holds the new entities: kept here too, they
+    // would outlive a delete made as soon as the end is reported.
     auto entities = std::make_shared<std::vector<std::shared_ptr<Entity>>>(std::move(*result));
-    dispatchMain([self, entities] {
+    result.reset();
+    dispatchMain([self, entities = std::move(entities)] {
         auto group = self->m_group;
         if (group && !entities->empty()) {
             const qsizetype at = group->countOfEntities();
@@ -154,6 +157,10 @@ void AddFilesFileProcess::run() {
 }
 
 void AddFilesFileProcess::finish(const QString& descriptionKey, quint64 count) {
+    // A stopped process stays in the history: it must not keep the group
+    // alive, or deleting the group later would leave its rows behind.
+    if (descriptionKey == QLatin1String("stopped"))
+        m_group.reset();
     setProgressDescription(progressText(descriptionKey, count));
     setProcessing(false);
 }
@@ -168,6 +175,15 @@ void AddFilesFileProcess::refuse(const QString& logKey, const QString& path, con
     catalogLog(LogLevel::Warning, logKey, {path, reason});
     std::lock_guard lock(m_mutex);
     m_outcome.refused.append(QStringLiteral("%1: %2").arg(path, reason));
+}
+
+void AddFilesFileProcess::collectPaths(const GroupEntity& group, QSet<QString>& paths) {
+    for (const auto& child : group.entities()) {
+        for (const URL& url : child->URLs())
+            paths.insert(url.path());
+        if (auto childGroup = std::dynamic_pointer_cast<GroupEntity>(child))
+            collectPaths(*childGroup, paths);
+    }
 }
 
 bool AddFilesFileProcess::firstVisit(QSet<QString>& visited, const URL& folder) {
@@ -203,12 +219,20 @@ quint64 AddFilesFileProcess::countOfFilesInURLs(const std::vector<URL>& urls) {
 std::optional<std::vector<std::shared_ptr<Entity>>> AddFilesFileProcess::entitiesForURLs(const std::vector<URL>& urls) {
     std::vector<std::shared_ptr<Entity>> result;
     std::vector<URL> files;
-    auto root = EntityController::sharedInstance()->rootGroup();
+    if (!m_cataloguedPaths) {
+        // The paths in the catalog, gathered once per walk: asking the tree
+        // for each item walked the whole catalog again, which grew with the
+        // catalog times the items (minutes for a folder added to a large
+        // catalog). Nothing of this walk enters the tree before it ends.
+        m_cataloguedPaths.emplace();
+        if (auto root = EntityController::sharedInstance()->rootGroup())
+            collectPaths(*root, *m_cataloguedPaths);
+    }
 
     for (const URL& url : urls) {
         if (isHidden(url))
             continue;
-        if (root && root->entityWithURL(url)) {
+        if (m_cataloguedPaths->contains(url.path())) {
             catalogLog(LogLevel::Warning, QStringLiteral("AddFilesFileProcess_log_warning_skippedAlreadyAdded"), {url.path()});
             std::lock_guard lock(m_mutex);
             m_outcome.skipped.append(url.path());

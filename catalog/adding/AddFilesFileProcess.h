@@ -64,6 +64,8 @@ private:
     // True the first time a folder (by device and inode) is met in a walk,
     // so that a link back up the tree is not followed round for ever.
     static bool firstVisit(QSet<QString>& visited, const URL& folder);
+    // The paths of every entity beneath the group.
+    static void collectPaths(const GroupEntity& group, QSet<QString>& paths);
 
     std::shared_ptr<GroupEntity> m_group;
     std::atomic<quint64> m_fileCount{0};
@@ -74,6 +76,7 @@ private:
     Outcome m_outcome;
     QSet<QString> m_countedFolders;
     QSet<QString> m_walkedFolders;
+    std::optional<QSet<QString>> m_cataloguedPaths;  // the walking thread's
 };
 
 } // namespace ondrel

@@ -142,7 +142,12 @@ void EntityController::tearDown() {
     drainRemovalPool();
     // Letting the tree go is not a removal: nothing more is queued.
     m_tornDown = true;
-    if (auto timer = m_removalPoolTimer.lock())
+    std::shared_ptr<Timer> timer;
+    {
+        std::lock_guard lock(m_removalPoolTimerLock);
+        timer = m_removalPoolTimer.lock();
+    }
+    if (timer)
         timer->invalidate();
     {
         std::lock_guard lock(m_observationsMutex);
@@ -243,6 +248,11 @@ void EntityController::setUpTreeController() {
                                                               SortDescriptorsKey);
     }));
     m_controllerObservations.push_back(m_treeController->observe(QStringLiteral("selectedObjects"), 0,
+                                                                 [this](const KeyValueChangeInfo&) { selectionDidChange(); }));
+    // Files can leave or join a selected group while the selected nodes stay
+    // the same: the flattened selection follows every change of the tree, so
+    // that it never holds (and keeps in the catalog) a file deleted there.
+    m_controllerObservations.push_back(m_treeController->observe(QStringLiteral("arrangedObjects"), 0,
                                                                  [this](const KeyValueChangeInfo&) { selectionDidChange(); }));
 }
 
@@ -418,18 +428,26 @@ void EntityController::queue(const QString& className, const QString& ID) {
         std::lock_guard lock(m_removalPoolLock);
         m_removalPool.push_back({className, ID});
     }
-    if (!m_removalPoolTimer.expired() || m_removalPoolTimerWillBeScheduled)
-        return;
-    m_removalPoolTimerWillBeScheduled = true;
+    {
+        // Entities are let go on any thread while the main thread stores or
+        // clears the timer: the pointer itself is read and written under its
+        // own lock (the worst outcome of the check is still an extra drain).
+        std::lock_guard lock(m_removalPoolTimerLock);
+        if (!m_removalPoolTimer.expired() || m_removalPoolTimerWillBeScheduled)
+            return;
+        m_removalPoolTimerWillBeScheduled = true;
+    }
     std::weak_ptr<EntityController> weak = std::static_pointer_cast<EntityController>(self());
     dispatchMain([weak] {
         auto controller = weak.lock();
         if (!controller || controller->m_tornDown)
             return;
-        controller->m_removalPoolTimer = Timer::scheduledTimer(3.0, false, [weak] {
+        auto timer = Timer::scheduledTimer(3.0, false, [weak] {
             if (auto owner = weak.lock())
                 owner->doDrainRemovalPool();
         });
+        std::lock_guard lock(controller->m_removalPoolTimerLock);
+        controller->m_removalPoolTimer = timer;
         controller->m_removalPoolTimerWillBeScheduled = false;
     });
 }
@@ -440,6 +458,7 @@ void EntityController::doDrainRemovalPool() {
         if (auto controller = weak.lock())
             controller->drainRemovalPool();
     });
+    std::lock_guard lock(m_removalPoolTimerLock);
     m_removalPoolTimer.reset();
 }
 

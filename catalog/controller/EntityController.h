@@ -127,6 +127,7 @@ private:
 
     mutable std::mutex m_removalPoolLock;
     std::vector<RemovalEntry> m_removalPool;
+    std::mutex m_removalPoolTimerLock;  // guards m_removalPoolTimer
     std::weak_ptr<Timer> m_removalPoolTimer;
     std::atomic<bool> m_removalPoolTimerWillBeScheduled{false};
     std::atomic<bool> m_tornDown{false};

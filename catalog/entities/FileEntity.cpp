@@ -307,6 +307,16 @@ void FileEntity::insertRows(bool split) {
             });
     }
     const QList<QByteArray> bookmarks = Entity::bookmarks();
+    if (!split) {
+        database->executeStatement(
+            QStringLiteral("INSERT INTO FileBookmark (fileEntityID, ordinal, bookmarkData) VALUES (?, 0, ?)"), nullptr,
+            [&](VMKDatabaseQuery& query) {
+                query.setStringValue(ID, 0);
+                query.setDataValue(bookmarks.value(0), 1);
+                query.execute();
+            });
+        return;
+    }
     database->executeStatement(
         QStringLiteral("INSERT INTO FileBookmark (fileEntityID, ordinal, bookmarkData) VALUES (?, ?, ?)"), nullptr,
         [&](VMKDatabaseQuery& query) {

@@ -2,8 +2,9 @@
 
 #include "render/engine/channels/VMKAudioChannelManager.h"
 
+#include <QtCore/QHash>
+
 #include <algorithm>
-#include <list>
 
 namespace ondrel {
 
@@ -28,23 +29,35 @@ SplitName splitName(const URL& url) {
 } // namespace
 
 bool SplitFileGrouping::groupURLs(const std::vector<URL>& urls, Result& result, const std::function<bool()>& shouldStop) {
-    std::list<SplitName> pending;
+    std::vector<SplitName> names;
+    names.reserve(urls.size());
     for (const URL& url : urls)
-        pending.push_back(splitName(url));
+        names.push_back(splitName(url));
+    // The files that may join one set (same extension, name and delimiter),
+    // in their order: taking a file's set is then a look-up, not a scan of
+    // every file after it, which grew with the square of a folder.
+    QHash<QString, std::vector<size_t>> candidates;
+    auto keyOf = [](const SplitName& name) {
+        return name.extension + QLatin1Char('/') + name.filename + QLatin1Char('/') + name.delimiter;
+    };
+    for (size_t i = 0; i < names.size(); ++i)
+        if (!names[i].delimiter.isEmpty())
+            candidates[keyOf(names[i])].push_back(i);
+    std::vector<bool> taken(names.size(), false);
 
-    while (!pending.empty()) {
-        const SplitName first = pending.front();
-        pending.pop_front();
-        std::vector<SplitName> members{first};
-        if (!first.delimiter.isEmpty()) {
-            for (auto it = pending.begin(); it != pending.end();) {
-                if (!it->delimiter.isEmpty() && it->extension == first.extension && it->filename == first.filename &&
-                    it->delimiter == first.delimiter) {
-                    members.push_back(*it);
-                    it = pending.erase(it);
-                } else {
-                    ++it;
-                }
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (taken[i])
+            continue;
+        const SplitName& first = names[i];
+        std::vector<SplitName> members;
+        if (first.delimiter.isEmpty()) {
+            members.push_back(first);
+        } else {
+            // The first file not taken is the first of its set: no member was
+            // taken before it.
+            for (size_t index : candidates.value(keyOf(first))) {
+                members.push_back(names[index]);
+                taken[index] = true;
             }
         }
         if (members.size() == 1) {

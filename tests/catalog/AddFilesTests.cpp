@@ -6,6 +6,7 @@
 #include "catalog/splitfiles/SplitFileGrouping.h"
 #include "catalog/adding/AddFilesFileProcessCommand.h"
 #include "core/dispatch/ApplicationNotifications.h"
+#include "core/dispatch/DispatchQueue.h"
 #include "core/dispatch/NotificationCenter.h"
 #include "core/storage/UserDefaults.h"
 #include "fileprocesses/FileProcessController.h"
@@ -14,6 +15,8 @@
 #include <QtCore/QDir>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QScopeGuard>
+#include <QtCore/QSemaphore>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -59,6 +62,8 @@ TEST(SplitFileGroupingTest, FilesThatDifferOnlyInAChannelSuffixMakeOneSetInLayou
         {{"Mix.L.wav", "Mix.R.aif"}, {"Mix.L.wav", "Mix.R.aif"}, {}},
         {{"Mix-L.wav", "Mix.R.wav"}, {"Mix-L.wav", "Mix.R.wav"}, {}},
         {{"Mix.L.wav"}, {"Mix.L.wav"}, {}},
+        // A set is taken whole at its first member; files between keep their order.
+        {{"T.R.wav", "A.wav", "T.L.wav", "B.L.wav"}, {"A.wav", "B.L.wav"}, {{"T.L.wav", "T.R.wav"}}},
         {{"Call.wav", "Cal.l.wav"}, {"Call.wav", "Cal.l.wav"}, {}},
         {{"S.Rs.wav", "S.C.wav", "S.Lfe.wav", "S.R.wav", "S.Ls.wav", "S.L.wav"},
          {},
@@ -196,15 +201,47 @@ TEST_F(AddFilesTest, UnreadableAndStrangeItemsAreRefusedOneByOne) {
     EXPECT_TRUE(outcome.added.contains(dataPath("Bad/good.wav")));
 }
 
+// Once an add reports its end, it holds none of the new entities: a file
+// deleted at that moment goes at once, while the adding thread is still
+// in its last step (held there by an observer of the end).
+TEST_F(AddFilesTest, AnAddThatHasEndedHoldsNoneOfItsEntities) {
+    ASSERT_TRUE(writeTestWav(dataPath("e1.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("e2.wav")));
+    auto root = EntityController::sharedInstance()->rootGroup();
+    auto command = std::make_shared<AddFilesFileProcessCommand>();
+    command->setItems({QVariant::fromValue(URL::fileURLWithPath(dataPath("e1.wav"))),
+                       QVariant::fromValue(URL::fileURLWithPath(dataPath("e2.wav")))});
+    auto process = std::dynamic_pointer_cast<AddFilesFileProcess>(FileProcess::fileProcessForFileProcessCommand(command));
+    ASSERT_TRUE(process);
+    auto ended = std::make_shared<QSemaphore>();
+    auto goOn = std::make_shared<QSemaphore>();
+    auto observation = process->observe(QStringLiteral("processing"), 0,
+                                        [ended, goOn, adding = process.get()](const KeyValueChangeInfo&) {
+        if (!isMainThread() && !adding->isProcessing()) {
+            ended->release();
+            goOn->acquire();
+        }
+    });
+    const auto letItGoOn = qScopeGuard([goOn] { goOn->release(); });
+    process->execute();
+    ASSERT_TRUE(spinUntil([&] { return root->countOfEntities() == 2 && ended->available() == 1; }));
+    std::weak_ptr<Entity> deleted = root->objectInEntitiesAtIndex(0);
+    root->removeObjectFromEntitiesAtIndex(0);
+    EXPECT_TRUE(deleted.expired());
+}
+
 // Stopping while the walk runs puts nothing in the tree, and what was made
-// leaves the catalog file.
-TEST_F(AddFilesTest, StoppingInsertsNothing) {
+// leaves the catalog file. The stopped process lets go of its group, which a
+// later delete then removes for good.
+TEST_F(AddFilesTest, StoppingInsertsNothingAndLetsTheGroupGo) {
     QStringList paths;
     for (int i = 0; i < 200; ++i) {
         paths << dataPath(QStringLiteral("s%1.wav").arg(i));
         ASSERT_TRUE(writeTestWav(paths.last()));
     }
     auto controller = EntityController::sharedInstance();
+    auto group = GroupEntity::init();
+    controller->rootGroup()->insertObjectInEntitiesAtIndex(group, 0);
     std::shared_ptr<AddFilesFileProcess> process;
     auto observation = std::make_shared<ObservationHandle>();
     auto command = std::make_shared<AddFilesFileProcessCommand>();
@@ -212,6 +249,7 @@ TEST_F(AddFilesTest, StoppingInsertsNothing) {
     for (const QString& path : paths)
         items << QVariant::fromValue(URL::fileURLWithPath(path));
     command->setItems(items);
+    command->setGroup(group);
     process = std::dynamic_pointer_cast<AddFilesFileProcess>(FileProcess::fileProcessForFileProcessCommand(command));
     ASSERT_TRUE(process);
     // Stopped from the walk itself once ten files are made, so the stop
@@ -223,7 +261,13 @@ TEST_F(AddFilesTest, StoppingInsertsNothing) {
     process->execute();
     ASSERT_TRUE(spinUntil([&] { return !process->isProcessing(); }));
     QCoreApplication::processEvents();
-    EXPECT_EQ(controller->rootGroup()->countOfEntities(), 0);
+    EXPECT_EQ(group->countOfEntities(), 0);
+    command.reset();
+    std::weak_ptr<GroupEntity> deleted = group;
+    group.reset();
+    controller->rootGroup()->removeObjectFromEntitiesAtIndex(0);
+    EXPECT_TRUE(deleted.expired());
     NotificationCenter::defaultCenter().postNotification(ApplicationWillTerminateNotification);
     EXPECT_EQ(catalogValue(QStringLiteral("SELECT COUNT(*) FROM FileEntity")).toInt(), 0);
+    EXPECT_EQ(catalogValue(QStringLiteral("SELECT COUNT(*) FROM GroupEntity")).toInt(), 0);
 }

@@ -226,6 +226,27 @@ TEST_F(EntityControllerTest, SelectionLoadsOnlyASingleFileAndIsKept) {
     EXPECT_TRUE(selected.contains(yID));
 }
 
+// A file deleted from inside a selected group leaves the selection at once:
+// the selection must not keep it alive, or its rows would never go and it
+// would come back at the next start.
+TEST_F(EntityControllerTest, AFileDeletedInsideASelectedGroupLeavesTheSelection) {
+    QDir(dataPath()).mkpath(QStringLiteral("Two"));
+    ASSERT_TRUE(writeTestWav(dataPath("Two/x.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("Two/y.wav")));
+    addToCatalog({dataPath("Two")});
+    auto controller = EntityController::sharedInstance();
+    auto group = std::dynamic_pointer_cast<GroupEntity>(controller->rootGroup()->objectInEntitiesAtIndex(0));
+    ASSERT_TRUE(group);
+    controller->setSelectedEntities({group});
+    ASSERT_EQ(controller->selectedFileEntities().size(), 2u);
+
+    std::weak_ptr<Entity> deleted = group->objectInEntitiesAtIndex(0);
+    group->removeObjectFromEntitiesAtIndex(0);
+    EXPECT_TRUE(deleted.expired());
+    ASSERT_EQ(controller->selectedFileEntities().size(), 1u);
+    EXPECT_EQ(controller->selectedFileEntities()[0], group->objectInEntitiesAtIndex(0));
+}
+
 // A stored order by caseInsensitiveCompare: comes back as the natural
 // order, same key and direction; a new order is stored.
 TEST_F(EntityControllerTest, StoredSortOrderComesBackAsNaturalOrder) {

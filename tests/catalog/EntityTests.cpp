@@ -82,6 +82,21 @@ TEST_F(EntityTest, ASplitFileWithAMissingMemberFailsToUpdate) {
     EXPECT_EQ(file->frames(), 4800u);
 }
 
+// A plain file writes its one bookmark row with the catalog's own statement
+// (ordinal 0 in the text), not the split file's. A refusing trigger makes
+// the database name the statement it ran.
+TEST_F(EntityTest, APlainFileWritesItsBookmarkRowWithItsOwnStatement) {
+    ASSERT_TRUE(writeTestWav(dataPath("p.wav")));
+    runOnCatalog(QStringLiteral("CREATE TRIGGER refuseBookmarks BEFORE INSERT ON FileBookmark "
+                                "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
+    auto database = EntityController::database();
+    database->clearLastErrorMessage();
+    ASSERT_TRUE(FileEntity::initWithURL(URL::fileURLWithPath(dataPath("p.wav"))));
+    EXPECT_TRUE(database->lastErrorMessage().startsWith(
+        QStringLiteral("INSERT INTO FileBookmark (fileEntityID, ordinal, bookmarkData) VALUES (?, 0, ?)")))
+        << qPrintable(database->lastErrorMessage());
+}
+
 // The view: a group whose files all fail the filter leaves it and comes
 // back with them; a search ignores case and diacritics.
 TEST_F(EntityTest, TheViewFollowsTheFilterAndTheSearch) {
