@@ -519,6 +519,8 @@ void EntityController::analyzeFileEntities(const std::vector<std::shared_ptr<Fil
 // MARK: Watchers
 
 QString EntityController::watchedPath(const Entity& entity) {
+    if (const auto* group = dynamic_cast<const GroupEntity*>(&entity); group && group->isDisconnected())
+        return {};
     const URL url = entity.firstURL();
     if (url.isEmpty())
         return {};

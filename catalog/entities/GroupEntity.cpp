@@ -444,9 +444,11 @@ EntityPtr GroupEntity::entityWithID(const QString& ID) const {
 }
 
 void GroupEntity::disconnectFromURL() {
-    if (URLs().empty())
+    if (URLs().empty() || isDisconnected())
         return;
+    // Uncounted here, once: the watchers pass over it from now on.
     EntityController::sharedInstance()->removeWatcherForEntity(*this);
+    m_disconnected = true;
     EntityController::database()->executeStatement(
         QStringLiteral("UPDATE GroupEntity SET bookmarkData = NULL WHERE groupEntityID = ?"), nullptr,
         [&](VMKDatabaseQuery& query) {

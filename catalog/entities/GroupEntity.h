@@ -2,6 +2,7 @@
 
 #include "catalog/entities/Entity.h"
 
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -83,8 +84,10 @@ public:
     EntityPtr entityWithID(const QString& ID) const;
 
     // Makes a bound group free. Its children and name stay; the folder is
-    // forgotten at the next start.
+    // forgotten at the next start (its URL stays in memory until then, but
+    // no longer counts for the watchers).
     void disconnectFromURL();
+    bool isDisconnected() const { return m_disconnected.load(); }
     // Renames and writes the name (nothing happens when it is the same).
     void setName(const QString& name) override;
 
@@ -98,6 +101,7 @@ private:
     std::vector<EntityPtr> m_entities;
     mutable std::mutex m_displayedMutex;
     std::vector<EntityPtr> m_displayedEntities;
+    std::atomic<bool> m_disconnected{false};
 };
 
 using GroupEntityPtr = std::shared_ptr<GroupEntity>;

@@ -272,8 +272,9 @@ TEST_F(EntityControllerTest, StoredSortOrderComesBackAsNaturalOrder) {
 }
 
 // Watchers are shared and counted: two files of a folder share one; a group
-// on the parent folder swallows it with the sum of the counts plus one, and
-// letting everything go leaves no watcher.
+// on the parent folder swallows it with the sum of the counts plus one; a
+// disconnected group stops counting once; letting everything go leaves no
+// watcher.
 TEST_F(EntityControllerTest, WatchersAreSharedCountedAndSwallowed) {
     QDir(dataPath()).mkpath(QStringLiteral("Lib/Sub"));
     ASSERT_TRUE(writeTestWav(dataPath("Lib/Sub/1.wav")));
@@ -290,7 +291,14 @@ TEST_F(EntityControllerTest, WatchersAreSharedCountedAndSwallowed) {
     EXPECT_EQ(controller->watchers()[0].path(), dataPath("Lib"));
     EXPECT_EQ(controller->watchers()[0].counter(), 3u);
 
-    controller->rootGroup()->removeEntitiesAtIndexes(IndexSet::range(0, 3));
+    // A disconnected group no longer counts, also when it goes later.
+    group->disconnectFromURL();
+    EXPECT_EQ(controller->watchers()[0].counter(), 2u);
+    controller->rootGroup()->removeObjectFromEntitiesAtIndex(0);
     group.reset();
+    ASSERT_EQ(controller->watchers().size(), 1u);
+    EXPECT_EQ(controller->watchers()[0].counter(), 2u);
+
+    controller->rootGroup()->removeEntitiesAtIndexes(IndexSet::range(0, 2));
     EXPECT_TRUE(controller->watchers().empty());
 }
