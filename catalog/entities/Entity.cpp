@@ -41,9 +41,17 @@ std::shared_ptr<Entity> Entity::entityWithURL(const URL& url, VMKError* error) {
     return nullptr;
 }
 
+std::shared_ptr<GroupEntity> Entity::parent() const {
+    std::lock_guard lock(m_mutex);
+    return m_parent.lock();
+}
+
 void Entity::setParent(const std::shared_ptr<GroupEntity>& parent) {
     willChangeValueForKey(QStringLiteral("parent"));
-    m_parent = parent;
+    {
+        std::lock_guard lock(m_mutex);
+        m_parent = parent;
+    }
     didChangeValueForKey(QStringLiteral("parent"));
 }
 

@@ -40,7 +40,7 @@ public:
     static QString newID();
 
     // The group holding this entity; null at the top of a removed subtree.
-    std::shared_ptr<GroupEntity> parent() const { return m_parent.lock(); }
+    std::shared_ptr<GroupEntity> parent() const;
     void setParent(const std::shared_ptr<GroupEntity>& parent);
 
     // Empty until the entity has rows.
@@ -72,8 +72,8 @@ protected:
     void setNameValue(const QString& name);
 
 private:
-    std::weak_ptr<GroupEntity> m_parent;
     mutable std::mutex m_mutex;  // guards the fields below
+    std::weak_ptr<GroupEntity> m_parent;
     QString m_ID;
     QList<QByteArray> m_bookmarks;
     std::vector<URL> m_URLs;
