@@ -100,6 +100,8 @@ void CatalogTest::TearDown() {
     // Work still running would outlive the test's folder.
     spinUntil([] { return !FileProcessController::sharedInstance()->isProcessing(); });
     startAfresh();
+    // The controllers' timers let go of themselves on the main queue.
+    spinFor(20);
 }
 
 QString CatalogTest::dataPath(const QString& name) const {
