@@ -263,48 +263,34 @@ void FileEntity::insertRows(bool split) {
     if (!database)
         return;
     const QString ID = Entity::ID();
-    std::lock_guard lock(m_valuesMutex);
-    if (split) {
-        database->executeStatement(
-            QStringLiteral("INSERT INTO FileEntity (fileEntityID, dateAdded, dateModified, format, encoding, "
-                           "channelSuffixDelimiter, fileSize, frames, channels, bitDepth, floatingPoint, bitrate, "
-                           "sampleRate) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-            nullptr, [&](VMKDatabaseQuery& query) {
-                query.setStringValue(ID, 0);
-                query.setValue(dateValue(m_dateAdded), 1);
-                query.setValue(dateValue(m_dateModified), 2);
-                query.setStringValue(m_format, 3);
-                query.setStringValue(m_encoding, 4);
-                query.setStringValue(m_channelSuffixDelimiter, 5);
-                query.setLongLongValue(qint64(m_fileSize), 6);
-                query.setLongLongValue(qint64(m_frames), 7);
-                query.setLongLongValue(qint64(m_channels), 8);
-                query.setLongLongValue(qint64(m_bitDepth), 9);
-                query.setIntValue(m_floatingPoint ? 1 : 0, 10);
-                query.setLongLongValue(qint64(m_bitrate), 11);
-                query.setDoubleValue(m_sampleRate, 12);
-                query.execute();
-            });
-    } else {
-        database->executeStatement(
-            QStringLiteral("INSERT INTO FileEntity (fileEntityID, dateAdded, dateModified, format, encoding, fileSize, "
-                           "frames, channels, bitDepth, floatingPoint, bitrate, sampleRate) VALUES (?, ?, ?, ?, ?, ?, "
-                           "?, ?, ?, ?, ?, ?)"),
-            nullptr, [&](VMKDatabaseQuery& query) {
-                query.setStringValue(ID, 0);
-                query.setValue(dateValue(m_dateAdded), 1);
-                query.setValue(dateValue(m_dateModified), 2);
-                query.setStringValue(m_format, 3);
-                query.setStringValue(m_encoding, 4);
-                query.setLongLongValue(qint64(m_fileSize), 5);
-                query.setLongLongValue(qint64(m_frames), 6);
-                query.setLongLongValue(qint64(m_channels), 7);
-                query.setLongLongValue(qint64(m_bitDepth), 8);
-                query.setIntValue(m_floatingPoint ? 1 : 0, 9);
-                query.setLongLongValue(qint64(m_bitrate), 10);
-                query.setDoubleValue(m_sampleRate, 11);
-                query.execute();
-            });
+    // The two statements differ only in the split file's delimiter column.
+    const QString sql =
+        split ? QStringLiteral("INSERT INTO FileEntity (fileEntityID, dateAdded, dateModified, format, encoding, "
+                               "channelSuffixDelimiter, fileSize, frames, channels, bitDepth, floatingPoint, bitrate, "
+                               "sampleRate) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
+              : QStringLiteral("INSERT INTO FileEntity (fileEntityID, dateAdded, dateModified, format, encoding, "
+                               "fileSize, frames, channels, bitDepth, floatingPoint, bitrate, sampleRate) VALUES (?, ?, "
+                               "?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    {
+        std::lock_guard lock(m_valuesMutex);
+        database->executeStatement(sql, nullptr, [&](VMKDatabaseQuery& query) {
+            int argument = 0;
+            query.setStringValue(ID, argument++);
+            query.setValue(dateValue(m_dateAdded), argument++);
+            query.setValue(dateValue(m_dateModified), argument++);
+            query.setStringValue(m_format, argument++);
+            query.setStringValue(m_encoding, argument++);
+            if (split)
+                query.setStringValue(m_channelSuffixDelimiter, argument++);
+            query.setLongLongValue(qint64(m_fileSize), argument++);
+            query.setLongLongValue(qint64(m_frames), argument++);
+            query.setLongLongValue(qint64(m_channels), argument++);
+            query.setLongLongValue(qint64(m_bitDepth), argument++);
+            query.setIntValue(m_floatingPoint ? 1 : 0, argument++);
+            query.setLongLongValue(qint64(m_bitrate), argument++);
+            query.setDoubleValue(m_sampleRate, argument++);
+            query.execute();
+        });
     }
     const QList<QByteArray> bookmarks = Entity::bookmarks();
     if (!split) {
