@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -343,7 +344,15 @@ void FileEntity::readStoredRow() {
         query.setStringValue(ID(), 0);
         if (!query.evaluateNextRow())
             return;
-        auto column = [&](const char* name) { return int(columns.indexOf(QLatin1String(name))); };
+        // The index of each name is looked up once (per thread) and kept by
+        // the name's literal: this runs once per file at every start.
+        auto column = [&](const char* name) {
+            static thread_local std::unordered_map<const char*, int> found;
+            auto it = found.find(name);
+            if (it == found.end())
+                it = found.emplace(name, int(columns.indexOf(QLatin1String(name)))).first;
+            return it->second;
+        };
         auto date = [&](const char* name) {
             const QVariant value = query.valueAtColumn(column(name));
             return Variant::isNullOrAbsent(value) ? QDateTime() : Date::dateWithTimeIntervalSinceReferenceDate(value.toDouble());
