@@ -19,7 +19,7 @@
 #include "render/engine/channels/VMKAudioRouter.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/process/InstalledInterfaces.h"
-#include "tests/support/process/TestAddFilesCommand.h"
+#include "catalog/adding/AddFilesFileProcessCommand.h"
 
 #include <QtCore/QFile>
 

@@ -1,6 +1,7 @@
 #include "core/storage/PropertyList.h"
 #include "process/instructions/AudioProcessCommandGroup.h"
-#include "tests/support/process/TestFileEntity.h"
+#include "catalog/entities/FileEntity.h"
+#include "tests/support/process/TestFileEntities.h"
 
 #include <gtest/gtest.h>
 
@@ -204,7 +205,7 @@ TEST(InstructionRecords, BadIndexesNeitherCrashNorLoseObjects) {
 // MARK: - Ownership
 
 TEST(InstructionRecords, DroppingTheGroupReleasesTheWholeTreeAndTheFile) {
-    auto file = std::make_shared<FileEntity>(1.0);
+    auto file = testFileEntity(1.0);
     std::weak_ptr<AudioProcessCommandGroup> weakGroup;
     std::weak_ptr<AudioProcessCommand> weakCommand;
     std::weak_ptr<AudioProcessCommandSourceInstructions> weakSource;

@@ -1,5 +1,6 @@
 #include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
-#include "tests/support/process/TestFileEntity.h"
+#include "catalog/entities/FileEntity.h"
+#include "tests/support/process/TestFileEntities.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,7 @@ std::shared_ptr<AudioProcessCommandSourceInstructionsGroup> groupOf(const std::v
     auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
     for (const Source& s : sources) {
         auto source = std::make_shared<AudioProcessCommandSourceInstructions>();
-        source->setFileEntity(std::make_shared<FileEntity>(s.fileLength));
+        source->setFileEntity(testFileEntity(s.fileLength));
         source->setLocation(s.location);
         source->setLength(s.length);
         source->setSourceStart(s.sourceStart);

@@ -1,7 +1,8 @@
 #include "process/interfaces/CurrentWorkflow.h"
 #include "process/workflow/Action.h"
 #include "tests/support/process/InstalledInterfaces.h"
-#include "tests/support/process/TestFileEntity.h"
+#include "catalog/entities/FileEntity.h"
+#include "tests/support/process/TestFileEntities.h"
 
 #include <gtest/gtest.h>
 
@@ -118,8 +119,8 @@ TEST(Action, SetParameterValuesIgnoresUnknownKeysAndKeepsMissingOnes) {
 
 TEST(Action, CompileInstructionsForwardsTheMainSourcesFile) {
     RecordingAction action;
-    auto main = std::make_shared<FileEntity>(1.0);
-    auto other = std::make_shared<FileEntity>(2.0);
+    auto main = testFileEntity(1.0);
+    auto other = testFileEntity(2.0);
     auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
     group->insertObjectInSourceInstructionsAtIndex(sourceOf(other), 0);
     group->insertObjectInSourceInstructionsAtIndex(sourceOf(main), 0);

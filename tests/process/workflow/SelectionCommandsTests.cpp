@@ -6,8 +6,9 @@
 #include "process/workflow/SelectionCommands.h"
 #include "tests/support/process/InstalledInterfaces.h"
 #include "tests/support/process/RecordingExecutor.h"
-#include "tests/support/process/TestAddFilesCommand.h"
-#include "tests/support/process/TestFileEntity.h"
+#include "catalog/adding/AddFilesFileProcessCommand.h"
+#include "catalog/entities/FileEntity.h"
+#include "tests/support/process/TestFileEntities.h"
 #include "tests/support/TestSupport.h"
 
 #include <QtCore/QFile>
@@ -68,7 +69,7 @@ protected:
     TemporaryHome home;
     InstalledInterfaces interfaces;
     std::shared_ptr<RecordingExecutor> executor = std::make_shared<RecordingExecutor>();
-    std::shared_ptr<FileEntity> file = std::make_shared<FileEntity>(10.0);
+    std::shared_ptr<FileEntity> file = testFileEntity(10.0);
 };
 
 // What each command takes from the file: the selection alone, or the parts
@@ -97,7 +98,7 @@ TEST_F(SelectionCommandsTest, SourcesTakeTheSelectionOrThePartsAroundIt) {
     std::shared_ptr<AudioProcessCommand> crop;  // the first row's
     for (const Row& row : rows) {
         executor->groups.clear();
-        file->setLength(row.fileLength);
+        file = testFileEntity(row.fileLength);
         const auto command = handedOn(row.perform(), row.nameKey);
         ASSERT_TRUE(command) << row.nameKey;
         if (!crop)

@@ -16,7 +16,8 @@
 #include "tests/support/TestSupport.h"
 #include "tests/support/process/InstalledInterfaces.h"
 #include "tests/support/process/RecordingExecutor.h"
-#include "tests/support/process/TestFileEntity.h"
+#include "catalog/entities/FileEntity.h"
+#include "tests/support/process/TestFileEntities.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -510,7 +511,7 @@ TEST_F(WorkflowControllerTest, RunCompilesTheWholeWorkflowThenOneGroupPerSaveAct
 
 TEST_F(WorkflowControllerTest, RunTakesTheEntitiesOfTheNamedList) {
     auto source = std::make_shared<ListSource>();
-    source->entities = {std::make_shared<FileEntity>(1.0), std::make_shared<FileEntity>(2.0)};
+    source->entities = {testFileEntity(1.0), testFileEntity(2.0)};
     ProcessInterfaces::setFileEntitySource(source);
     runAndCollect();
     UserDefaults::standardUserDefaults()->setObjectForKey("selectedFileEntities",
