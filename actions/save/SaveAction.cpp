@@ -24,6 +24,13 @@ QStringList SaveAction::parameterKeys() const {
             QStringLiteral("replaceOriginal"), QStringLiteral("addResults"), QStringLiteral("preserveHierarchy")};
 }
 
+std::shared_ptr<Action> SaveAction::copy() const {
+    auto action = std::dynamic_pointer_cast<SaveAction>(Action::copy());
+    if (action)
+        action->m_destinationBookmark = m_destinationBookmark;
+    return action;
+}
+
 QByteArray SaveAction::defaultDestinationBookmark() {
     const URL folder = URL::ondrelDirectory();
     if (!folder.existsAsDirectory())

@@ -19,6 +19,8 @@ public:
     // destinationBookmark, filenameComponents, replaceOriginal, addResults,
     // preserveHierarchy.
     QStringList parameterKeys() const override;
+    // The bookmark is copied as it is, not resolved again.
+    std::shared_ptr<Action> copy() const override;
 
     // Folder for results; empty data puts each result next to its source.
     QByteArray destinationBookmark() const { return m_destinationBookmark; }

@@ -61,6 +61,18 @@ void Action::setParameterValues(const QVariantMap& values) {
 
 void Action::setValueForUndefinedKey(const QVariant&, const QString&) {}
 
+std::shared_ptr<Action> Action::copy() const {
+    auto action = std::dynamic_pointer_cast<Action>(ClassRegistry::create(className()));
+    if (!action)
+        return nullptr;
+    action->m_enabled = m_enabled;
+    action->m_disclosed = m_disclosed;
+    action->m_identifier = m_identifier;
+    action->m_name = m_name;
+    action->setParameterValues(parameterValues());
+    return action;
+}
+
 // MARK: - Compile hooks
 
 ObjectPtr Action::fileProcessCommand() { return nullptr; }

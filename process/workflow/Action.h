@@ -81,6 +81,13 @@ public:
     // A key the class doesn't have is ignored.
     void setValueForUndefinedKey(const QVariant& value, const QString& key) override;
 
+    // A new action of the same class with the same identifier, name, state
+    // and parameters, and no panel or processor: what a run compiles, so the
+    // interface may go on editing the original meanwhile. Null when the class
+    // can't be made by name. Call where the original is edited (the main
+    // thread).
+    virtual std::shared_ptr<Action> copy() const;
+
     // MARK: Compile hooks
 
     // Once, before any file. An action that answers a command is no audio

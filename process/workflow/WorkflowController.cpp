@@ -399,11 +399,24 @@ void WorkflowController::run(bool rehearse) {
     if (isPreparing())
         return;
     setPreparing(true);
+    // The run takes the values of this moment: it compiles copies, and the
+    // interface may go on editing the workflow while it does.
+    auto copyOf = [](const std::shared_ptr<Action>& action) {
+        auto copy = action ? action->copy() : nullptr;
+        return copy ? copy : action;
+    };
+    std::vector<std::shared_ptr<Action>> workflow;
+    for (const auto& action : actions())
+        workflow.push_back(copyOf(action));
     auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
-    DispatchQueue::global().async([self, rehearse] { self->compile(rehearse); });
+    DispatchQueue::global().async(
+        [self, rehearse, workflow = std::move(workflow), saveAction = copyOf(m_saveAction)] {
+            self->compile(rehearse, workflow, saveAction);
+        });
 }
 
-void WorkflowController::compile(bool rehearse) {
+void WorkflowController::compile(bool rehearse, const std::vector<std::shared_ptr<Action>>& workflow,
+                                 const std::shared_ptr<Action>& saveAction) {
     const auto source = ProcessInterfaces::fileEntitySource();
     const auto factory = ProcessInterfaces::audioProcessCommandGroupFactory();
     const auto recordableRunner = ProcessInterfaces::recordableRunner();
@@ -418,7 +431,6 @@ void WorkflowController::compile(bool rehearse) {
     const QString listKey = UserDefaults::standardUserDefaults()->stringForKey(WorkflowSourceFileEntitiesKey);
     const std::vector<std::shared_ptr<FileEntity>> entities =
         source ? source->fileEntitiesForKey(listKey) : std::vector<std::shared_ptr<FileEntity>>();
-    const std::vector<std::shared_ptr<Action>> workflow = actions();
 
     auto isSave = [](const std::shared_ptr<Action>& action) { return isSaveAction(*action); };
     auto addGroup = [&](const std::vector<std::shared_ptr<Action>>& taking, const std::shared_ptr<Action>& save) {
@@ -433,7 +445,7 @@ void WorkflowController::compile(bool rehearse) {
     for (const auto& action : workflow)
         if (action->isEnabled() && !isSave(action))
             taking.push_back(action);
-    addGroup(taking, m_saveAction);
+    addGroup(taking, saveAction);
 
     // Each save action in the list, enabled or not, writes the audio as the
     // enabled actions before it leave it, from the original sources.

@@ -99,7 +99,8 @@ public:
 
     // MARK: Running
 
-    // Compiles the workflow into one group for all enabled actions with the
+    // Compiles copies of the workflow's actions and save action, as they are
+    // at the call, into one group for all enabled actions with the
     // workflow's save action, and one group for each save action in the list
     // with the enabled actions before it, and hands them on in that order.
     // Ignored while a run is preparing. Call on the main thread.
@@ -108,7 +109,8 @@ public:
 private:
     void init();
     void setPreparing(bool preparing);
-    void compile(bool rehearse);
+    void compile(bool rehearse, const std::vector<std::shared_ptr<Action>>& workflow,
+                 const std::shared_ptr<Action>& saveAction);
 
     mutable std::mutex m_actionsMutex;
     std::vector<std::shared_ptr<Action>> m_actions;
