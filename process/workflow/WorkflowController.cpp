@@ -401,10 +401,6 @@ void WorkflowController::run(bool rehearse) {
     setPreparing(true);
     // The run takes the values of this moment: it compiles copies, and the
     // interface may go on editing the workflow while it does.
-    auto copyOf = [](const std::shared_ptr<Action>& action) {
-        auto copy = action ? action->copy() : nullptr;
-        return copy ? copy : action;
-    };
     std::vector<std::shared_ptr<Action>> workflow;
     for (const auto& action : actions())
         workflow.push_back(copyOf(action));
@@ -415,26 +411,13 @@ void WorkflowController::run(bool rehearse) {
         });
 }
 
-void WorkflowController::compile(bool rehearse, const std::vector<std::shared_ptr<Action>>& workflow,
-                                 const std::shared_ptr<Action>& saveAction) {
-    const auto source = ProcessInterfaces::fileEntitySource();
-    const auto factory = ProcessInterfaces::audioProcessCommandGroupFactory();
-    const auto recordableRunner = ProcessInterfaces::recordableRunner();
-    auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
-    if (!factory) {
-        log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noCompiler")));
-        dispatchMain([self] { self->setPreparing(false); });
-        return;
-    }
-
+std::vector<std::shared_ptr<AudioProcessCommandGroup>> WorkflowController::commandGroups(
+    const std::vector<std::shared_ptr<FileEntity>>& entities, const std::vector<std::shared_ptr<Action>>& workflow,
+    const std::shared_ptr<Action>& saveAction, bool rehearse, AudioProcessCommandGroupFactory& factory) {
     std::vector<std::shared_ptr<AudioProcessCommandGroup>> groups;
-    const QString listKey = UserDefaults::standardUserDefaults()->stringForKey(WorkflowSourceFileEntitiesKey);
-    const std::vector<std::shared_ptr<FileEntity>> entities =
-        source ? source->fileEntitiesForKey(listKey) : std::vector<std::shared_ptr<FileEntity>>();
-
     auto isSave = [](const std::shared_ptr<Action>& action) { return isSaveAction(*action); };
     auto addGroup = [&](const std::vector<std::shared_ptr<Action>>& taking, const std::shared_ptr<Action>& save) {
-        if (auto group = factory->initWithEntities(entities, taking, save)) {
+        if (auto group = factory.initWithEntities(entities, taking, save)) {
             group->setRehearse(rehearse);
             groups.push_back(std::move(group));
         }
@@ -459,6 +442,41 @@ void WorkflowController::compile(bool rehearse, const std::vector<std::shared_pt
                 taking.push_back(workflow[j]);
         addGroup(taking, save);
     }
+    return groups;
+}
+
+std::vector<std::shared_ptr<AudioProcessCommandGroup>> WorkflowController::commandGroups(
+    const std::vector<std::shared_ptr<FileEntity>>& entities, bool rehearse) const {
+    const auto factory = ProcessInterfaces::audioProcessCommandGroupFactory();
+    if (!factory)
+        return {};
+    std::vector<std::shared_ptr<Action>> workflow;
+    for (const auto& action : actions())
+        workflow.push_back(copyOf(action));
+    return commandGroups(entities, workflow, copyOf(m_saveAction), rehearse, *factory);
+}
+
+std::shared_ptr<Action> WorkflowController::copyOf(const std::shared_ptr<Action>& action) {
+    auto copy = action ? action->copy() : nullptr;
+    return copy ? copy : action;
+}
+
+void WorkflowController::compile(bool rehearse, const std::vector<std::shared_ptr<Action>>& workflow,
+                                 const std::shared_ptr<Action>& saveAction) {
+    const auto source = ProcessInterfaces::fileEntitySource();
+    const auto factory = ProcessInterfaces::audioProcessCommandGroupFactory();
+    const auto recordableRunner = ProcessInterfaces::recordableRunner();
+    auto self = std::static_pointer_cast<WorkflowController>(shared_from_this());
+    if (!factory) {
+        log(LogController::Error, VMKLocalizedString(QStringLiteral("WorkflowController_log_error_noCompiler")));
+        dispatchMain([self] { self->setPreparing(false); });
+        return;
+    }
+
+    const QString listKey = UserDefaults::standardUserDefaults()->stringForKey(WorkflowSourceFileEntitiesKey);
+    const std::vector<std::shared_ptr<FileEntity>> entities =
+        source ? source->fileEntitiesForKey(listKey) : std::vector<std::shared_ptr<FileEntity>>();
+    auto groups = commandGroups(entities, workflow, saveAction, rehearse, *factory);
 
     if (recordableRunner && UserDefaults::standardUserDefaults()->boolForKey(QStringLiteral("appleScriptRecordingEnabled"))) {
         VMKError error;

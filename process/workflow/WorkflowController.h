@@ -14,6 +14,9 @@
 namespace ondrel {
 
 class Action;
+class AudioProcessCommandGroup;
+class AudioProcessCommandGroupFactory;
+class FileEntity;
 class Timer;
 
 // The one current workflow: its actions in order and its save action. It is
@@ -105,8 +108,19 @@ public:
     // with the enabled actions before it, and hands them on in that order.
     // Ignored while a run is preparing. Call on the main thread.
     void run(bool rehearse);
+    // The groups a run over `entities` would compile now, compiled at once on
+    // the calling thread from copies of the workflow; empty without a
+    // compiler. Call where the workflow is edited (the main thread).
+    std::vector<std::shared_ptr<AudioProcessCommandGroup>> commandGroups(
+        const std::vector<std::shared_ptr<FileEntity>>& entities, bool rehearse) const;
 
 private:
+    static std::vector<std::shared_ptr<AudioProcessCommandGroup>> commandGroups(
+        const std::vector<std::shared_ptr<FileEntity>>& entities, const std::vector<std::shared_ptr<Action>>& workflow,
+        const std::shared_ptr<Action>& saveAction, bool rehearse, AudioProcessCommandGroupFactory& factory);
+    // A copy of the action, or the action itself when its class can't be
+    // made by name.
+    static std::shared_ptr<Action> copyOf(const std::shared_ptr<Action>& action);
     void init();
     void setPreparing(bool preparing);
     void compile(bool rehearse, const std::vector<std::shared_ptr<Action>>& workflow,
