@@ -3,9 +3,12 @@
 #include "catalog/CatalogClasses.h"
 #include "catalog/controller/CatalogFileEntitySource.h"
 #include "catalog/controller/EntityController.h"
+#include "actions/compiler/AudioProcessCommandGroupCompiler.h"
+#include "cli/ActionsCommand.h"
 #include "cli/AddCommand.h"
 #include "cli/CatalogCommand.h"
 #include "cli/Command.h"
+#include "cli/CompileCommand.h"
 #include "cli/DefaultsCommand.h"
 #include "cli/FileProcessControllerSource.h"
 #include "cli/HistoryCommand.h"
@@ -104,6 +107,20 @@ const std::vector<Command>& commands() {
          &WorkflowCommand::move, Access::ChangesWorkflow},
         {QStringLiteral("workflow clear"), QString(), {QStringLiteral("removes every action; the save options stay")},
          &WorkflowCommand::clear, Access::ChangesWorkflow},
+        {QStringLiteral("workflow add"), QStringLiteral("CLASS|IDENTIFIER [KEY=VALUE...] [--at N] [--disabled] [--name TEXT]"),
+         {QStringLiteral("inserts an action with typed parameters (N counts from 1)")}, &WorkflowCommand::add,
+         Access::ChangesWorkflow},
+        {QStringLiteral("workflow set"), QStringLiteral("N KEY=VALUE..."), {QStringLiteral("sets parameters of action N")},
+         &WorkflowCommand::set, Access::ChangesWorkflow},
+        {QStringLiteral("workflow save-options"), QStringLiteral("KEY=VALUE..."),
+         {QStringLiteral("destinationBookmark=PATH|\"\", filenameComponents='[\"[F]\",\"[T]_\",\"[C]1:1\"]',"),
+          QStringLiteral("replaceOriginal, addResults, preserveHierarchy")},
+         &WorkflowCommand::saveOptions, Access::ChangesWorkflow},
+        {QStringLiteral("actions"), QString(), {QStringLiteral("every action class: identifier, parameters, types, defaults")},
+         &ActionsCommand::run, Access::ReadOnly},
+        {QStringLiteral("compile"), QStringLiteral("[--selected] [--rehearse]"),
+         {QStringLiteral("the script text of a run of the workflow over all (or the selected) files")}, &CompileCommand::run,
+         Access::ReadOnly, true},
         {QStringLiteral("help"), QString(), {},
          [](const QStringList&) {
              Output::line(helpText().chopped(1));
@@ -241,6 +258,8 @@ int runCommand(int argc, char** argv) {
     registerActionClasses();
     registerCatalogClasses();
     registerEngineClasses();
+    // Runs compile with the one compiler of the program.
+    ProcessInterfaces::setAudioProcessCommandGroupFactory(std::make_shared<AudioProcessCommandGroupCompiler>());
 
     // Every command needs a writable home.
     VMKError error;

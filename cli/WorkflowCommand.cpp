@@ -1,5 +1,7 @@
 #include "cli/WorkflowCommand.h"
 
+#include "cli/ActionParameters.h"
+#include "cli/ActionsCommand.h"
 #include "cli/Output.h"
 #include "core/files/Bookmark.h"
 #include "actions/save/SaveAction.h"
@@ -145,6 +147,89 @@ int WorkflowCommand::clear(const QStringList& arguments) {
     auto controller = WorkflowController::sharedInstance();
     if (const qsizetype count = controller->countOfActions())
         controller->removeActionsAtIndexes(IndexSet::range(0, count));
+    return Output::Done;
+}
+
+int WorkflowCommand::add(const QStringList& arguments) {
+    static const QString usage =
+        QStringLiteral("usage: ondrel workflow add CLASS|IDENTIFIER [KEY=VALUE...] [--at N] [--disabled] [--name TEXT]");
+    if (arguments.isEmpty())
+        return Output::usage(usage);
+    const auto action = ActionsCommand::actionNamed(arguments[0]);
+    if (!action)
+        return Output::usage(QStringLiteral("'%1' is no action class or identifier (`ondrel actions` lists them)").arg(arguments[0]));
+    auto controller = WorkflowController::sharedInstance();
+    const qsizetype count = controller->countOfActions();
+    qsizetype at = count;
+    bool enabled = true;
+    QString name = ActionsCommand::displayNameOfClass(action->className());
+    QStringList assignments;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        if (argument == QLatin1String("--disabled")) {
+            enabled = false;
+        } else if (argument == QLatin1String("--at") || argument == QLatin1String("--name")) {
+            if (i + 1 >= arguments.size())
+                return Output::usage(QStringLiteral("%1 needs a value; %2").arg(argument, usage));
+            const QString value = arguments[++i];
+            if (argument == QLatin1String("--name")) {
+                name = value;
+                continue;
+            }
+            bool ok = false;
+            const qsizetype number = value.toLongLong(&ok);
+            if (!ok || number < 1 || number > count + 1)
+                return Output::usage(QStringLiteral("--at takes a place from 1 to %1, not '%2'").arg(count + 1).arg(value));
+            at = number - 1;
+        } else if (argument.startsWith(QLatin1String("--"))) {
+            return Output::usage(QStringLiteral("unknown option '%1'; %2").arg(argument, usage));
+        } else {
+            assignments << argument;
+        }
+    }
+    QVariantMap values;
+    QString error;
+    if (!ActionParameters::read(*action, assignments, &values, &error))
+        return Output::usage(error);
+    ActionParameters::apply(*action, values);
+    action->setName(name);
+    action->setEnabled(enabled);
+    controller->insertObjectInActionsAtIndex(action, at);
+    return Output::Done;
+}
+
+int WorkflowCommand::set(const QStringList& arguments) {
+    if (arguments.size() < 2)
+        return Output::usage(QStringLiteral("usage: ondrel workflow set N KEY=VALUE..."));
+    qsizetype index;
+    const auto action = actionNumbered(arguments[0], &index);
+    if (!action)
+        return Output::WrongUsage;
+    QVariantMap values;
+    QString error;
+    if (!ActionParameters::read(*action, arguments.mid(1), &values, &error))
+        return Output::usage(error);
+    ActionParameters::apply(*action, values);
+    return Output::Done;
+}
+
+int WorkflowCommand::saveOptions(const QStringList& arguments) {
+    if (arguments.isEmpty())
+        return Output::usage(QStringLiteral("usage: ondrel workflow save-options KEY=VALUE... (destinationBookmark, "
+                                            "filenameComponents, replaceOriginal, addResults, preserveHierarchy)"));
+    const auto save = WorkflowController::sharedInstance()->saveAction();
+    Q_ASSERT(save);
+    QVariantMap values;
+    QString error;
+    if (!ActionParameters::read(*save, arguments, &values, &error))
+        return Output::usage(error);
+    const QVariant components = values.value(QStringLiteral("filenameComponents"));
+    if (components.isValid())
+        for (const QVariant& component : components.toList())
+            if (!Variant::isString(component))
+                return Output::usage(QStringLiteral("filenameComponents takes a JSON list of texts, and %1 is none")
+                                         .arg(Output::toText(component)));
+    ActionParameters::apply(*save, values);
     return Output::Done;
 }
 

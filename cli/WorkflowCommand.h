@@ -19,6 +19,13 @@ public:
     static int move(const QStringList& arguments);
     // `clear`: removes every action; the save options stay.
     static int clear(const QStringList& arguments);
+    // `add CLASS|IDENTIFIER [KEY=VALUE...] [--at N] [--disabled] [--name TEXT]`:
+    // a new action with typed parameters, at place N (default: the end).
+    static int add(const QStringList& arguments);
+    // `set N KEY=VALUE...`: parameters of action N.
+    static int set(const QStringList& arguments);
+    // `save-options KEY=VALUE...`: parameters of the workflow's save action.
+    static int saveOptions(const QStringList& arguments);
 };
 
 } // namespace ondrel
