@@ -1,5 +1,26 @@
 #include "actions/ActionClasses.h"
 
+#include "actions/format/ChangeBitDepthAction.h"
+#include "actions/format/ChangeFrameRateAction.h"
+#include "actions/format/ChangeSampleRateAppleAction.h"
+#include "actions/format/ChangeSampleRateGoodhertzAction.h"
+#include "actions/format/ChangeToAACAction.h"
+#include "actions/format/ChangeToAIFFAction.h"
+#include "actions/format/ChangeToALACAction.h"
+#include "actions/format/ChangeToAUAction.h"
+#include "actions/format/ChangeToCAFAction.h"
+#include "actions/format/ChangeToFLACAction.h"
+#include "actions/format/ChangeToFLACAdvancedAction.h"
+#include "actions/format/ChangeToMP3Action.h"
+#include "actions/format/ChangeToVOXAction.h"
+#include "actions/format/ChangeToVorbisAction.h"
+#include "actions/format/ChangeToVorbisAdvancedAction.h"
+#include "actions/format/ChangeToWAV64Action.h"
+#include "actions/format/ChangeToWAVEAction.h"
+#include "actions/format/FixSampleRateAction.h"
+#include "actions/format/GoodhertzDitherAction.h"
+#include "actions/multioutput/DeinterleaveAction.h"
+#include "actions/multioutput/ExtractChannelsAction.h"
 #include "actions/save/SaveAction.h"
 #include "actions/save/SaveActionFilenameAnalysisToken.h"
 #include "actions/save/SaveActionFilenameCounterToken.h"
@@ -29,6 +50,27 @@ void registerActionClasses() {
         SaveActionFilenamePropertyToken::staticClassInfo();
         SaveActionFilenameAnalysisToken::staticClassInfo();
         SaveActionFilenameTextFileToken::staticClassInfo();
+        ChangeBitDepthAction::staticClassInfo();
+        ChangeFrameRateAction::staticClassInfo();
+        ChangeSampleRateAppleAction::staticClassInfo();
+        ChangeSampleRateGoodhertzAction::staticClassInfo();
+        ChangeToAACAction::staticClassInfo();
+        ChangeToAIFFAction::staticClassInfo();
+        ChangeToALACAction::staticClassInfo();
+        ChangeToAUAction::staticClassInfo();
+        ChangeToCAFAction::staticClassInfo();
+        ChangeToFLACAction::staticClassInfo();
+        ChangeToFLACAdvancedAction::staticClassInfo();
+        ChangeToMP3Action::staticClassInfo();
+        ChangeToVOXAction::staticClassInfo();
+        ChangeToVorbisAction::staticClassInfo();
+        ChangeToVorbisAdvancedAction::staticClassInfo();
+        ChangeToWAV64Action::staticClassInfo();
+        ChangeToWAVEAction::staticClassInfo();
+        FixSampleRateAction::staticClassInfo();
+        GoodhertzDitherAction::staticClassInfo();
+        DeinterleaveAction::staticClassInfo();
+        ExtractChannelsAction::staticClassInfo();
     });
 }
 
