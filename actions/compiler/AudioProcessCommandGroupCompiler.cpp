@@ -1,5 +1,6 @@
 #include "actions/compiler/AudioProcessCommandGroupCompiler.h"
 
+#include "actions/multioutput/ExtractChannelsAction.h"
 #include "actions/save/SaveAction.h"
 #include "actions/save/SaveActionFilenameDateToken.h"
 #include "catalog/adding/AddFilesFileProcessCommand.h"
@@ -298,10 +299,9 @@ std::shared_ptr<AudioProcessCommandGroup> AudioProcessCommandGroupCompiler::init
             return action->preventInherentChannelSuffixDelimiter();
         });
         if (!delimiter.isEmpty() && !prevented) {
-            if (auto extract = std::dynamic_pointer_cast<Action>(ClassRegistry::create(QStringLiteral("ExtractChannelsAction")))) {
-                extract->setValueForKey(delimiter, QStringLiteral("suffixDelimiter"));
-                actions.push_back(std::move(extract));
-            }
+            auto extract = std::make_shared<ExtractChannelsAction>();
+            extract->setSuffixDelimiter(delimiter);
+            actions.push_back(std::move(extract));
         }
     }
 

@@ -286,3 +286,38 @@ TEST_F(CompilerTest, HookOrder) {
 }
 
 } // namespace
+
+namespace {
+
+// A split file comes out split again, with its delimiter, when the FIRST
+// entity is split and no action deals with channels itself; the caller's
+// list of actions is left as it was.
+TEST_F(CompilerTest, ImplicitChannelExtraction) {
+    ASSERT_TRUE(writeTestWav(dataPath(QStringLiteral("Take-L.wav"))) && writeTestWav(dataPath(QStringLiteral("Take-R.wav"))));
+    const auto split = FileEntity::initWithURLs({URL::fileURLWithPath(dataPath(QStringLiteral("Take-L.wav"))),
+                                                 URL::fileURLWithPath(dataPath(QStringLiteral("Take-R.wav")))});
+    ASSERT_TRUE(split);
+    ASSERT_EQ(split->channelSuffixDelimiter(), QStringLiteral("-"));
+    const auto plain = entityAt(QStringLiteral("Plain.wav"));
+    auto action = [](const char* className) {
+        return std::dynamic_pointer_cast<Action>(ClassRegistry::create(QString::fromLatin1(className)));
+    };
+    struct Row {
+        std::vector<std::shared_ptr<FileEntity>> files;
+        std::vector<std::shared_ptr<Action>> actions;
+        QStringList expected;
+    };
+    const Row rows[] = {
+        {{split, plain}, {}, {"Take-L", "Take-R", "Plain-C"}},
+        {{plain, split}, {}, {"Plain", "Take"}},
+        {{split}, {action("ChangeToFLACAction")}, {"Take"}},
+        {{split}, {action("ChangeToWAVEAction")}, {"Take-L", "Take-R"}},
+    };
+    for (const Row& row : rows) {
+        const auto callers = row.actions;
+        EXPECT_EQ(filenames(compile(row.files, row.actions)), row.expected);
+        EXPECT_EQ(row.actions.size(), callers.size());
+    }
+}
+
+} // namespace
