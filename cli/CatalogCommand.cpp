@@ -6,6 +6,7 @@
 #include "catalog/entities/GroupEntity.h"
 #include "catalog/entities/Label.h"
 #include "cli/Output.h"
+#include "shell/formatters/FormatterController.h"
 #include "core/storage/PropertyList.h"
 #include "core/storage/UserDefaults.h"
 
@@ -152,7 +153,19 @@ void listGroup(const GroupEntity& group, int depth, bool tree, QVariantList& jso
     }
 }
 
-// "key: value" lines, nested lists and dictionaries by their paths ("labels[1].name").
+// A value as the desktop program shows it, by the formatter of the last key
+// of its path ("channelDetails[2].peak" by that of "peak"); without one, as
+// the command line writes values.
+QString formatted(const QString& path, const QVariant& value) {
+    QString key = path.section(QLatin1Char('.'), -1);
+    key.truncate(key.indexOf(QLatin1Char('[')) < 0 ? key.size() : key.indexOf(QLatin1Char('[')));
+    if (const auto formatter = FormatterController::sharedInstance()->formatterForKey(key))
+        return formatter->stringForObjectValue(value);
+    return Output::toText(value);
+}
+
+// "key: value" lines, nested lists and dictionaries by their paths ("labels[1].name"),
+// each value formatted.
 void printFlattened(const QString& key, const QVariant& value) {
     if (value.typeId() == QMetaType::QVariantMap) {
         const QVariantMap map = value.toMap();
@@ -169,7 +182,7 @@ void printFlattened(const QString& key, const QVariant& value) {
     } else if (value.typeId() == QMetaType::QStringList) {
         printFlattened(key, QVariant(QVariantList(value.toStringList().cbegin(), value.toStringList().cend())));
     } else {
-        Output::line(key + QStringLiteral(": ") + (value.isValid() ? Output::toText(value) : QStringLiteral("none")));
+        Output::line(key + QStringLiteral(": ") + (value.isValid() ? formatted(key, value) : QStringLiteral("none")));
     }
 }
 

@@ -11,6 +11,8 @@
 #include "process/instructions/AudioProcessCommandGroup.h"
 #include "process/workflow/Action.h"
 #include "render/engine/files/VMKAudioMetadata.h"
+#include "shell/formatters/FormatterController.h"
+#include "shell/formatters/Formatter.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QStringDecoder>
@@ -168,10 +170,6 @@ QString propertyText(const QString& title, const AudioProcessCommandInstructions
     return describe(value);
 }
 
-QString analysisText(const QString&, const QVariant& value) {
-    return Variant::describe(value);
-}
-
 QString counterText(CompileState& state) {
     char buffer[300];
     std::snprintf(buffer, sizeof buffer, "%0*lld", state.counterWidth.value_or(0), (long long)state.counterValue);
@@ -196,7 +194,8 @@ QString nameOf(const QString& entityName, const QStringList& components, const A
             const QVariant value = entity.valueForKey(key);
             if (Variant::isNullOrAbsent(value))
                 continue;
-            name += analysisText(key, value);
+            if (const auto formatter = FormatterController::sharedInstance()->formatterForKey(key))
+                name += formatter->stringForObjectValue(value);
         } else if (component.startsWith(QLatin1String("[C]"))) {
             name += counterText(state);
         } else if (component.startsWith(QLatin1String("[N]"))) {
