@@ -156,8 +156,14 @@ TEST_F(CompilerTest, NamesFromComponentsAndHooks) {
         {{}, QStringLiteral("%1 v%2"), {"f0 v0", "f1 v0", "f2 v0"}},
         {{"[F]"}, QString(), {"f0", "f1", "f2"}},
         {{"[T]x/"}, QStringLiteral("%1/%2"), {"x--0", "x--0", "x--0"}},
+        // Measures through their formatters; an unmeasured true peak, an
+        // empty key and a key without a value add nothing.
+        {{"[A]peak", "[A]truePeak", "[A]", "[A]noSuchKey"}, {}, {"-6.02 dB", "0.00 dB", "-∞ dB"}},
     };
     const auto files = entities(3);
+    files[0]->setPeak(-6.0206f);
+    files[2]->setPeak(-std::numeric_limits<float>::infinity());
+    files[1]->setTruePeak(FileEntity::TruePeakNotMeasured);
     for (const Row& row : rows) {
         save->setFilenameComponents(row.components);
         auto probe = std::make_shared<ProbeAction>(QString(), nullptr);
