@@ -5,7 +5,6 @@
 
 #include <QtCore/QLocale>
 #include <QtCore/QStringList>
-#include <QtCore/QTimeZone>
 
 #include <charconv>
 
