@@ -210,6 +210,15 @@ TEST_F(ScriptRoundTripTest, OutputEffectsAndLabelsDontReadBack) {
         EXPECT_EQ(error.code(), 2);
         EXPECT_EQ(error.userInfo().value(QStringLiteral("line")).toInt(), 5) << qPrintable(error.localizedDescription());
     }
+    // The label record itself reads back: only the instructions reader fails it.
+    auto label = std::make_shared<AudioProcessCommandLabelInstructions>();
+    label->setType(QStringLiteral("region"));
+    label->setLocation(2.5);
+    label->setLength(1e-3);
+    auto back = AudioProcessCommandLabelInstructions::initWithScriptArguments(
+        ScriptValueReader::valueWithText(label->scriptDescription()));
+    ASSERT_TRUE(back);
+    expectSameRecords(Variant::fromObject(label), Variant::fromObject(back), QStringLiteral("label"));
 }
 
 // An entity specifier must name the entity in its own groups; a group where
