@@ -26,7 +26,7 @@ int CompileCommand::run(const QStringList& arguments) {
     const auto groups = WorkflowController::sharedInstance()->commandGroups(entities, rehearse);
     QString text;
     for (const auto& group : groups)
-        text += group->description();
+        text += group->scriptDescription();
     if (Output::isJson()) {
         Output::printJson(QVariantMap{{QStringLiteral("script"), text}});
         return Output::Done;

@@ -137,6 +137,17 @@ QList<qsizetype> Entity::indexPath() const {
 
 QVariant Entity::valueForUndefinedKey(const QString&) const { return QVariant(); }
 
+QString Entity::scriptDescription() const {
+    const auto group = parent();
+    if (!group)
+        return QString();
+    QString text = QStringLiteral("entity id \"%1\"").arg(ID());
+    const QString container = group->scriptDescription();
+    if (!container.isEmpty())
+        text += QStringLiteral(" of ") + container;
+    return text;
+}
+
 QString Entity::description() const { return QStringLiteral("<%1 %2 \"%3\">").arg(className(), ID(), name()); }
 
 } // namespace ondrel

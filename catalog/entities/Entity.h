@@ -63,6 +63,10 @@ public:
     QVariant valueForUndefinedKey(const QString& key) const override;
 
     QString description() const override;
+    // "entity id \"ID\"", followed by " of " and the parent's text when that
+    // isn't empty, so the chain of groups spells itself out. The root group,
+    // which has no parent, has the empty text.
+    QString scriptDescription() const override;
 
 protected:
     void setID(const QString& ID);

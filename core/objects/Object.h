@@ -81,6 +81,10 @@ public:
     bool isKindOfClass(const QString& name) const { return classInfo().isSubclassOf(name); }
     virtual bool isEqual(const Object& other) const { return this == &other; }
     virtual QString description() const;
+    // The object's text in the script form of a run (a record, a list, an
+    // object specifier ...). Empty here: an object with no script form of its
+    // own drops out of the text.
+    virtual QString scriptDescription() const { return QString(); }
 
     ObjectPtr self() { return shared_from_this(); }
 

@@ -2,6 +2,7 @@
 
 #include "core/objects/Object.h"
 #include "core/files/URL.h"
+#include "core/text/VMKError.h"
 #include "process/instructions/AudioProcessCommandInstructions.h"
 #include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
 
@@ -39,6 +40,19 @@ public:
     // Output base name without extension; the writer adds the format's.
     std::optional<QString> filename() const { return m_filename; }
     void setFilename(const std::optional<QString>& filename);
+
+    // At most five lines: "set theSource to {…}", "set theInstructions to
+    // {…}", "set theDestination to posix file \"…\"" with a destination, and
+    // "process sources theSource with instructions theInstructions", with
+    // " to folder theDestination", " with filename \"…\"" and " replace
+    // original true" as they apply; each line ends with a line end.
+    QString scriptDescription() const override;
+    // Reads the arguments of the "process sources" command: "sources" (a list
+    // of source records, required), "instructions" (an instructions record),
+    // "destination" (a URL, or a path), "filename" and "replaceOriginal".
+    // Null, with the error, when a record in them can't be read.
+    static std::shared_ptr<AudioProcessCommand> initWithScriptArguments(const QVariantMap& arguments,
+                                                                        VMKError* error = nullptr);
 
 private:
     bool m_replaceOriginal = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 
 #include <QtCore/QVariantMap>
 
@@ -41,6 +42,18 @@ public:
     // applied and the parameters aren't used.
     std::optional<QVariantMap> componentClassInfo() const { return m_componentClassInfo; }
     void setComponentClassInfo(const std::optional<QVariantMap>& classInfo);
+
+    // "{|class|:\"…\"" when the processor class name is set, otherwise
+    // "{|type|:\"aufx\",|subtype|:\"…\",|manufacturer|:\"…\"" with the
+    // codes as text; then ",|name|:value" for each parameter, in key order,
+    // and "}". The class info isn't written, so it doesn't survive the text.
+    QString scriptDescription() const override;
+    // Reads an effect record: "class" to the processor class name, "type",
+    // "subtype" and "manufacturer" from their four-character text, any other
+    // key to the parameters. Null, with the error, for a value that isn't a
+    // record (such as a bare string).
+    static std::shared_ptr<AudioProcessCommandEffectInstructions> initWithScriptArguments(const QVariant& arguments,
+                                                                                          VMKError* error = nullptr);
 
 private:
     quint32 m_type = 0;

@@ -1,6 +1,8 @@
 #include "process/instructions/AudioProcessCommandGroup.h"
 
 #include "process/instructions/RecordLists.h"
+#include "process/instructions/ScriptArguments.h"
+#include "process/instructions/ScriptText.h"
 
 namespace ondrel {
 
@@ -65,6 +67,33 @@ void AudioProcessCommandGroup::insertObjectInFileProcessCommandsAtIndex(ObjectPt
 void AudioProcessCommandGroup::removeObjectFromFileProcessCommandsAtIndex(qsizetype index) {
     if (RecordLists::isValidIndex(m_fileProcessCommands, index))
         removeAndNotify(QStringLiteral("fileProcessCommands"), m_fileProcessCommands, index);
+}
+
+QString AudioProcessCommandGroup::scriptDescription() const {
+    QString text = QStringLiteral("begin processing with name ") + ScriptText::quoted(m_name.value_or(QString()));
+    if (m_rehearse)
+        text += QStringLiteral(" rehearse true");
+    text += QLatin1Char('\n');
+    for (const auto& command : m_audioProcessCommands)
+        text += command->scriptDescription();
+    for (const auto& command : m_fileProcessCommands)
+        text += command->scriptDescription();
+    return text + QStringLiteral("end processing\n");
+}
+
+std::shared_ptr<AudioProcessCommandGroup> AudioProcessCommandGroup::initWithScriptArguments(
+    const QVariantMap& arguments, VMKError* error) {
+    const QString name = QStringLiteral("a processing group");
+    auto group = std::make_shared<AudioProcessCommandGroup>();
+    if (arguments.contains(QStringLiteral("name")) &&
+        !ScriptArguments::string(arguments.value(QStringLiteral("name")), name, QStringLiteral("name"), group->m_name,
+                                 error))
+        return nullptr;
+    if (arguments.contains(QStringLiteral("rehearse")) &&
+        !ScriptArguments::boolean(arguments.value(QStringLiteral("rehearse")), name, QStringLiteral("rehearse"),
+                                  group->m_rehearse, error))
+        return nullptr;
+    return group;
 }
 
 } // namespace ondrel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 #include "process/instructions/AudioProcessCommand.h"
 
 #include <memory>
@@ -46,6 +47,17 @@ public:
     ObjectPtr objectInFileProcessCommandsAtIndex(qsizetype index) const;
     void insertObjectInFileProcessCommandsAtIndex(ObjectPtr object, qsizetype index);
     void removeObjectFromFileProcessCommandsAtIndex(qsizetype index);
+
+    // The script text of the run: "begin processing with name \"…\"" (with
+    // " rehearse true" for a rehearsal) and a line end, the text of each audio
+    // process command, the text of each file process command (empty for those
+    // that have no script form, which so drop out), and "end processing" with
+    // a line end. An absent name is written as the empty one.
+    QString scriptDescription() const override;
+    // Reads the arguments of the "begin processing" command: "name" and
+    // "rehearse". Null, with the error, for a value of the wrong kind.
+    static std::shared_ptr<AudioProcessCommandGroup> initWithScriptArguments(const QVariantMap& arguments,
+                                                                             VMKError* error = nullptr);
 
 private:
     bool m_rehearse = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 #include "process/instructions/AudioProcessCommandEffectInstructions.h"
 #include "process/instructions/AudioProcessCommandLabelInstructions.h"
 #include "process/instructions/AudioProcessCommandPropertyInstructions.h"
@@ -130,6 +131,22 @@ public:
 
     // Answers from additionalArguments; absent when it isn't there either.
     QVariant valueForUndefinedKey(const QString& key) const override;
+
+    // The instructions record: "format", "encoding", "channels", "bit depth",
+    // "floating point", "sample rate", "resample", "sample rate converter",
+    // "sample rate converter quality", "length", "retain tail", "maximum tail
+    // length", "gain", "fade in length", "fade in curve", "fade out length",
+    // "fade out curve", each only when present; "effects", "labels" and
+    // "properties" when not empty; then each additional argument, in key
+    // order. The bit rate has no key here and doesn't survive the text.
+    QString scriptDescription() const override;
+    // Reads an instructions record: the keys above to their fields,
+    // "properties" to property records in the record's (key) order, and any
+    // other key to the additional arguments. A record with "effects" or
+    // "labels" doesn't read (see the source file). Null, with the error, for
+    // such a record, a value that isn't a record, or a bad value.
+    static std::shared_ptr<AudioProcessCommandInstructions> initWithScriptArguments(const QVariant& arguments,
+                                                                                    VMKError* error = nullptr);
 
 private:
     std::optional<QString> m_format;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 
 namespace ondrel {
 
@@ -16,6 +17,14 @@ public:
     void setLocation(double location);
     double length() const { return m_length; }  // seconds
     void setLength(double length);
+
+    // "{|type|:\"marker\",|location|:1.5,|length|:0}".
+    QString scriptDescription() const override;
+    // Reads a label record: "type" as a string, "location" and "length" as
+    // doubles; other keys are ignored. Null, with the error, for a value that
+    // isn't such a record.
+    static std::shared_ptr<AudioProcessCommandLabelInstructions> initWithScriptArguments(const QVariant& arguments,
+                                                                                         VMKError* error = nullptr);
 
 private:
     QString m_type;

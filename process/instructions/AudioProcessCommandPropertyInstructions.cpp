@@ -1,5 +1,10 @@
 #include "process/instructions/AudioProcessCommandPropertyInstructions.h"
 
+#include "core/objects/Variant.h"
+#include "process/instructions/ScriptText.h"
+
+#include <QtCore/QStringList>
+
 namespace ondrel {
 
 const ClassInfo& AudioProcessCommandPropertyInstructions::staticClassInfo() {
@@ -20,6 +25,22 @@ void AudioProcessCommandPropertyInstructions::setKey(const QString& key) {
 
 void AudioProcessCommandPropertyInstructions::setValue(const QVariant& value) {
     setAndNotify(QStringLiteral("value"), m_value, Variant::isAbsent(value) ? QVariant(QStringLiteral("")) : value);
+}
+
+QString AudioProcessCommandPropertyInstructions::scriptDescription() const {
+    const QString head = QLatin1Char('|') + m_key + QStringLiteral("|:");
+    if (Variant::isString(m_value))
+        return head + ScriptText::quoted(m_value.toString());
+    if (Variant::isDate(m_value))
+        return head + QStringLiteral("date ") + ScriptText::quoted(ScriptText::dateText(m_value.toDateTime()));
+    if (Variant::isList(m_value)) {
+        // Every item goes in quotes, whatever its kind, so the list reads back as strings.
+        QStringList items;
+        for (const QVariant& item : m_value.toList())
+            items.append(ScriptText::valueText(item));
+        return head + QStringLiteral("{\"") + items.join(QStringLiteral("\",\"")) + QStringLiteral("\"}");
+    }
+    return head + ScriptText::valueText(m_value);
 }
 
 } // namespace ondrel

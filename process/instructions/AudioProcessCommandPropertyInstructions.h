@@ -14,6 +14,11 @@ public:
     QVariant value() const { return m_value; }
     void setValue(const QVariant& value);  // absent is stored as the empty string
 
+    // The item of the properties record, by the kind of value:
+    // "|key|:\"text\"", "|key|:date \"MM/dd/yyyy hh:mm:ss AM\"",
+    // "|key|:{\"a\",\"b\"}" for a list, "|key|:value" for anything else.
+    QString scriptDescription() const override;
+
 private:
     QString m_key;
     QVariant m_value = QStringLiteral("");

@@ -2,6 +2,7 @@
 
 #include "core/objects/IndexSet.h"
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 #include "process/instructions/AudioProcessCommandEffectInstructions.h"
 #include "process/instructions/AudioProcessCommandSourceTieInstructions.h"
 
@@ -100,6 +101,21 @@ public:
     // Removes several at once, as one change; indexes past the end are ignored.
     void removeSourceTieInstructionsAtIndexes(const IndexSet& indexes);
 
+    // The source record: "{|entity|:entity id \"…\" of …" and then, in this
+    // order and each only when present, "location", "length", "source start",
+    // "reverse", "gain", "fade in length", "fade in curve", "fade out length",
+    // "fade out curve", "include labels", "include properties", "effects" and
+    // "ties" (the lists when not empty).
+    QString scriptDescription() const override;
+    // Reads a source record. "entity" must hold a std::shared_ptr<FileEntity>
+    // (the script reader, which knows the catalog, makes one of an entity
+    // specifier, and registers its conversion to Object); the other keys of
+    // the record above go to their fields, "effects" and "ties" through their
+    // records' readers; unknown keys are ignored. Null, with the error, for a
+    // value that isn't a record, a missing or wrong entity, or a bad value.
+    static std::shared_ptr<AudioProcessCommandSourceInstructions> initWithScriptArguments(const QVariant& arguments,
+                                                                                          VMKError* error = nullptr);
+
 private:
     void assignFileEntity(std::shared_ptr<FileEntity> fileEntity, ObjectPtr object);
 
@@ -121,3 +137,6 @@ private:
 };
 
 } // namespace ondrel
+
+// The form in which a script's entity specifier reaches the source reader.
+Q_DECLARE_METATYPE(std::shared_ptr<ondrel::FileEntity>)

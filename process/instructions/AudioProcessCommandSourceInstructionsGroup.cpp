@@ -1,6 +1,9 @@
 #include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
 
 #include "process/instructions/RecordLists.h"
+#include "process/instructions/ScriptArguments.h"
+
+#include <QtCore/QStringList>
 
 #include <algorithm>
 #include <limits>
@@ -58,6 +61,28 @@ DoubleRange AudioProcessCommandSourceInstructionsGroup::range() const {
         end = std::max(end, location + length);
     }
     return DoubleRange{start, end - start};
+}
+
+QString AudioProcessCommandSourceInstructionsGroup::scriptDescription() const {
+    QStringList texts;
+    for (const auto& source : m_sourceInstructions)
+        texts.append(source->scriptDescription());
+    return QLatin1Char('{') + texts.join(QLatin1Char(',')) + QLatin1Char('}');
+}
+
+std::shared_ptr<AudioProcessCommandSourceInstructionsGroup> AudioProcessCommandSourceInstructionsGroup::
+    initWithScriptArguments(const QVariant& arguments, VMKError* error) {
+    QVariantList list;
+    if (!ScriptArguments::list(arguments, QStringLiteral("the sources"), QStringLiteral("sources"), list, error))
+        return nullptr;
+    auto group = std::make_shared<AudioProcessCommandSourceInstructionsGroup>();
+    for (const QVariant& element : list) {
+        auto source = AudioProcessCommandSourceInstructions::initWithScriptArguments(element, error);
+        if (!source)
+            return nullptr;
+        group->m_sourceInstructions.push_back(std::move(source));
+    }
+    return group;
 }
 
 } // namespace ondrel

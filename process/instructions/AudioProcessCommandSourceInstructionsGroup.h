@@ -2,6 +2,7 @@
 
 #include "core/values/DoubleRange.h"
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 #include "process/instructions/AudioProcessCommandSourceInstructions.h"
 
 #include <memory>
@@ -38,6 +39,14 @@ public:
     // `location` (absent: 0). An empty group answers the largest finite double
     // as location and its negative as length.
     DoubleRange range() const;
+
+    // The list of the sources' records: "{{|entity|:…},{|entity|:…}}".
+    QString scriptDescription() const override;
+    // Reads a list of source records, each through the source reader, in
+    // order. Null, with the error, for a value that isn't a list or when a
+    // source can't be read.
+    static std::shared_ptr<AudioProcessCommandSourceInstructionsGroup> initWithScriptArguments(
+        const QVariant& arguments, VMKError* error = nullptr);
 
 private:
     std::vector<std::shared_ptr<AudioProcessCommandSourceInstructions>> m_sourceInstructions;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/objects/Object.h"
+#include "core/text/VMKError.h"
 
 namespace ondrel {
 
@@ -16,6 +17,15 @@ public:
     void setInputChannelIndex(quint64 index);
     quint64 outputChannelIndex() const { return m_outputChannelIndex; }  // from 0
     void setOutputChannelIndex(quint64 index);
+
+    // "{|input channel|:0,|output channel|:1}", with ",|gain|:…" before the
+    // brace when the gain isn't 0 and ",|invert|:true" when invert is set.
+    QString scriptDescription() const override;
+    // Reads a tie record: "input channel" and "output channel" as whole
+    // numbers, "gain" as a float, "invert" as a boolean; other keys are
+    // ignored. Null, with the error, for a value that isn't such a record.
+    static std::shared_ptr<AudioProcessCommandSourceTieInstructions> initWithScriptArguments(
+        const QVariant& arguments, VMKError* error = nullptr);
 
 private:
     bool m_invert = false;
