@@ -142,6 +142,12 @@ void prepareComponents(const QStringList& components, qsizetype entityCount, Com
 QString describe(const QVariant& value) {
     if (Variant::isDate(value))
         return value.toDateTime().toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss +0000"));
+    // Reals with the digits their type holds (16 of a double, 7 of a float),
+    // so that a tempo of 120.1 names "120.1" and not its binary remainder.
+    if (value.typeId() == QMetaType::Double)
+        return QString::number(value.toDouble(), 'g', 16);
+    if (value.typeId() == QMetaType::Float)
+        return QString::number(value.toFloat(), 'g', 7);
     return Variant::describe(value);
 }
 

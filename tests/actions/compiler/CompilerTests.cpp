@@ -186,6 +186,15 @@ TEST_F(CompilerTest, PropertyComponentTakesTheLastMatchingRecord) {
     EXPECT_EQ(filenames(compile(files, {})), QStringList{"f0"});
 }
 
+// A real value (a tempo read from a tag) is written as its shortest plain
+// text, "120.1", not with the noise of its last binary digits.
+TEST_F(CompilerTest, PropertyComponentWritesARealValueWithoutBinaryNoise) {
+    save->setFilenameComponents({QStringLiteral("[P]Tempo"), QStringLiteral("[T] bpm")});
+    const auto files = entities(1);
+    files[0]->setMetadata({{QStringLiteral("tempo"), 120.1}});
+    EXPECT_EQ(filenames(compile(files)), QStringList{"120.1 bpm"});
+}
+
 // Folders: the destination, with the subfolders below the entities' common
 // path when the hierarchy is kept (a lone entity gets none), or no folder
 // when the destination is empty.
