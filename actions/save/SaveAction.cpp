@@ -25,9 +25,18 @@ QStringList SaveAction::parameterKeys() const {
 }
 
 std::shared_ptr<Action> SaveAction::copy() const {
-    auto action = std::dynamic_pointer_cast<SaveAction>(Action::copy());
-    if (action)
-        action->m_destinationBookmark = m_destinationBookmark;
+    if (&classInfo() != &staticClassInfo())
+        return Action::copy();
+    std::shared_ptr<SaveAction> action(new SaveAction(WithoutDestination{}));
+    action->setEnabled(isEnabled());
+    action->setDisclosed(isDisclosed());
+    action->setIdentifier(identifier());
+    action->setName(name());
+    action->m_destinationBookmark = m_destinationBookmark;
+    action->m_filenameComponents = m_filenameComponents;
+    action->m_replaceOriginal = m_replaceOriginal;
+    action->m_addResults = m_addResults;
+    action->m_preserveHierarchy = m_preserveHierarchy;
     return action;
 }
 

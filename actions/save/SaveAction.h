@@ -19,7 +19,8 @@ public:
     // destinationBookmark, filenameComponents, replaceOriginal, addResults,
     // preserveHierarchy.
     QStringList parameterKeys() const override;
-    // The bookmark is copied as it is, not resolved again.
+    // Every field copied as it is: the bookmark isn't resolved again and no
+    // default folder is made, so a run's copy costs no disk access.
     std::shared_ptr<Action> copy() const override;
 
     // Folder for results; empty data puts each result next to its source.
@@ -46,6 +47,10 @@ public:
     static QByteArray defaultDestinationBookmark();
 
 private:
+    struct WithoutDestination {};
+    // A save action whose destination is yet to be set: no default folder is made.
+    explicit SaveAction(WithoutDestination) {}
+
     QByteArray m_destinationBookmark;
     QStringList m_filenameComponents;
     bool m_replaceOriginal = false;
