@@ -7,6 +7,7 @@
 
 #include <QtCore/QFileInfo>
 
+#include <cmath>
 #include <limits>
 
 namespace ondrel {
@@ -57,8 +58,9 @@ QVariant readTyped(const QString& type, const QString& text, QString* error) {
     if (type == QLatin1String("float")) {
         bool ok = false;
         const double v = text.trimmed().toDouble(&ok);
-        if (!ok) {
-            *error = QStringLiteral("'%1' is not a number").arg(text);
+        // "nan" and "inf" read as numbers, but no parameter takes them.
+        if (!ok || !std::isfinite(v)) {
+            *error = QStringLiteral("'%1' is not a finite number").arg(text);
             return QVariant();
         }
         return v;
