@@ -42,7 +42,8 @@ QVariantMap defaultsOf(const Action& action) {
     return defaults;
 }
 
-QVariant readTyped(const QString& type, const QString& text, QString* error) {
+// `textsOnly`: a list must hold texts alone (the default is a list of texts).
+QVariant readTyped(const QString& type, bool textsOnly, const QString& text, QString* error) {
     if (type == QLatin1String("bool"))
         return ArgumentValue::parseAs(QStringLiteral("bool"), text, error);
     if (type == QLatin1String("unsigned") || type == QLatin1String("integer")) {
@@ -73,6 +74,12 @@ QVariant readTyped(const QString& type, const QString& text, QString* error) {
             *error = QStringLiteral("'%1' is not a JSON list").arg(text);
             return QVariant();
         }
+        if (list.isValid() && textsOnly)
+            for (const QVariant& element : list.toList())
+                if (!Variant::isString(element)) {
+                    *error = QStringLiteral("'%1' is not a JSON list of texts").arg(text);
+                    return QVariant();
+                }
         return list;
     }
     if (type == QLatin1String("data")) {
@@ -119,9 +126,11 @@ bool ActionParameters::read(const Action& action, const QStringList& arguments, 
                                           .arg(action.className(), key, keys.join(QStringLiteral(", ")));
             return false;
         }
-        const QString type = typeOfValue(defaults.value(key));
+        const QVariant defaultValue = defaults.value(key);
+        const QString type = typeOfValue(defaultValue);
         QString valueError;
-        const QVariant value = readTyped(type, argument.mid(equals + 1), &valueError);
+        const QVariant value =
+            readTyped(type, defaultValue.typeId() == QMetaType::QStringList, argument.mid(equals + 1), &valueError);
         if (!valueError.isEmpty() || (!value.isValid() && type != QLatin1String("any"))) {
             *error = QStringLiteral("%1 of %2 takes %3: %4").arg(key, action.className(), type, valueError);
             return false;
