@@ -43,7 +43,8 @@ QVariantMap defaultsOf(const Action& action) {
 }
 
 // `textsOnly`: a list must hold texts alone (the default is a list of texts).
-QVariant readTyped(const QString& type, bool textsOnly, const QString& text, QString* error) {
+// `folderOnly`: a path must name a folder (a destination).
+QVariant readTyped(const QString& type, bool textsOnly, bool folderOnly, const QString& text, QString* error) {
     if (type == QLatin1String("bool"))
         return ArgumentValue::parseAs(QStringLiteral("bool"), text, error);
     if (type == QLatin1String("unsigned") || type == QLatin1String("integer")) {
@@ -90,6 +91,10 @@ QVariant readTyped(const QString& type, bool textsOnly, const QString& text, QSt
             *error = QStringLiteral("'%1' does not exist").arg(text);
             return QVariant();
         }
+        if (folderOnly && !info.isDir()) {
+            *error = QStringLiteral("'%1' is not a folder").arg(text);
+            return QVariant();
+        }
         VMKError bookmarkError;
         const QByteArray data = Bookmark::bookmarkData(URL::fileURLWithPath(info.absoluteFilePath()),
                                                        Bookmark::WithSecurityScope, &bookmarkError);
@@ -130,7 +135,8 @@ bool ActionParameters::read(const Action& action, const QStringList& arguments, 
         const QString type = typeOfValue(defaultValue);
         QString valueError;
         const QVariant value =
-            readTyped(type, defaultValue.typeId() == QMetaType::QStringList, argument.mid(equals + 1), &valueError);
+            readTyped(type, defaultValue.typeId() == QMetaType::QStringList,
+                      key == QLatin1String("destinationBookmark"), argument.mid(equals + 1), &valueError);
         if (!valueError.isEmpty() || (!value.isValid() && type != QLatin1String("any"))) {
             *error = QStringLiteral("%1 of %2 takes %3: %4").arg(key, action.className(), type, valueError);
             return false;

@@ -44,6 +44,7 @@ TEST(WorkflowCommand, WrongEditsNameTheFaultAndChangeNothing) {
         {{"workflow", "save-options", "filenameComponents=[1]"}, "filenameComponents"},
         {{"workflow", "save-options", "filenameComponents=[F]"}, "filenameComponents"},
         {{"workflow", "save-options", "destinationBookmark=/no/such/folder"}, "/no/such/folder"},
+        {{"workflow", "save-options", "destinationBookmark=" + path}, "Workflow.plist"},  // a file is no folder
         {{"workflow", "save-options", "addResults=maybe"}, "addResults"},
     };
     for (const auto& row : rows) {
