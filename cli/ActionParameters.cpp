@@ -7,6 +7,7 @@
 
 #include <QtCore/QFileInfo>
 
+#include <cmath>
 #include <limits>
 
 namespace ondrel {
@@ -41,7 +42,9 @@ QVariantMap defaultsOf(const Action& action) {
     return defaults;
 }
 
-QVariant readTyped(const QString& type, const QString& text, QString* error) {
+// `textsOnly`: a list must hold texts alone (the default is a list of texts).
+// `folderOnly`: a path must name a folder (a destination).
+QVariant readTyped(const QString& type, bool textsOnly, bool folderOnly, const QString& text, QString* error) {
     if (type == QLatin1String("bool"))
         return ArgumentValue::parseAs(QStringLiteral("bool"), text, error);
     if (type == QLatin1String("unsigned") || type == QLatin1String("integer")) {
@@ -57,8 +60,9 @@ QVariant readTyped(const QString& type, const QString& text, QString* error) {
     if (type == QLatin1String("float")) {
         bool ok = false;
         const double v = text.trimmed().toDouble(&ok);
-        if (!ok) {
-            *error = QStringLiteral("'%1' is not a number").arg(text);
+        // "nan" and "inf" read as numbers, but no parameter takes them.
+        if (!ok || !std::isfinite(v)) {
+            *error = QStringLiteral("'%1' is not a finite number").arg(text);
             return QVariant();
         }
         return v;
@@ -71,6 +75,12 @@ QVariant readTyped(const QString& type, const QString& text, QString* error) {
             *error = QStringLiteral("'%1' is not a JSON list").arg(text);
             return QVariant();
         }
+        if (list.isValid() && textsOnly)
+            for (const QVariant& element : list.toList())
+                if (!Variant::isString(element)) {
+                    *error = QStringLiteral("'%1' is not a JSON list of texts").arg(text);
+                    return QVariant();
+                }
         return list;
     }
     if (type == QLatin1String("data")) {
@@ -79,6 +89,10 @@ QVariant readTyped(const QString& type, const QString& text, QString* error) {
         const QFileInfo info(text);
         if (!info.exists()) {
             *error = QStringLiteral("'%1' does not exist").arg(text);
+            return QVariant();
+        }
+        if (folderOnly && !info.isDir()) {
+            *error = QStringLiteral("'%1' is not a folder").arg(text);
             return QVariant();
         }
         VMKError bookmarkError;
@@ -117,9 +131,12 @@ bool ActionParameters::read(const Action& action, const QStringList& arguments, 
                                           .arg(action.className(), key, keys.join(QStringLiteral(", ")));
             return false;
         }
-        const QString type = typeOfValue(defaults.value(key));
+        const QVariant defaultValue = defaults.value(key);
+        const QString type = typeOfValue(defaultValue);
         QString valueError;
-        const QVariant value = readTyped(type, argument.mid(equals + 1), &valueError);
+        const QVariant value =
+            readTyped(type, defaultValue.typeId() == QMetaType::QStringList,
+                      key == QLatin1String("destinationBookmark"), argument.mid(equals + 1), &valueError);
         if (!valueError.isEmpty() || (!value.isValid() && type != QLatin1String("any"))) {
             *error = QStringLiteral("%1 of %2 takes %3: %4").arg(key, action.className(), type, valueError);
             return false;

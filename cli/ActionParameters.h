@@ -12,8 +12,8 @@ class Action;
 // The parameters of an action as the command line reads and shows them.
 // A parameter's type is that of its value in a new action of the class:
 // "bool", "unsigned", "integer", "float", "text", "list", "data" (a
-// bookmark, given as a path, "" for none); a parameter without a default
-// takes what the text looks like.
+// bookmark, given as a path, "" for none; a destinationBookmark names a
+// folder); a parameter without a default takes what the text looks like.
 class ActionParameters {
 public:
     // The type name of each parameter key of the class, in key order.

@@ -153,21 +153,30 @@ void listGroup(const GroupEntity& group, int depth, bool tree, QVariantList& jso
     }
 }
 
-// A value as the desktop program shows it, by the formatter of the last key
-// of its path ("channelDetails[2].peak" by that of "peak"); without one, as
-// the command line writes values.
-QString formatted(const QString& path, const QVariant& value) {
+// The formatter of the last key of a path ("channelDetails[2].peak" that of
+// "peak"), or null.
+std::shared_ptr<Formatter> formatterOfPath(const QString& path) {
     QString key = path.section(QLatin1Char('.'), -1);
     key.truncate(key.indexOf(QLatin1Char('[')) < 0 ? key.size() : key.indexOf(QLatin1Char('[')));
-    if (const auto formatter = FormatterController::sharedInstance()->formatterForKey(key))
+    return FormatterController::sharedInstance()->formatterForKey(key);
+}
+
+// A value as the desktop program shows it, by the formatter of its path;
+// without one, as the command line writes values.
+QString formatted(const QString& path, const QVariant& value) {
+    if (const auto formatter = formatterOfPath(path))
         return formatter->stringForObjectValue(value);
     return Output::toText(value);
 }
 
 // "key: value" lines, nested lists and dictionaries by their paths ("labels[1].name"),
-// each value formatted.
+// each value formatted. A list whose key has a formatter (the descriptors)
+// is one value to it, shown whole.
 void printFlattened(const QString& key, const QVariant& value) {
-    if (value.typeId() == QMetaType::QVariantMap) {
+    const bool isList = value.typeId() == QMetaType::QVariantList || value.typeId() == QMetaType::QStringList;
+    if (isList && !key.isEmpty() && formatterOfPath(key)) {
+        Output::line(key + QStringLiteral(": ") + formatted(key, value));
+    } else if (value.typeId() == QMetaType::QVariantMap) {
         const QVariantMap map = value.toMap();
         if (map.isEmpty() && !key.isEmpty())
             Output::line(key + QStringLiteral(": {}"));

@@ -223,12 +223,6 @@ int WorkflowCommand::saveOptions(const QStringList& arguments) {
     QString error;
     if (!ActionParameters::read(*save, arguments, &values, &error))
         return Output::usage(error);
-    const QVariant components = values.value(QStringLiteral("filenameComponents"));
-    if (components.isValid())
-        for (const QVariant& component : components.toList())
-            if (!Variant::isString(component))
-                return Output::usage(QStringLiteral("filenameComponents takes a JSON list of texts, and %1 is none")
-                                         .arg(Output::toText(component)));
     ActionParameters::apply(*save, values);
     return Output::Done;
 }

@@ -164,10 +164,11 @@ QString VMKTimeFormatter::stringForSeconds(double seconds) const {
     if (!(rounded < kLargestUnits))
         return sign + kInfinity;
     const qint64 units = qint64(rounded);
-    // A negative time that rounds to zero shows as zero; negative bar
-    // positions count from 0, since no bar lies before the first.
+    // A negative time that rounds to zero shows as zero (a bar position as
+    // that of zero); negative bar positions count from 0, since no bar lies
+    // before the first.
     const bool negative = seconds < 0.0 && units > 0;
-    const bool position = m_isPosition && !(seconds < 0.0 && form.kind == Kind::Bars);
+    const bool position = m_isPosition && !(negative && form.kind == Kind::Bars);
     const QString text = [&]() -> QString {
         switch (form.kind) {
         case Kind::Count:

@@ -31,6 +31,10 @@ protected:
     // Answers false after filling `errorDescription`, when given, with the
     // text of "Formatter_error_unreadable" for `string`.
     static bool failToRead(const QString& string, QString* errorDescription);
+    // A finite `value` with `fractionDigits` decimals and '.' as the point,
+    // rounded as printf's "%.*f" does: to the nearest, and a tie of the
+    // exact binary value to the even digit (0.125 gives "0.12").
+    static QString fixedText(double value, int fractionDigits);
 };
 
 } // namespace ondrel

@@ -76,7 +76,7 @@ QString LevelFormatter::stringForLevel(double level, const QString& format) {
     if (format == QLatin1String("decibel")) {
         if (!std::isfinite(level))
             return QStringLiteral("-∞ dB");
-        return QString::asprintf("%.2f dB", level);
+        return fixedText(level, 2) + QStringLiteral(" dB");
     }
     const float a = std::isnan(level) ? 0.0f : std::pow(10.0f, float(level) / 20.0f);
     if (format == QLatin1String("percent")) {
@@ -84,7 +84,7 @@ QString LevelFormatter::stringForLevel(double level, const QString& format) {
         return std::isfinite(percent) ? QString::asprintf("%.0f %%", double(percent)) : QStringLiteral("∞ %");
     }
     if (format == QLatin1String("normalized"))
-        return std::isfinite(a) ? QString::asprintf("%.2f", double(std::abs(a))) : QStringLiteral("∞");
+        return std::isfinite(a) ? fixedText(std::abs(a), 2) : QStringLiteral("∞");
     if (format == QLatin1String("8bit")) {
         const qint64 value = roundedInteger(a * 127.0f);
         return QString::number(std::clamp<qint64>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));

@@ -73,8 +73,9 @@ bool LoudnessFormatter::getObjectValue(QVariant* out, const QString& string, QSt
     const QString unit = absolute ? QStringLiteral("LUFS") : QStringLiteral("LU");
     if (text.endsWith(unit))
         text = text.chopped(unit.size()).trimmed();
-    bool ok = false;
-    const double loudness = QLocale::c().toDouble(text, &ok);
+    // Silence shows as minus infinity in either unit.
+    bool ok = text == QStringLiteral("-∞") || text == QStringLiteral("∞");
+    const double loudness = ok ? (text.startsWith(QLatin1Char('-')) ? -qInf() : qInf()) : QLocale::c().toDouble(text, &ok);
     if (!ok)
         return failToRead(string, errorDescription);
     if (out)

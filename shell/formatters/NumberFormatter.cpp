@@ -41,7 +41,7 @@ QString NumberFormatter::stringForNumber(double value, const Settings& settings)
     if (std::isinf(scaled))
         return negative ? QStringLiteral("-∞") + settings.negativeSuffix : QStringLiteral("∞") + settings.positiveSuffix;
 
-    QString digits = QString::number(std::abs(scaled), 'f', settings.maximumFractionDigits);
+    QString digits = fixedText(std::abs(scaled), settings.maximumFractionDigits);
     qsizetype point = digits.indexOf(QLatin1Char('.'));
     if (point >= 0) {
         // Trailing zeros go down to the minimum number of fraction digits.

@@ -20,7 +20,7 @@ QString TruePeakFormatter::stringForObjectValue(const QVariant& value) const {
         return {};
     if (!std::isfinite(level))
         return QStringLiteral("-∞ dBTP");
-    return QString::asprintf("%.2f dBTP", level);
+    return fixedText(level, 2) + QStringLiteral(" dBTP");
 }
 
 bool TruePeakFormatter::getObjectValue(QVariant* out, const QString& string, QString* errorDescription) const {

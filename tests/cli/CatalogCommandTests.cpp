@@ -1,6 +1,11 @@
 #include "tests/support/TestSupport.h"
 #include "tests/support/cli/CommandLineRunner.h"
 
+#include "core/files/URL.h"
+#include "core/storage/KeyedArchiver.h"
+#include "core/storage/VMKDatabaseController.h"
+#include "core/storage/VMKDatabaseQuery.h"
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -88,6 +93,37 @@ TEST(CatalogCommand, AddedTreeComesBackTheSameAfterRestarts) {
         runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("show"), root + QStringLiteral("/Mix.R.wav")});
     ASSERT_EQ(show.exitCode, 0) << show.err.toStdString();
     EXPECT_EQ(QJsonDocument::fromJson(show.out.toUtf8()).object()[QStringLiteral("ID")], mix[QStringLiteral("ID")]);
+}
+
+// A list value goes to its key's formatter whole, as the desktop program
+// shows it: the descriptors used to print one element a line. The JSON form
+// keeps the list itself.
+TEST(CatalogCommand, ShowFormatsAListValueWholeAndJsonKeepsIt) {
+    TemporaryHome home;
+    const QString wav = home.filePath(QStringLiteral("Pad.wav"));
+    ASSERT_TRUE(writeTone(wav));
+    ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("add"), wav}).exitCode, 0);
+    const QString ID = listed(home.path()).first()[QStringLiteral("ID")].toString();
+    // The descriptors as the catalog keeps a file's properties.
+    const auto database = VMKDatabaseController::initWithURL(URL::fileURLWithPath(home.filePath(QStringLiteral("Entities.db"))));
+    database->executeStatement(QStringLiteral("INSERT INTO FileProperty (fileEntityID, key, value) VALUES (?, ?, ?)"), nullptr,
+                               [&](VMKDatabaseQuery& query) {
+                                   query.setStringValue(ID, 0);
+                                   query.setStringValue(QStringLiteral("descriptors"), 1);
+                                   query.setDataValue(KeyedArchiver::archivedDataWithRootObject(
+                                                          QVariantList{QStringLiteral("dark"), QStringLiteral("warm")}),
+                                                      2);
+                                   query.execute();
+                               });
+    ASSERT_TRUE(database->lastErrorMessage().isEmpty()) << database->lastErrorMessage().toStdString();
+
+    const CommandResult text = runOndrel(home.path(), {QStringLiteral("show"), wav});
+    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
+    EXPECT_TRUE(text.out.split(QLatin1Char('\n')).contains(QStringLiteral("metadata.descriptors: dark, warm"))) << text.out.toStdString();
+    const CommandResult json = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("show"), wav});
+    ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(json.out.toUtf8()).object()[QStringLiteral("metadata")][QStringLiteral("descriptors")],
+              QJsonArray({QStringLiteral("dark"), QStringLiteral("warm")}));
 }
 
 // A second add of a file already in the catalog must not make a second

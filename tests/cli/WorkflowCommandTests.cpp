@@ -34,6 +34,8 @@ TEST(WorkflowCommand, WrongEditsNameTheFaultAndChangeNothing) {
         {{"workflow", "add", "changeToFLAC", "depth=16"}, "depth"},
         {{"workflow", "add", "changeToFLAC", "bitDepth=-1"}, "bitDepth"},
         {{"workflow", "add", "changeToFLAC", "compression=fast"}, "compression"},
+        {{"workflow", "add", "changeToFLAC", "compression=nan"}, "compression"},
+        {{"workflow", "add", "SaveAction", "filenameComponents=[1]"}, "filenameComponents"},  // as save-options refuses it
         {{"workflow", "add", "changeToFLAC", "bitDepth"}, "KEY=VALUE"},
         {{"workflow", "add", "changeToFLAC", "--at", "3"}, "--at"},
         {{"workflow", "add", "changeToFLAC", "--bogus"}, "--bogus"},
@@ -42,6 +44,7 @@ TEST(WorkflowCommand, WrongEditsNameTheFaultAndChangeNothing) {
         {{"workflow", "save-options", "filenameComponents=[1]"}, "filenameComponents"},
         {{"workflow", "save-options", "filenameComponents=[F]"}, "filenameComponents"},
         {{"workflow", "save-options", "destinationBookmark=/no/such/folder"}, "/no/such/folder"},
+        {{"workflow", "save-options", "destinationBookmark=" + path}, "Workflow.plist"},  // a file is no folder
         {{"workflow", "save-options", "addResults=maybe"}, "addResults"},
     };
     for (const auto& row : rows) {

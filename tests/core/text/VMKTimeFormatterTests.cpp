@@ -64,6 +64,7 @@ TEST(VMKTimeFormatter, TextsAtTheBoundariesOfEachForm) {
         {9, true, 2.25, "2.1.50"},
         {9, false, 2.25, "1.0.50"},
         {9, true, -0.25, "-0.0.50"},         // no bar before the first: counted from 0
+        {9, true, -0.001, "1.1.00"},         // rounds to zero: the position of zero
         {16, true, 0.5, "1.2.000"},
         {16, true, 0.501, "1.2.001"},        // 0.96 ticks
         {99, false, 1.0, "0:01.000"},        // an unknown code: the default form

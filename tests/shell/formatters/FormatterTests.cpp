@@ -41,6 +41,8 @@ TEST(FormatterController, EachKeyShowsItsValuesByItsRules) {
         {"peakToPeak", 1.23456, "123.456 %"},
         {"formFactor", 1.5, "1.50"},
         {"crestFactor", 12.345678, "12.35"},  // one integer digit is a minimum only
+        {"formFactor", 0.125, "0.12"},        // an exact binary tie goes to even, not up
+        {"channels", 2.5, "2"},
         {"loudnessRange", 7.04, "7.0 LU"},
         {"difference", -0.5, "-0.50 %"},
         {"frames", 1234567, "1,234,567"},
@@ -57,6 +59,7 @@ TEST(FormatterController, EachKeyShowsItsValuesByItsRules) {
         {"truePeak", 3.4028235e38, ""},
         {"truePeak", -qInf(), "-∞ dBTP"},
         {"truePeak", -0.314, "-0.31 dBTP"},
+        {"truePeak", -0.125, "-0.12 dBTP"},   // "%.2f": a tie to even
         {"truePeak", QStringLiteral("-1"), ""},
         {"peak", 0.0, "0.00 dB"},
         {"programLoudness", 0.0, "-23.0 LUFS"},
@@ -112,6 +115,7 @@ TEST(FormatterController, TextsReadBackByKey) {
         {"peak", "-6.00 dB", -6.0},
         {"truePeak", "loud", QVariant()},
         {"programLoudness", "-21.5 LUFS", 1.5},
+        {"programLoudness", "-∞ LUFS", -qInf()},  // silence, as it shows
         {"playbackType", "one shot", QStringLiteral("oneShot")},
         {"unknownKey", "as is", QStringLiteral("as is")},
     };
@@ -122,6 +126,8 @@ TEST(FormatterController, TextsReadBackByKey) {
         if (!row.value.isValid()) {
             EXPECT_FALSE(value.isValid()) << row.key << ": " << row.text;
             EXPECT_FALSE(error.isEmpty()) << row.key << ": " << row.text;
+        } else if (row.value.typeId() == QMetaType::Double && std::isinf(row.value.toDouble())) {
+            EXPECT_EQ(value.toDouble(), row.value.toDouble()) << row.key << ": " << row.text;
         } else if (row.value.typeId() == QMetaType::Double) {
             EXPECT_NEAR(value.toDouble(), row.value.toDouble(), 1e-9 * std::max(1.0, std::abs(row.value.toDouble()))) << row.key << ": " << row.text;
         } else {
@@ -147,6 +153,7 @@ TEST(LevelFormatter, EachScaleShowsTheEdgesOfItsRange) {
         {"decibel", -qInf(), "-∞ dB"},
         {"decibel", qQNaN(), "-∞ dB"},
         {"decibel", -6.0206, "-6.02 dB"},
+        {"decibel", -0.125, "-0.12 dB"},      // "%.2f" takes an exact tie to even
         {"percent", -6.0206, "50 %"},
         {"normalized", -6.0206, "0.50"},
         {"8bit", -20.0, "13"},
