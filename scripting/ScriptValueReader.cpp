@@ -319,7 +319,12 @@ bool ScriptValueReader::readNumber(QVariant& value) {
     }
     double number = 0;
     const auto result = std::from_chars(first, last, number);
-    if (result.ptr != last || (result.ec != std::errc() && result.ec != std::errc::result_out_of_range))
+    // Out of range, from_chars leaves the number as it was: that 0 must not
+    // stand for a value of 1e400 or 1e-400.
+    if (result.ec == std::errc::result_out_of_range)
+        return fail(QStringLiteral("%1 is beyond the range of numbers").arg(QString::fromStdString(chars).left(40)),
+                    start);
+    if (result.ptr != last || result.ec != std::errc())
         return fail(QStringLiteral("\"%1\" is no number").arg(QString::fromStdString(chars)), start);
     value = number;
     return true;

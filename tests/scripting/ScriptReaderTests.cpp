@@ -139,3 +139,17 @@ TEST(ScriptRunReaderTest, MalformedTextFailsWithItsPlace) {
         EXPECT_TRUE(reader.read(good.left(length), &error) || error.isError());
     }
 }
+
+// A number beyond the range of a double is an error with its place; the
+// reader used to keep the 0 it started from, so a gain of 1e400 or a whole
+// number of 400 digits silently became 0.
+TEST(ScriptValueReaderTest, NumbersOutOfRangeFail) {
+    const QString cases[] = {QStringLiteral("1e400"), QStringLiteral("-1e400"), QStringLiteral("1e-400"),
+                             QStringLiteral("1") + QString(400, QLatin1Char('0'))};
+    for (const QString& number : cases) {
+        VMKError error;
+        const QVariant value = ScriptValueReader::valueWithText(QStringLiteral("{|gain|:") + number + u'}', {}, &error);
+        EXPECT_FALSE(value.isValid()) << qPrintable(number.left(20)) << " read as " << qPrintable(Variant::describe(value));
+        EXPECT_EQ(error.userInfo().value(QStringLiteral("column")).toInt(), 9) << qPrintable(error.localizedDescription());
+    }
+}
