@@ -166,10 +166,17 @@ bool ScriptValueReader::readValue(QVariant& value, int depth) {
         QString text;
         if (!readString(text))
             return false;
-        const QDateTime local = QLocale::c().toDateTime(text, ScriptText::DateFormat);
-        if (!local.isValid())
+        // The day and the time of day are read apart: read as one they make a
+        // local time, and an hour that the local clock skips would be no date.
+        const QString& format = ScriptText::DateFormat;
+        const qsizetype textBlank = text.indexOf(QLatin1Char(' '));
+        const qsizetype formatBlank = format.indexOf(QLatin1Char(' '));
+        const QDate day = textBlank < 0 ? QDate() : QLocale::c().toDate(text.left(textBlank), format.left(formatBlank));
+        const QTime time =
+            textBlank < 0 ? QTime() : QLocale::c().toTime(text.mid(textBlank + 1), format.mid(formatBlank + 1));
+        if (!day.isValid() || !time.isValid())
             return fail(QStringLiteral("\"%1\" is no date").arg(text), start);
-        value = QDateTime(local.date(), local.time(), Qt::UTC);
+        value = QDateTime(day, time, Qt::UTC);
         return true;
     }
     if (word == QLatin1String("posix")) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ctime>
 #include <limits>
 
 using namespace ondrel;
@@ -152,4 +153,29 @@ TEST(ScriptValueReaderTest, NumbersOutOfRangeFail) {
         EXPECT_FALSE(value.isValid()) << qPrintable(number.left(20)) << " read as " << qPrintable(Variant::describe(value));
         EXPECT_EQ(error.userInfo().value(QStringLiteral("column")).toInt(), 9) << qPrintable(error.localizedDescription());
     }
+}
+
+// Dates are written in UTC, so they must be read in UTC whatever the zone of
+// the machine: read as local time, an hour that the local clock skips in
+// spring (02:30 on the last Sunday of March in Central Europe) was no date at
+// all, and a run with such a date property didn't read back.
+TEST(ScriptValueReaderTest, DatesReadInUTCInsideALocalClockChange) {
+    const QByteArray zone = qgetenv("TZ");
+    const bool hadZone = qEnvironmentVariableIsSet("TZ");
+    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");  // a POSIX rule: needs no zone files
+    tzset();
+    const QDateTime dates[] = {QDateTime(QDate(2026, 3, 29), QTime(2, 30, 0), Qt::UTC),
+                               QDateTime(QDate(2026, 10, 25), QTime(2, 30, 0), Qt::UTC),
+                               QDateTime(QDate(2026, 1, 1), QTime(0, 5, 9), Qt::UTC)};
+    for (const QDateTime& date : dates) {
+        const QString text = ScriptText::valueText(date);
+        VMKError error;
+        const QVariant value = ScriptValueReader::valueWithText(text, {}, &error);
+        EXPECT_EQ(value.toDateTime(), date) << qPrintable(text) << ": " << qPrintable(error.localizedDescription());
+    }
+    if (hadZone)
+        qputenv("TZ", zone);
+    else
+        qunsetenv("TZ");
+    tzset();
 }
