@@ -194,12 +194,15 @@ bool ScriptValueReader::readValue(QVariant& value, int depth) {
     }
     if (word == QLatin1String("entity"))
         return readSpecifier(value);
-    if (c.isNull())
+    if (m_position >= m_text.size())  // not c.isNull(): a NUL character is no end
         return fail(QStringLiteral("the text ends where a value was expected"));
     if (c == QLatin1Char('\n'))
         return fail(QStringLiteral("the line ends where a value was expected"));
-    return fail(word.isEmpty() ? QStringLiteral("a value was expected, not \"%1\"").arg(c)
-                               : QStringLiteral("\"%1\" is no value").arg(word));
+    if (!word.isEmpty())
+        return fail(QStringLiteral("\"%1\" is no value").arg(word));
+    return fail(c.isPrint() ? QStringLiteral("a value was expected, not \"%1\"").arg(c)
+                            : QStringLiteral("a value was expected, not the character U+%1")
+                                  .arg(c.unicode(), 4, 16, QLatin1Char('0')));
 }
 
 bool ScriptValueReader::readCollection(QVariant& value, int depth) {
@@ -251,8 +254,9 @@ bool ScriptValueReader::readCollection(QVariant& value, int depth) {
             ++m_position;
             break;
         }
-        return fail(peek().isNull() ? QStringLiteral("the text ends inside a %1").arg(isRecord ? "record" : "list")
-                                    : QStringLiteral("a comma or a closing brace was expected"));
+        return fail(m_position >= m_text.size()
+                        ? QStringLiteral("the text ends inside a %1").arg(isRecord ? "record" : "list")
+                        : QStringLiteral("a comma or a closing brace was expected"));
     }
     value = isRecord ? QVariant(record) : QVariant(list);
     return true;

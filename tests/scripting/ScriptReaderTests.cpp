@@ -179,3 +179,21 @@ TEST(ScriptValueReaderTest, DatesReadInUTCInsideALocalClockChange) {
         qunsetenv("TZ");
     tzset();
 }
+
+// A NUL character in the text is a character like any other, not its end:
+// the reader took it for the end and told of a text that ends where it goes
+// on, which sends the user looking for a cut file.
+TEST(ScriptValueReaderTest, NulCharacterIsNotTheEndOfTheText) {
+    const QString nul(QChar(0));
+    struct Case { QString text; int column; };
+    const Case cases[] = {{QStringLiteral("{1,") + nul + u'}', 4}, {QStringLiteral("{1") + nul + u'}', 3},
+                          {QStringLiteral("{|k|:1") + nul + u'}', 7}};
+    for (const Case& c : cases) {
+        VMKError error;
+        EXPECT_FALSE(ScriptValueReader::valueWithText(c.text, {}, &error).isValid());
+        const QString message = error.localizedDescription();
+        EXPECT_FALSE(message.contains(QLatin1String("ends"))) << qPrintable(message);
+        EXPECT_FALSE(message.contains(nul)) << "the message carries the NUL itself";
+        EXPECT_EQ(error.userInfo().value(QStringLiteral("column")).toInt(), c.column) << qPrintable(message);
+    }
+}
