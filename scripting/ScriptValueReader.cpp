@@ -166,10 +166,17 @@ bool ScriptValueReader::readValue(QVariant& value, int depth) {
         QString text;
         if (!readString(text))
             return false;
-        const QDateTime local = QLocale::c().toDateTime(text, ScriptText::DateFormat);
-        if (!local.isValid())
+        // The day and the time of day are read apart: read as one they make a
+        // local time, and an hour that the local clock skips would be no date.
+        const QString& format = ScriptText::DateFormat;
+        const qsizetype textBlank = text.indexOf(QLatin1Char(' '));
+        const qsizetype formatBlank = format.indexOf(QLatin1Char(' '));
+        const QDate day = textBlank < 0 ? QDate() : QLocale::c().toDate(text.left(textBlank), format.left(formatBlank));
+        const QTime time =
+            textBlank < 0 ? QTime() : QLocale::c().toTime(text.mid(textBlank + 1), format.mid(formatBlank + 1));
+        if (!day.isValid() || !time.isValid())
             return fail(QStringLiteral("\"%1\" is no date").arg(text), start);
-        value = QDateTime(local.date(), local.time(), Qt::UTC);
+        value = QDateTime(day, time, Qt::UTC);
         return true;
     }
     if (word == QLatin1String("posix")) {
@@ -187,12 +194,15 @@ bool ScriptValueReader::readValue(QVariant& value, int depth) {
     }
     if (word == QLatin1String("entity"))
         return readSpecifier(value);
-    if (c.isNull())
+    if (m_position >= m_text.size())  // not c.isNull(): a NUL character is no end
         return fail(QStringLiteral("the text ends where a value was expected"));
     if (c == QLatin1Char('\n'))
         return fail(QStringLiteral("the line ends where a value was expected"));
-    return fail(word.isEmpty() ? QStringLiteral("a value was expected, not \"%1\"").arg(c)
-                               : QStringLiteral("\"%1\" is no value").arg(word));
+    if (!word.isEmpty())
+        return fail(QStringLiteral("\"%1\" is no value").arg(word));
+    return fail(c.isPrint() ? QStringLiteral("a value was expected, not \"%1\"").arg(c)
+                            : QStringLiteral("a value was expected, not the character U+%1")
+                                  .arg(c.unicode(), 4, 16, QLatin1Char('0')));
 }
 
 bool ScriptValueReader::readCollection(QVariant& value, int depth) {
@@ -244,8 +254,9 @@ bool ScriptValueReader::readCollection(QVariant& value, int depth) {
             ++m_position;
             break;
         }
-        return fail(peek().isNull() ? QStringLiteral("the text ends inside a %1").arg(isRecord ? "record" : "list")
-                                    : QStringLiteral("a comma or a closing brace was expected"));
+        return fail(m_position >= m_text.size()
+                        ? QStringLiteral("the text ends inside a %1").arg(isRecord ? "record" : "list")
+                        : QStringLiteral("a comma or a closing brace was expected"));
     }
     value = isRecord ? QVariant(record) : QVariant(list);
     return true;
@@ -319,7 +330,12 @@ bool ScriptValueReader::readNumber(QVariant& value) {
     }
     double number = 0;
     const auto result = std::from_chars(first, last, number);
-    if (result.ptr != last || (result.ec != std::errc() && result.ec != std::errc::result_out_of_range))
+    // Out of range, from_chars leaves the number as it was: that 0 must not
+    // stand for a value of 1e400 or 1e-400.
+    if (result.ec == std::errc::result_out_of_range)
+        return fail(QStringLiteral("%1 is beyond the range of numbers").arg(QString::fromStdString(chars).left(40)),
+                    start);
+    if (result.ptr != last || result.ec != std::errc())
         return fail(QStringLiteral("\"%1\" is no number").arg(QString::fromStdString(chars)), start);
     value = number;
     return true;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ctime>
 #include <limits>
 
 using namespace ondrel;
@@ -137,5 +138,62 @@ TEST(ScriptRunReaderTest, MalformedTextFailsWithItsPlace) {
         ScriptRunReader reader;
         VMKError error;
         EXPECT_TRUE(reader.read(good.left(length), &error) || error.isError());
+    }
+}
+
+// A number beyond the range of a double is an error with its place; the
+// reader used to keep the 0 it started from, so a gain of 1e400 or a whole
+// number of 400 digits silently became 0.
+TEST(ScriptValueReaderTest, NumbersOutOfRangeFail) {
+    const QString cases[] = {QStringLiteral("1e400"), QStringLiteral("-1e400"), QStringLiteral("1e-400"),
+                             QStringLiteral("1") + QString(400, QLatin1Char('0'))};
+    for (const QString& number : cases) {
+        VMKError error;
+        const QVariant value = ScriptValueReader::valueWithText(QStringLiteral("{|gain|:") + number + u'}', {}, &error);
+        EXPECT_FALSE(value.isValid()) << qPrintable(number.left(20)) << " read as " << qPrintable(Variant::describe(value));
+        EXPECT_EQ(error.userInfo().value(QStringLiteral("column")).toInt(), 9) << qPrintable(error.localizedDescription());
+    }
+}
+
+// Dates are written in UTC, so they must be read in UTC whatever the zone of
+// the machine: read as local time, an hour that the local clock skips in
+// spring (02:30 on the last Sunday of March in Central Europe) was no date at
+// all, and a run with such a date property didn't read back.
+TEST(ScriptValueReaderTest, DatesReadInUTCInsideALocalClockChange) {
+    const QByteArray zone = qgetenv("TZ");
+    const bool hadZone = qEnvironmentVariableIsSet("TZ");
+    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");  // a POSIX rule: needs no zone files
+    tzset();
+    const QDateTime dates[] = {QDateTime(QDate(2026, 3, 29), QTime(2, 30, 0), Qt::UTC),
+                               QDateTime(QDate(2026, 10, 25), QTime(2, 30, 0), Qt::UTC),
+                               QDateTime(QDate(2026, 1, 1), QTime(0, 5, 9), Qt::UTC)};
+    for (const QDateTime& date : dates) {
+        const QString text = ScriptText::valueText(date);
+        VMKError error;
+        const QVariant value = ScriptValueReader::valueWithText(text, {}, &error);
+        EXPECT_EQ(value.toDateTime(), date) << qPrintable(text) << ": " << qPrintable(error.localizedDescription());
+    }
+    if (hadZone)
+        qputenv("TZ", zone);
+    else
+        qunsetenv("TZ");
+    tzset();
+}
+
+// A NUL character in the text is a character like any other, not its end:
+// the reader took it for the end and told of a text that ends where it goes
+// on, which sends the user looking for a cut file.
+TEST(ScriptValueReaderTest, NulCharacterIsNotTheEndOfTheText) {
+    const QString nul(QChar(0));
+    struct Case { QString text; int column; };
+    const Case cases[] = {{QStringLiteral("{1,") + nul + u'}', 4}, {QStringLiteral("{1") + nul + u'}', 3},
+                          {QStringLiteral("{|k|:1") + nul + u'}', 7}};
+    for (const Case& c : cases) {
+        VMKError error;
+        EXPECT_FALSE(ScriptValueReader::valueWithText(c.text, {}, &error).isValid());
+        const QString message = error.localizedDescription();
+        EXPECT_FALSE(message.contains(QLatin1String("ends"))) << qPrintable(message);
+        EXPECT_FALSE(message.contains(nul)) << "the message carries the NUL itself";
+        EXPECT_EQ(error.userInfo().value(QStringLiteral("column")).toInt(), c.column) << qPrintable(message);
     }
 }
