@@ -18,12 +18,16 @@ set(ONDREL_PCH_HEADERS
   <vector>
   <mutex>)
 
-# ondrel_add_library(NAME [DEPS ...]): a static library of every source file in
-# the current folder and its subfolders.
+# ondrel_add_library(NAME [EXCLUDE SUBFOLDER...] [DEPS ...]): a static library
+# of every source file in the current folder and its subfolders, but those of
+# the EXCLUDE subfolders (libraries of their own).
 function(ondrel_add_library name)
-  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "EXCLUDE;DEPS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS
        ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  foreach(folder ${ARG_EXCLUDE})
+    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
+  endforeach()
   if(NOT sources)
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE Qt6::Core ${ARG_DEPS})
@@ -37,14 +41,17 @@ function(ondrel_add_library name)
   set_target_properties(${name} PROPERTIES AUTOMOC OFF POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# ondrel_add_test_suite(NAME [REGISTER HEADER FUNCTION] [LABELS ...] [DEPS ...]):
+# ondrel_add_test_suite(NAME [REGISTER HEADER FUNCTION] [LABELS ...] [EXCLUDE SUBFOLDER...] [DEPS ...]):
 # one GoogleTest executable of every source in the current folder and its
 # subfolders, registered test by test with CTest. REGISTER names the class
 # registration function (and its header) the test main calls at start;
 # LABELS tag the suite's tests (asan, tsan: the sanitizer stages run them).
 function(ondrel_add_test_suite name)
-  cmake_parse_arguments(ARG "" "" "REGISTER;LABELS;DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "REGISTER;LABELS;EXCLUDE;DEPS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  foreach(folder ${ARG_EXCLUDE})
+    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
+  endforeach()
   if(NOT sources)
     return()
   endif()

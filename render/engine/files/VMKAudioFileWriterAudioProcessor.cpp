@@ -246,12 +246,10 @@ bool VMKAudioFileWriterAudioProcessor::start(VMKError* error) {
     VMKAudioFileEncoderSettings settings;
     if (!encoderSettings(&settings, error))
         return false;
-    const URL folder = URL::temporaryDirectory(error);
-    if (folder.isEmpty())
-        return false;
     const QString extension = settings.format->extension();
-    m_temporaryURL = folder.URLByAppendingPathComponent(
-        QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QLatin1Char('.') + extension);
+    m_temporaryURL = temporaryURLWithExtension(extension, error);
+    if (m_temporaryURL.isEmpty())
+        return false;
     m_progress.store(0.0f);
     auto discard = [this] { QFile::remove(m_temporaryURL.path()); };
 
@@ -287,6 +285,14 @@ bool VMKAudioFileWriterAudioProcessor::start(VMKError* error) {
         return false;
     m_progress.store(1.0f);
     return true;
+}
+
+URL VMKAudioFileWriterAudioProcessor::temporaryURLWithExtension(const QString& extension, VMKError* error) {
+    const URL folder = URL::temporaryDirectory(error);
+    if (folder.isEmpty())
+        return URL();
+    return folder.URLByAppendingPathComponent(QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
+                                              QLatin1Char('.') + extension);
 }
 
 URL VMKAudioFileWriterAudioProcessor::createResultURLWithExtension(const QString& extension) {

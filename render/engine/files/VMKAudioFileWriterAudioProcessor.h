@@ -112,6 +112,14 @@ public:
     virtual bool replaceResultWithFileAtTemporaryURL(const URL& temporaryURL, VMKError* error);
     virtual bool isCancelled() const { return isStopRequested(); }
 
+protected:
+    // Where the file is written while it is made, for the container's
+    // `extension`: the base answers a new name in the system's temporary
+    // folder. Empty (with `error`) when there is no such place.
+    virtual URL temporaryURLWithExtension(const QString& extension, VMKError* error);
+
+public:
+
     // Puts the finished file `from` in place of `to` (whose folder exists) by
     // one rename(2), so that `to` names either the old complete file or the
     // new one, never nothing. Across file systems `from` is first copied

@@ -25,6 +25,8 @@ bool VMKHeadAudioProcessor::initializeForRender(VMKError* error) {
                                              .arg(displayName())));
         return false;
     }
+    // A stop that comes after this, even before start(), ends the coming run.
+    m_stopRequested.store(false, std::memory_order_release);
     m_buffer = VMKAudioBufferList::initWithChannels(input->numberOfChannels(), input->maxFrames(), error);
     return bool(m_buffer);
 }
@@ -43,7 +45,6 @@ bool VMKHeadAudioProcessor::start(VMKError* error) {
                                                      QStringLiteral("%1 is not initialized").arg(displayName())));
         return false;
     }
-    m_stopRequested.store(false, std::memory_order_release);
     VMKError renderError;
     m_info.setErrorSlot(&renderError);
     m_info.setRunning(true);

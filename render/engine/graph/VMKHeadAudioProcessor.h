@@ -13,6 +13,7 @@ namespace ondrel {
 // The default start() runs to completion on the calling thread: it pulls its
 // input in blocks of up to the input connection's maxFrames, from the info's
 // sample time on, until `frameCount` frames are pulled or stop() is called
+// (a stop that comes between initializeForRender and start counts too)
 // (from any thread), handing each block to didPullBlock(). Subclasses that
 // measure or write override didPullBlock, or start() and stop() altogether;
 // a device head answers runsToCompletion() false and starts its device.
