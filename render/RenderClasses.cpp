@@ -1,7 +1,10 @@
 #include "render/RenderClasses.h"
 
 #include "catalog/CatalogClasses.h"
+#include "render/automation/AudioAutomation.h"
+#include "render/automation/ValueMap.h"
 #include "render/engine/EngineClasses.h"
+#include "render/operation/AudioProcessOperation.h"
 
 #include <mutex>
 
@@ -12,6 +15,9 @@ void registerRenderClasses() {
     registerCatalogClasses();
     static std::once_flag once;
     std::call_once(once, [] {
+        ValueMap::staticClassInfo();
+        AudioAutomation::staticClassInfo();
+        AudioProcessOperation::staticClassInfo();
     });
 }
 
