@@ -30,6 +30,10 @@ struct Command {
     // the file processes are opened for it (and only for it) before it runs,
     // and the quit waits for the file processes it started.
     bool opensCatalog = false;
+    // When set, runs before any controller comes up, with the arguments
+    // after the name, which it may change; answers -1 to go on, else the
+    // exit status.
+    std::function<int(QStringList&)> prepare;
 };
 
 } // namespace ondrel

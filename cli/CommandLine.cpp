@@ -16,9 +16,12 @@
 #include "cli/LogCommand.h"
 #include "cli/Output.h"
 #include "cli/PrintingUserNotifier.h"
+#include "cli/ProcessCommand.h"
+#include "cli/RunCommand.h"
 #include "cli/WorkflowCommand.h"
 #include "actions/ActionClasses.h"
 #include "render/engine/EngineClasses.h"
+#include "render/RenderClasses.h"
 #include "core/dispatch/ApplicationNotifications.h"
 #include "core/dispatch/NotificationCenter.h"
 #include "core/files/URL.h"
@@ -121,6 +124,15 @@ const std::vector<Command>& commands() {
         {QStringLiteral("compile"), QStringLiteral("[--selected] [--rehearse]"),
          {QStringLiteral("the script text of a run of the workflow over all (or the selected) files")}, &CompileCommand::run,
          Access::ReadOnly, true},
+        {QStringLiteral("run"), QStringLiteral("[--selected] [--rehearse]"),
+         {QStringLiteral("runs the workflow over all (or the selected) files,"),
+          QStringLiteral("waits for it and prints each result or error")},
+         &RunCommand::run, Access::WritesOwnFiles, true},
+        {QStringLiteral("process"), QStringLiteral("[--workflow FILE] [--to DIR] PATH..."),
+         {QStringLiteral("one shot: adds the files to a temporary catalog,"),
+          QStringLiteral("runs the workflow of FILE (or the current one) over"),
+          QStringLiteral("them into DIR (or the workflow's folder), prints the results")},
+         &ProcessCommand::run, Access::WritesOwnFiles, true, &ProcessCommand::prepare},
         {QStringLiteral("help"), QString(), {},
          [](const QStringList&) {
              Output::line(helpText().chopped(1));
@@ -253,11 +265,17 @@ int runCommand(int argc, char** argv) {
     // once, as the program quits (below). Any other leaves the file as it
     // is, even when another process is writing it.
     WorkflowController::setSavingEnabled(false);
+    if (command->prepare) {
+        const int status = command->prepare(arguments);
+        if (status >= 0)
+            return status;
+    }
 
     // Every class is findable by name before anything stored is read.
     registerActionClasses();
     registerCatalogClasses();
     registerEngineClasses();
+    registerRenderClasses();
     // Runs compile with the one compiler of the program.
     ProcessInterfaces::setAudioProcessCommandGroupFactory(std::make_shared<AudioProcessCommandGroupCompiler>());
 

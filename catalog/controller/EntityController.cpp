@@ -173,11 +173,36 @@ void EntityController::registerClassDefaults() {
         {{SortDescriptorsKey, KeyedArchiver::archivedDataWithRootObject(descriptors)}});
 }
 
+namespace {
+
+std::mutex& catalogFileMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+URL& catalogFile() {
+    static URL url;
+    return url;
+}
+
+} // namespace
+
+void EntityController::setCatalogFile(const URL& url) {
+    std::lock_guard lock(catalogFileMutex());
+    catalogFile() = url;
+}
+
 void EntityController::init() {
     registerClassDefaults();
 
-    const URL url = URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Entities"))
-                        .URLByAppendingPathExtension(QStringLiteral("db"));
+    URL url;
+    {
+        std::lock_guard lock(catalogFileMutex());
+        url = catalogFile();
+    }
+    if (url.isEmpty())
+        url = URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Entities"))
+                  .URLByAppendingPathExtension(QStringLiteral("db"));
     m_database = VMKDatabaseController::initWithURL(url);
     if (!url.existsAsFile())
         createSchema();

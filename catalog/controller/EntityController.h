@@ -15,6 +15,7 @@
 namespace ondrel {
 
 class DispatchQueue;
+class URL;
 class Entity;
 class FileEntity;
 class GroupEntity;
@@ -46,6 +47,10 @@ public:
     // For tests, as a quit and a new start: drains the pool and lets the tree
     // go without deleting any row; the next sharedInstance() loads again.
     static void resetSharedInstance();
+    // The catalog file the shared controller opens, when set before it is
+    // made; empty: "Entities.db" in the support folder. For a one-shot run
+    // over a catalog of its own.
+    static void setCatalogFile(const URL& url);
     // The shared controller when one exists; never makes one (for
     // destructors, which may run while the tree is let go).
     static std::shared_ptr<EntityController> existingInstance();

@@ -56,7 +56,22 @@ std::shared_ptr<WorkflowController> currentController() {
     return sharedPointer();
 }
 
+std::mutex& workflowFileMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+URL& workflowFile() {
+    static URL url;
+    return url;
+}
+
 URL workflowURL() {
+    {
+        std::lock_guard lock(workflowFileMutex());
+        if (!workflowFile().isEmpty())
+            return workflowFile();
+    }
     return URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Workflow"))
         .URLByAppendingPathExtension(QStringLiteral("plist"));
 }
@@ -131,6 +146,11 @@ WorkflowController::~WorkflowController() {
 
 bool WorkflowController::isSaveAction(const Action& action) {
     return action.classInfo().isSubclassOf(kSaveActionClassName);
+}
+
+void WorkflowController::setWorkflowFile(const URL& url) {
+    std::lock_guard lock(workflowFileMutex());
+    workflowFile() = url;
 }
 
 void WorkflowController::init() {

@@ -13,6 +13,8 @@
 
 namespace ondrel {
 
+class URL;
+
 class Action;
 class AudioProcessCommandGroup;
 class AudioProcessCommandGroupFactory;
@@ -96,6 +98,10 @@ public:
     // else) turns saving off before it asks for the controller: no save
     // writes then, forced or not, and needsSave is left as it is.
     static void setSavingEnabled(bool enabled);
+    // The file the shared controller reads the workflow from (and saves it
+    // to), when set before the controller is made; empty: "Workflow.plist"
+    // in the support folder. For a one-shot run of a workflow file.
+    static void setWorkflowFile(const URL& url);
     static bool isSavingEnabled();
     // The property list that is written.
     QVariantMap propertyList() const;
