@@ -1,6 +1,9 @@
 #include "render/RenderClasses.h"
 
 #include "catalog/CatalogClasses.h"
+#include "render/controller/AudioProcess.h"
+#include "render/controller/AudioProcessController.h"
+#include "render/controller/AudioProcessGroup.h"
 #include "render/engine/EngineClasses.h"
 
 #include <mutex>
@@ -12,6 +15,9 @@ void registerRenderClasses() {
     registerCatalogClasses();
     static std::once_flag once;
     std::call_once(once, [] {
+        AudioProcessController::staticClassInfo();
+        AudioProcessGroup::staticClassInfo();
+        AudioProcess::staticClassInfo();
     });
 }
 
