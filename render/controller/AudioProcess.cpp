@@ -3,6 +3,7 @@
 #include "catalog/entities/FileEntity.h"
 #include "catalog/entities/Label.h"
 #include "core/dispatch/DispatchQueue.h"
+#include "core/objects/Variant.h"
 #include "core/predicates/Predicate.h"
 #include "core/storage/VMKDatabaseController.h"
 #include "core/storage/VMKDatabaseQuery.h"
@@ -27,7 +28,7 @@ QVariant storedDate(const QDateTime& date) {
 // A NULL column is an absent date here: a run that never ended has no end.
 QDateTime readDate(const VMKDatabaseQuery& query, int column) {
     const QVariant value = query.valueAtColumn(column);
-    if (value.isNull() || !value.isValid())
+    if (Variant::isNullOrAbsent(value))
         return QDateTime();
     return Date::dateWithTimeIntervalSinceReferenceDate(value.toDouble());
 }

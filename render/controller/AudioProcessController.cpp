@@ -1,6 +1,8 @@
 #include "render/controller/AudioProcessController.h"
 
+#include "core/dispatch/ApplicationNotifications.h"
 #include "core/dispatch/DispatchQueue.h"
+#include "core/dispatch/NotificationCenter.h"
 #include "core/files/URL.h"
 #include "core/predicates/Predicate.h"
 #include "core/storage/VMKDatabaseController.h"
@@ -66,6 +68,8 @@ void AudioProcessController::resetSharedInstance() {
 AudioProcessController::AudioProcessController() = default;
 
 AudioProcessController::~AudioProcessController() {
+    if (m_terminateObserver)
+        NotificationCenter::defaultCenter().removeObserver(m_terminateObserver);
     std::vector<Entry> entries;
     {
         std::lock_guard lock(m_audioProcessGroupsLock);
@@ -87,6 +91,9 @@ void AudioProcessController::init() {
     openDatabase();
     if (!m_database)
         return;
+    // A quit leaves the rows as they are: what is still queued is written first.
+    m_terminateObserver = NotificationCenter::defaultCenter().addObserver(
+        ApplicationWillTerminateNotification, nullptr, [](const Notification&) { AudioProcess::writeQueue().sync([] {}); });
     std::vector<qint64> IDs;
     m_database->executeStatement(QStringLiteral("SELECT audioProcessGroupID FROM AudioProcessGroup"), nullptr,
                                  [&IDs](VMKDatabaseQuery& query) {
