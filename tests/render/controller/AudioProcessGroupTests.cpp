@@ -1,5 +1,6 @@
 #include "render/controller/AudioProcessGroup.h"
 
+#include "core/dispatch/BlockOperation.h"
 #include "core/dispatch/DispatchQueue.h"
 #include "fileprocesses/FileProcess.h"
 #include "fileprocesses/FileProcessCommand.h"
@@ -8,6 +9,7 @@
 #include "logging/LogController.h"
 #include "render/controller/AudioProcess.h"
 #include "render/controller/AudioProcessController.h"
+#include "render/operation/AudioProcessOperation.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/process/RecordingUserNotifier.h"
 #include "tests/support/process/TestCommandGroups.h"
@@ -105,10 +107,11 @@ TEST_F(AudioProcessGroupTest, ARunWithoutRendersCompletesAtOnceAndNotifiesForNoF
     EXPECT_GT(group->ID(), 0);
 }
 
-// The completion depends on every render: it must not begin while one still
-// runs, and it hands every result location to each file process command of
-// the run, started on the main queue. The results are queued by hand: the
-// renders of the test run fail.
+// The completion depends on every render: it must not begin while one has
+// not ended (here the last render is held back until the others have ended
+// and nothing was told), and it hands every result location to each file
+// process command of the run, started on the main queue. The results are
+// queued by hand: the renders of the test run fail.
 TEST_F(AudioProcessGroupTest, TheCompletionRunsAfterEveryRenderAndHandsEveryResultToEachCommand) {
     auto commandGroup = testCommandGroup(QStringLiteral("Hand off"), 3);
     commandGroup->setFileProcessCommands(
@@ -127,8 +130,21 @@ TEST_F(AudioProcessGroupTest, TheCompletionRunsAfterEveryRenderAndHandsEveryResu
         rendersRunningAtTheEnd = running;
     };
     const int startedBefore = HandOffFileProcess::started.load();
+    auto gate = std::make_shared<BlockOperation>();
+    const auto held = group->objectInAudioProcessesAtIndex(2);
+    held->operation()->addDependency(gate);
 
-    runToTheEnd(group);
+    AudioProcessController::sharedInstance()->insertObjectInAudioProcessGroupsAtIndex(group, -1);
+    group->execute();
+    ASSERT_TRUE(spinUntil([&] {
+        return !group->objectInAudioProcessesAtIndex(0)->isProcessing() &&
+               !group->objectInAudioProcessesAtIndex(1)->isProcessing();
+    }));
+    spinFor(50);
+    EXPECT_TRUE(notifier->delivered().empty()) << "the completion ran before the last render";
+    EXPECT_TRUE(group->isProcessing());
+    gate->start();
+    ASSERT_TRUE(spinUntil([&] { return !notifier->delivered().empty(); }));
     EXPECT_EQ(rendersRunningAtTheEnd.load(), 0);
     EXPECT_EQ(notifier->delivered().front().subtitle, QStringLiteral("3 files")) << "failed renders count too";
     ASSERT_TRUE(spinUntil([&] { return HandOffFileProcess::started.load() == startedBefore + 2; }));
