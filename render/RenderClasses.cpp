@@ -3,6 +3,9 @@
 #include "catalog/CatalogClasses.h"
 #include "render/automation/AudioAutomation.h"
 #include "render/automation/ValueMap.h"
+#include "render/controller/AudioProcess.h"
+#include "render/controller/AudioProcessController.h"
+#include "render/controller/AudioProcessGroup.h"
 #include "render/engine/EngineClasses.h"
 #include "render/operation/AudioProcessOperation.h"
 
@@ -18,6 +21,9 @@ void registerRenderClasses() {
         ValueMap::staticClassInfo();
         AudioAutomation::staticClassInfo();
         AudioProcessOperation::staticClassInfo();
+        AudioProcessController::staticClassInfo();
+        AudioProcessGroup::staticClassInfo();
+        AudioProcess::staticClassInfo();
     });
 }
 
