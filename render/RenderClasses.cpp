@@ -2,6 +2,9 @@
 
 #include "catalog/CatalogClasses.h"
 #include "render/engine/EngineClasses.h"
+#include "render/processors/AudioProcessAudioFileWriterAudioProcessor.h"
+#include "render/processors/AudioProcessMixerAudioProcessor.h"
+#include "render/processors/AudioProcessSourceConductor.h"
 
 #include <mutex>
 
@@ -12,6 +15,9 @@ void registerRenderClasses() {
     registerCatalogClasses();
     static std::once_flag once;
     std::call_once(once, [] {
+        AudioProcessSourceConductor::staticClassInfo();
+        AudioProcessMixerAudioProcessor::staticClassInfo();
+        AudioProcessAudioFileWriterAudioProcessor::staticClassInfo();
     });
 }
 
