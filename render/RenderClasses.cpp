@@ -8,6 +8,9 @@
 #include "render/controller/AudioProcessGroup.h"
 #include "render/engine/EngineClasses.h"
 #include "render/operation/AudioProcessOperation.h"
+#include "render/processors/AudioProcessAudioFileWriterAudioProcessor.h"
+#include "render/processors/AudioProcessMixerAudioProcessor.h"
+#include "render/processors/AudioProcessSourceConductor.h"
 
 #include <mutex>
 
@@ -24,6 +27,9 @@ void registerRenderClasses() {
         AudioProcessController::staticClassInfo();
         AudioProcessGroup::staticClassInfo();
         AudioProcess::staticClassInfo();
+        AudioProcessSourceConductor::staticClassInfo();
+        AudioProcessMixerAudioProcessor::staticClassInfo();
+        AudioProcessAudioFileWriterAudioProcessor::staticClassInfo();
     });
 }
 
