@@ -34,6 +34,7 @@
 #include "process/application/EventLoopApplication.h"
 #include "process/application/QuitWhenDoneTerminationPrompt.h"
 #include "process/interfaces/ProcessInterfaces.h"
+#include "render/controller/AudioProcessController.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -79,7 +80,8 @@ const std::vector<Command>& commands() {
          {QStringLiteral("sets the selection that --selected runs use"), QStringLiteral("(none clears it)")},
          &CatalogCommand::select, Access::WritesOwnFiles, true},
         {QStringLiteral("history"), QString(),
-         {QStringLiteral("file processes: class, items, start, end, state")}, &HistoryCommand::run, Access::ReadOnly},
+         {QStringLiteral("runs (name, dates, renders, errors, unfinished), then"),
+          QStringLiteral("file processes (class, items, start, end, state)")}, &HistoryCommand::run, Access::ReadOnly},
         {QStringLiteral("defaults read"), QStringLiteral("[KEY]"),
          {QStringLiteral("the stored user defaults, or one of them")}, &DefaultsCommand::read, Access::ReadOnly},
         {QStringLiteral("defaults write"), QStringLiteral("KEY [TYPE] VALUE"),
@@ -295,8 +297,12 @@ int runCommand(int argc, char** argv) {
 
     if (command->opensCatalog) {
         // Files are added through the file process controller, whose work
-        // the quit waits for; what it has to tell is one printed line.
+        // the quit waits for; what either controller has to tell is one
+        // printed line.
         ProcessInterfaces::setFileProcessCommandExecutor(FileProcessController::sharedInstance());
+        // Compiled runs render through the audio process controller, whose
+        // groups the quit waits for like the file processes.
+        ProcessInterfaces::setAudioProcessCommandGroupExecutor(AudioProcessController::sharedInstance());
         ProcessInterfaces::setProcessControllerSource(std::make_shared<FileProcessControllerSource>());
         ProcessInterfaces::setFileEntitySource(std::make_shared<CatalogFileEntitySource>());
         UserNotificationCenter::setNotifier(std::make_shared<PrintingUserNotifier>());

@@ -5,11 +5,12 @@
 namespace ondrel {
 
 // The process controllers as the command line has them: the shared
-// FileProcessController on the file side; no audio process controller yet,
-// so nothing on the audio side.
+// AudioProcessController on the audio side, the shared FileProcessController
+// on the file side.
 class FileProcessControllerSource : public ProcessControllerSource {
 public:
-    // Null: this program has no audio process controller.
+    // The shared AudioProcessController, made (and its history read) at the
+    // first call.
     ObjectPtr audioProcessController() override;
     // The shared FileProcessController, made (and its history read) at the
     // first call.

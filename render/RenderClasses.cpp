@@ -3,8 +3,14 @@
 #include "catalog/CatalogClasses.h"
 #include "render/automation/AudioAutomation.h"
 #include "render/automation/ValueMap.h"
+#include "render/controller/AudioProcess.h"
+#include "render/controller/AudioProcessController.h"
+#include "render/controller/AudioProcessGroup.h"
 #include "render/engine/EngineClasses.h"
 #include "render/operation/AudioProcessOperation.h"
+#include "render/processors/AudioProcessAudioFileWriterAudioProcessor.h"
+#include "render/processors/AudioProcessMixerAudioProcessor.h"
+#include "render/processors/AudioProcessSourceConductor.h"
 
 #include <mutex>
 
@@ -18,6 +24,12 @@ void registerRenderClasses() {
         ValueMap::staticClassInfo();
         AudioAutomation::staticClassInfo();
         AudioProcessOperation::staticClassInfo();
+        AudioProcessController::staticClassInfo();
+        AudioProcessGroup::staticClassInfo();
+        AudioProcess::staticClassInfo();
+        AudioProcessSourceConductor::staticClassInfo();
+        AudioProcessMixerAudioProcessor::staticClassInfo();
+        AudioProcessAudioFileWriterAudioProcessor::staticClassInfo();
     });
 }
 

@@ -15,6 +15,7 @@ class AudioProcessCommand;
 class AudioProcessGroup;
 class AudioProcessOperation;
 class DispatchQueue;
+class VMKDatabaseController;
 
 // One render of a group, with its row in the history file. Made with its
 // operation (and processing) for a run, or from its row (not processing,
@@ -73,11 +74,13 @@ private:
     void operationDidFinish();
 
     std::weak_ptr<AudioProcessGroup> m_group;
+    std::shared_ptr<VMKDatabaseController> m_database;  // null without a history file
     std::atomic<bool> m_hasError{false};
     std::atomic<bool> m_processing{false};
     std::atomic<bool> m_keepsHistoryRow{false};
     mutable std::mutex m_mutex;  // guards what follows
-    std::shared_ptr<qint64> m_ID;  // shared with the insert on the write queue
+    // Shared with the statements on the write queue, which set and read it there.
+    std::shared_ptr<std::atomic<qint64>> m_ID = std::make_shared<std::atomic<qint64>>(0);
     QDateTime m_startDate;
     QDateTime m_endDate;
     std::shared_ptr<AudioProcessOperation> m_operation;

@@ -25,7 +25,9 @@ class VMKDatabaseQuery;
 // across restarts, and removing it from the list deletes its history.
 // "processing" is true while any group processes.
 //
-// The list is guarded by a lock that is never held while calling out.
+// The list is guarded by a lock that is never held while calling out. At the
+// application's will-terminate notification the rows still waiting on the
+// write queue are written.
 class AudioProcessController : public Object, public AudioProcessCommandGroupExecutor {
     ONDREL_OBJECT(AudioProcessController, Object)
 
@@ -81,6 +83,7 @@ private:
     mutable std::mutex m_audioProcessGroupsLock;
     std::vector<Entry> m_audioProcessGroups;  // under the lock
     std::atomic<bool> m_processing{false};
+    quint64 m_terminateObserver = 0;  // NotificationCenter token; 0 for none
 };
 
 } // namespace ondrel

@@ -18,6 +18,7 @@ class AudioProcessCommandGroup;
 class FileProcessCommand;
 class OperationQueue;
 class Predicate;
+class VMKDatabaseController;
 
 // One run: the renders of one command group, at most eight at a time on a
 // queue of its own, then (when all have ended, however they ended) the swap
@@ -92,6 +93,8 @@ private:
     qint64 m_ID = 0;
     QString m_name;
     bool m_rehearse = false;
+    bool m_executable = false;  // made for a run, not yet executed
+    std::shared_ptr<VMKDatabaseController> m_database;  // null without a history file
     std::atomic<bool> m_processing{false};
     std::atomic<bool> m_keepsHistoryRow{false};
     mutable std::mutex m_mutex;  // guards what follows
