@@ -239,25 +239,12 @@ TEST(CommandLine, WorkflowShowListsActionsAndSaveOptions) {
     EXPECT_TRUE(text.out.contains(QStringLiteral("addResults          yes")));
 }
 
-namespace {
-
-bool runTool(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    return process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
-}
-
-} // namespace
-
 TEST(CommandLine, InfoReadsFilesWrittenByOtherTools) {
     // The readers of every format are checked against tool-made files in the
     // engine's suite; here one file shows that info reports what they read.
     TemporaryHome home;
     const QString wav = home.filePath(QStringLiteral("tone.wav"));
-    ASSERT_TRUE(runTool(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"),
-                                                QStringLiteral("-b"), QStringLiteral("24"), QStringLiteral("-c"),
-                                                QStringLiteral("2"), wav, QStringLiteral("synth"), QStringLiteral("2.5"),
-                                                QStringLiteral("sine"), QStringLiteral("440")}));
+    ASSERT_TRUE(makeWav(wav, 2.5, 48000, 24, 2));
 
     const CommandResult result = runOndrel(home.path(), {QStringLiteral("--json"), QStringLiteral("info"), wav});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();

@@ -12,7 +12,8 @@ namespace ondrel {
 
 namespace {
 
-// Makes a folder `name` in `home` with 16-bit stereo tones of `seconds` under `files`, adds them
+// Makes a folder `name` in `home` with 16-bit stereo tones of `seconds` under `files` (the format by
+// the extension), adds them
 // to the catalog and answers the folder.
 QString addTones(const TemporaryHome& home, const QString& name, const QStringList& files, double seconds = 0.5) {
     const QString folder = home.filePath(name);
@@ -109,7 +110,7 @@ TEST(Run, ReplaceOriginalLeavesOnlyTheResult) {
         TemporaryHome home;
         const QString folder = addTones(home, "in", {"tone.wav"});
         ASSERT_FALSE(folder.isEmpty());
-        const CommandResult result = runWorkflow(home.path(), {row.action}, {"replaceOriginal=true", "destinationBookmark=\"\""});
+        const CommandResult result = runWorkflow(home.path(), {row.action}, {"replaceOriginal=true", "destinationBookmark="});
         ASSERT_EQ(result.exitCode, 0) << result.out.toStdString() << result.err.toStdString();
         EXPECT_EQ(namesIn(folder), QStringList{row.result});
         EXPECT_EQ(soxInfo(folder + '/' + row.result).precision, row.precision);
@@ -117,25 +118,28 @@ TEST(Run, ReplaceOriginalLeavesOnlyTheResult) {
     }
 }
 
-// A source damaged after it was added costs its own output alone: one failure printed and logged,
-// the others written, exit status 1. Catches a failure that stops the run or one that goes unsaid.
+// A source damaged after it was added (its FLAC frames overwritten, its size and header as they
+// were, so that the catalog still takes it) costs its own output alone: one failure printed and
+// logged, the others written, exit status 1. Catches a failure that stops the run or goes unsaid.
 TEST(Run, CorruptSourceFailsOnlyItself) {
     TemporaryHome home;
-    const QString folder = addTones(home, "in", {"a.wav", "b.wav", "c.wav"});
+    const QString folder = addTones(home, "in", {"a.flac", "b.flac", "c.flac"});
     ASSERT_FALSE(folder.isEmpty());
-    QFile corrupt(folder + "/b.wav");
-    ASSERT_TRUE(corrupt.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    corrupt.write(QByteArray(4096, 'x'));
+    QFile corrupt(folder + "/b.flac");
+    ASSERT_TRUE(corrupt.open(QIODevice::ReadWrite));
+    const qint64 size = corrupt.size();
+    ASSERT_TRUE(corrupt.seek(size / 3));
+    corrupt.write(QByteArray(int(size - size / 3 - 16), '\xff'));
     corrupt.close();
     const QString out = home.filePath("out");
     ASSERT_TRUE(QDir().mkpath(out));
     const CommandResult result = runWorkflow(home.path(), {}, {"destinationBookmark=" + out});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(linesStartingWith(result.out, "failed"), 1) << result.out.toStdString();
-    EXPECT_EQ(namesIn(out), QStringList({"a.wav", "c.wav"}));
+    EXPECT_EQ(namesIn(out), QStringList({"a.flac", "c.flac"}));
     expectWholeFiles(out, 24000);
     const QString issues = runOndrel(home.path(), {"log", "--issues"}).out;
-    EXPECT_TRUE(issues.contains("b.wav")) << issues.toStdString();
+    EXPECT_TRUE(issues.contains("b.flac")) << issues.toStdString();
 }
 
 // A destination that can't be written, or that runs out of space midway, fails with an error that

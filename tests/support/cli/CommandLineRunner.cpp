@@ -79,9 +79,9 @@ CommandResult runWorkflow(const QString& home, const QList<QStringList>& actions
     return runOndrel(home, QStringList{"run"} + runArguments, 300000);
 }
 
-SoxInfo soxInfo(const QString& path, const QStringList& type) {
+SoxInfo soxInfo(const QString& path) {
     SoxInfo info;
-    const CommandResult result = runTool(QStringLiteral("sox"), QStringList{"--i"} + type + QStringList{path});
+    const CommandResult result = runTool(QStringLiteral("sox"), {"--i", path});
     if (result.exitCode != 0)
         return info;
     for (const QString& line : result.out.split('\n')) {
@@ -112,14 +112,15 @@ QString ffprobeValue(const QString& path, const QString& entries) {
 }
 
 std::vector<float> samplesOf(const QString& path, const QStringList& type) {
-    QProcess sox;
-    if (path.endsWith(QLatin1String(".m4a")))  // sox reads no MP4
-        sox.start(QStringLiteral("ffmpeg"), {"-v", "error", "-i", path, "-f", "f32le", "-"});
-    else
-        sox.start(QStringLiteral("sox"), type + QStringList{path, "-t", "f32", "-"});
-    if (!sox.waitForFinished(120000) || sox.exitStatus() != QProcess::NormalExit || sox.exitCode() != 0)
-        return {};
-    const QByteArray bytes = sox.readAllStandardOutput();
+    QProcess decoder;
+    decoder.start(QStringLiteral("sox"), type + QStringList{path, "-t", "f32", "-"});
+    if (!decoder.waitForFinished(120000) || decoder.exitStatus() != QProcess::NormalExit || decoder.exitCode() != 0) {
+        // sox reads no MP4 and no AAC in CAF
+        decoder.start(QStringLiteral("ffmpeg"), {"-v", "error", "-i", path, "-f", "f32le", "-"});
+        if (!decoder.waitForFinished(120000) || decoder.exitStatus() != QProcess::NormalExit || decoder.exitCode() != 0)
+            return {};
+    }
+    const QByteArray bytes = decoder.readAllStandardOutput();
     std::vector<float> samples(size_t(bytes.size()) / sizeof(float));
     std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
     return samples;

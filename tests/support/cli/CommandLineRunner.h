@@ -28,7 +28,8 @@ CommandResult runTool(const QString& program, const QStringList& arguments, int 
 // Writes a short 16-bit sine WAV with `sox`; false when sox fails.
 bool writeTone(const QString& path, int channels = 1, double seconds = 0.05);
 
-// Writes a sine (half scale, 440 Hz) WAV with `sox` of exactly round(seconds x rate) frames.
+// Writes a sine (half scale, 440 Hz) of exactly round(seconds x rate) frames with `sox`, in the format
+// of the extension (WAV, FLAC, ...).
 bool makeWav(const QString& path, double seconds, int rate = 48000, int bits = 16, int channels = 2);
 
 // Makes the current workflow of `home` the given actions (each `CLASS KEY=VALUE...`) with the save
@@ -37,8 +38,7 @@ bool makeWav(const QString& path, double seconds, int rate = 48000, int bits = 1
 CommandResult runWorkflow(const QString& home, const QList<QStringList>& actions, const QStringList& saveOptions,
                           const QStringList& runArguments = {});
 
-// What `sox --i` tells of a file (`type` gives sox the format of a headerless one); channels 0 when
-// sox can't read it.
+// What `sox --i` tells of a file; channels 0 when sox can't read it.
 struct SoxInfo {
     int channels = 0;
     double sampleRate = 0.0;
@@ -46,12 +46,13 @@ struct SoxInfo {
     qint64 frames = -1;
     QString encoding;
 };
-SoxInfo soxInfo(const QString& path, const QStringList& type = {});
+SoxInfo soxInfo(const QString& path);
 
 // The first value that `ffprobe` shows for `entries` (e.g. "format_tags=title:stream_tags=title").
 QString ffprobeValue(const QString& path, const QString& entries);
 
-// The samples of a file as sox (FFmpeg for MP4) decodes them, interleaved floats; empty when that fails.
+// The samples of a file as sox decodes them (`type` tells it the format of a headerless file), or
+// FFmpeg where sox can't, interleaved floats; empty when both fail.
 std::vector<float> samplesOf(const QString& path, const QStringList& type = {});
 
 // A digest of a file's bytes; empty when it can't be read.
