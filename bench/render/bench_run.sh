@@ -26,6 +26,7 @@ done
 
 work=${WORK:-$(mktemp -d)}
 [ -n "${WORK:-}" ] || trap 'rm -rf "$work"' EXIT
+rm -rf "$work/home" "$work/ondrel" "$work/sox" "$work/ffmpeg"
 mkdir -p "$work/in" "$work/home" "$work/ondrel" "$work/sox" "$work/ffmpeg"
 echo "making $files files of ${seconds} s in $work/in"
 for i in $(seq -w 1 "$files"); do
@@ -43,7 +44,7 @@ run workflow save-options "destinationBookmark=$work/ondrel" >/dev/null
 
 now() { date +%s.%N; }
 echo "ondrel run"
-/usr/bin/time -v -o "$work/ondrel.time" "$ondrel" --home "$work/home" --quiet run
+/usr/bin/time -v -o "$work/ondrel.time" "$ondrel" --home "$work/home" --quiet run >"$work/ondrel.out"
 ondrel_s=$(awk -F': ' '/Elapsed \(wall clock\)/ { n = split($2, t, ":"); s = 0; for (i = 1; i <= n; i++) s = s * 60 + t[i]; print s }' "$work/ondrel.time")
 peak_mb=$(awk -F': ' '/Maximum resident set size/ { printf "%.0f", $2 / 1024 }' "$work/ondrel.time")
 
