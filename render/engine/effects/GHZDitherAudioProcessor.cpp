@@ -144,40 +144,91 @@ inline double roundToInteger(double x) {
 }
 } // namespace
 
-void GHZDitherAudioProcessor::ditherChannel(float* samples, int64_t frames, ChannelState& state, int bits,
-                                            const double* h, int order, double amount, bool blanking) {
-    const double scale = std::ldexp(1.0, bits - 1);
-    const double inverse = 1.0 / scale;
-    const double lowest = -scale, highest = scale - 1.0;
-    const double errorLimit = amount + 0.5;  // the largest error when nothing clips
+namespace {
+
+struct DitherParameters {
+    double scale;
+    double inverse;
+    double lowest;
+    double highest;
+    double errorLimit;  // the largest error when nothing clips
+    double amount;
+    bool blanking;
+};
+
+// Dithers `Count` channels side by side: each channel's error feedback is a
+// chain of dependent operations from one sample to the next, so two chains
+// in one loop keep the processor busy where one would leave it waiting. The
+// order is a constant, so that the error history stays in registers. Each
+// channel gets exactly the arithmetic of a channel done alone.
+template <int Order, int Count>
+void ditherKernel(float* const* samples, int64_t frames, double* const* errors, uint64_t* const* randoms,
+                  const double* coefficients, const DitherParameters& p) {
+    constexpr int kSize = Order > 0 ? Order : 1;
     constexpr double kUnit = 1.0 / 4294967296.0;
-    double* e = state.error;
-    uint64_t random = state.random;
-    for (int64_t i = 0; i < frames; ++i) {
-        const float x = samples[i];
-        double fed = 0.0;
-        for (int k = 0; k < order; ++k)
-            fed += h[k] * e[k];
-        double err = 0.0;
-        // A NaN has no place on the grid: it comes out as 0 and feeds no
-        // error back, or it would spoil every sample after it.
-        if ((blanking && x == 0.0f) || std::isnan(x)) {
-            samples[i] = 0.0f;
-        } else {
-            const double wanted = double(x) * scale - fed;
-            const uint64_t r = nextRandom(random);
-            const double tpdf = (double(r >> 32) - double(r & 0xFFFFFFFFULL)) * kUnit * amount;
-            const double quantized = std::clamp(roundToInteger(wanted + tpdf), lowest, highest);
-            err = std::clamp(quantized - wanted, -errorLimit, errorLimit);
-            samples[i] = float(quantized * inverse);
-        }
-        for (int k = order - 1; k > 0; --k)
-            e[k] = e[k - 1];
-        if (order > 0)
-            e[0] = err;
+    double h[kSize] = {};
+    for (int k = 0; k < Order; ++k)
+        h[k] = coefficients[k];
+    double e[Count][kSize] = {};
+    uint64_t random[Count];
+    for (int c = 0; c < Count; ++c) {
+        for (int k = 0; k < Order; ++k)
+            e[c][k] = errors[c][k];
+        random[c] = *randoms[c];
     }
-    state.random = random;
+    for (int64_t i = 0; i < frames; ++i) {
+        for (int c = 0; c < Count; ++c) {
+            const float x = samples[c][i];
+            double fed = 0.0;
+            for (int k = 0; k < Order; ++k)
+                fed += h[k] * e[c][k];
+            double err = 0.0;
+            // A NaN has no place on the grid: it comes out as 0 and feeds no
+            // error back, or it would spoil every sample after it.
+            if ((p.blanking && x == 0.0f) || std::isnan(x)) {
+                samples[c][i] = 0.0f;
+            } else {
+                const double wanted = double(x) * p.scale - fed;
+                const uint64_t r = nextRandom(random[c]);
+                const double tpdf = (double(r >> 32) - double(r & 0xFFFFFFFFULL)) * kUnit * p.amount;
+                const double quantized = std::clamp(roundToInteger(wanted + tpdf), p.lowest, p.highest);
+                err = std::clamp(quantized - wanted, -p.errorLimit, p.errorLimit);
+                samples[c][i] = float(quantized * p.inverse);
+            }
+            for (int k = Order - 1; k > 0; --k)
+                e[c][k] = e[c][k - 1];
+            if constexpr (Order > 0)
+                e[c][0] = err;
+        }
+    }
+    for (int c = 0; c < Count; ++c) {
+        for (int k = 0; k < Order; ++k)
+            errors[c][k] = e[c][k];
+        *randoms[c] = random[c];
+    }
 }
+
+template <int Count>
+void ditherChannels(float* const* samples, int64_t frames, double* const* errors, uint64_t* const* randoms,
+                    const double* h, int order, const DitherParameters& p) {
+    switch (order) {
+    case 0:
+        return ditherKernel<0, Count>(samples, frames, errors, randoms, h, p);
+    case 1:
+        return ditherKernel<1, Count>(samples, frames, errors, randoms, h, p);
+    case 2:
+        return ditherKernel<2, Count>(samples, frames, errors, randoms, h, p);
+    case 3:
+        return ditherKernel<3, Count>(samples, frames, errors, randoms, h, p);
+    case 5:
+        return ditherKernel<5, Count>(samples, frames, errors, randoms, h, p);
+    default:
+        Q_ASSERT(order == 9);
+        return ditherKernel<9, Count>(samples, frames, errors, randoms, h, p);
+    }
+}
+
+} // namespace
 
 bool GHZDitherAudioProcessor::render(VMKAudioBufferList& destination, VMKAudioBus& bus,
                                      const VMKAudioStreamRenderInfo& info) {
@@ -190,8 +241,21 @@ bool GHZDitherAudioProcessor::render(VMKAudioBufferList& destination, VMKAudioBu
     const double amount = amountFactor();
     const bool blanking = isAutoBlankingEnabled();
     const uint32_t channels = std::min<uint32_t>(destination.numberOfChannels(), uint32_t(m_channels.size()));
-    for (uint32_t c = 0; c < channels; ++c)
-        ditherChannel(destination.channel(c), destination.frames(), m_channels[c], bits, h, order, amount, blanking);
+    const double scale = std::ldexp(1.0, bits - 1);
+    const DitherParameters parameters{scale, 1.0 / scale, -scale, scale - 1.0, amount + 0.5, amount, blanking};
+    uint32_t c = 0;
+    for (; c + 2 <= channels; c += 2) {
+        float* samples[2] = {destination.channel(c), destination.channel(c + 1)};
+        double* errors[2] = {m_channels[c].error, m_channels[c + 1].error};
+        uint64_t* randoms[2] = {&m_channels[c].random, &m_channels[c + 1].random};
+        ditherChannels<2>(samples, destination.frames(), errors, randoms, h, order, parameters);
+    }
+    if (c < channels) {
+        float* samples[1] = {destination.channel(c)};
+        double* errors[1] = {m_channels[c].error};
+        uint64_t* randoms[1] = {&m_channels[c].random};
+        ditherChannels<1>(samples, destination.frames(), errors, randoms, h, order, parameters);
+    }
     return ok;
 }
 

@@ -68,8 +68,6 @@ private:
         uint64_t random = 0;
     };
     void resetChannels();
-    void ditherChannel(float* samples, int64_t frames, ChannelState& state, int bits, const double* h, int order,
-                       double amount, bool blanking);
 
     std::atomic<int> m_bitDepth{16};
     std::atomic<int> m_shaping{int(NoiseShaping::Optimal)};
