@@ -133,16 +133,21 @@ void VMKAudioFileEncoder::interleaveIntegers(const float* const* channels, int c
             }
         return;
     }
-    const float scale = float(1u << (bits - 1));
-    const float top = scale - 1.0f;
-    const int shift = 32 - bits;
+    // Rounding to nearest (ties to even) by adding and taking away 1.5 * 2^52,
+    // which the compiler vectorizes where nearbyint is a library call; the
+    // values are first kept within the grid's reach, where it is exact.
+    constexpr double kMagic = 6755399441055744.0;
+    const double scale = double(1u << (bits - 1));
+    const double top = scale - 1.0;
+    const uint32_t step = uint32_t(1) << (32 - bits);
     for (int c = 0; c < count; ++c) {
         const float* in = channels[c];
         int32_t* o = out + c;
         for (qint64 i = 0; i < frames; ++i) {
-            const float x = in[i] * scale;
-            const float v = std::clamp(std::nearbyint(x == x ? x : 0.0f), -scale, top);
-            o[i * count] = int32_t(int64_t(v) * (int64_t(1) << shift));
+            const double x = double(in[i]) * scale;
+            const double kept = std::clamp(x == x ? x : 0.0, -scale - 1.0, scale);
+            const double v = std::clamp((kept + kMagic) - kMagic, -scale, top);
+            o[i * count] = int32_t(uint32_t(int32_t(v)) * step);
         }
     }
 }
