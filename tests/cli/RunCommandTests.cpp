@@ -1,0 +1,29 @@
+#include "tests/support/TestSupport.h"
+#include "tests/support/cli/CommandLineRunner.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QRegularExpression>
+
+#include <gtest/gtest.h>
+
+namespace ondrel {
+
+// `process` works on a catalog of its own: adding files there must not
+// clear the selection the user's catalog keeps for `run --selected`.
+TEST(RunCommand, ProcessLeavesTheSelectionOfTheUsersCatalogAlone) {
+    TemporaryHome home;
+    const QString data = home.filePath(QStringLiteral("data"));
+    ASSERT_TRUE(QDir().mkpath(data));
+    ASSERT_TRUE(writeTone(data + "/kept.wav") && writeTone(data + "/once.wav"));
+    ASSERT_EQ(runOndrel(home.path(), {"add", data + "/kept.wav"}).exitCode, 0);
+    ASSERT_EQ(runOndrel(home.path(), {"select", data + "/kept.wav"}).exitCode, 0);
+    const CommandResult before = runOndrel(home.path(), {"defaults", "read", "EntityControllerSelection"});
+    ASSERT_TRUE(before.out.contains(QRegularExpression("[0-9A-F-]{36}"))) << before.out.toStdString();
+
+    const CommandResult processed = runOndrel(home.path(), {"process", "--to", data + "/out", data + "/once.wav"});
+    ASSERT_EQ(processed.exitCode, 0) << processed.out.toStdString() << processed.err.toStdString();
+
+    EXPECT_EQ(runOndrel(home.path(), {"defaults", "read", "EntityControllerSelection"}).out, before.out);
+}
+
+} // namespace ondrel
