@@ -26,4 +26,22 @@ TEST(RunCommand, ProcessLeavesTheSelectionOfTheUsersCatalogAlone) {
     EXPECT_EQ(runOndrel(home.path(), {"defaults", "read", "EntityControllerSelection"}).out, before.out);
 }
 
+// A swap that can't put the result in place (a folder holds its name) logs
+// the error and, as designed, still removes the source: the run must not
+// report the result as written, and must end with the status of a failed item.
+TEST(RunCommand, AResultTheSwapCouldNotPutInPlaceIsAFailure) {
+    TemporaryHome home;
+    const QString data = home.filePath(QStringLiteral("data"));
+    ASSERT_TRUE(QDir().mkpath(data + "/take.flac"));
+    ASSERT_TRUE(writeTone(data + "/take.wav"));
+    ASSERT_EQ(runOndrel(home.path(), {"add", data + "/take.wav"}).exitCode, 0);
+    ASSERT_EQ(runOndrel(home.path(), {"workflow", "add", "changeToFLAC"}).exitCode, 0);
+    ASSERT_EQ(runOndrel(home.path(), {"workflow", "save-options", "replaceOriginal=true", "destinationBookmark="}).exitCode, 0);
+
+    const CommandResult result = runOndrel(home.path(), {"run"});
+    EXPECT_EQ(result.exitCode, 1) << result.out.toStdString() << result.err.toStdString();
+    EXPECT_TRUE(result.out.startsWith(QStringLiteral("failed   take.wav: "))) << result.out.toStdString();
+    EXPECT_FALSE(result.out.contains(QStringLiteral("wrote"))) << result.out.toStdString();
+}
+
 } // namespace ondrel
