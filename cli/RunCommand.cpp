@@ -159,9 +159,18 @@ QVariantMap describeResult(const AudioProcess& process, bool rehearse) {
         result.insert(QStringLiteral("error"), QStringLiteral("not rendered: the run was stopped"));
         return result;
     }
-    result.insert(QStringLiteral("result"), url.path());
-    if (rehearse)
+    if (rehearse) {
+        result.insert(QStringLiteral("result"), url.path());
         return result;
+    }
+    // A result that replaces its original is put in place by the swap at the
+    // end of the run; when that failed (logged), the finished file is not there.
+    if (!url.existsAsFile()) {
+        result.insert(QStringLiteral("error"),
+                      QStringLiteral("the result could not be put at %1 (see 'ondrel log --issues')").arg(url.path()));
+        return result;
+    }
+    result.insert(QStringLiteral("result"), url.path());
     if (const auto reader = VMKAudioFileReader::initWithURL(url)) {
         const VMKAudioFileFacts& facts = reader->facts();
         result.insert(QStringLiteral("format"), facts.format ? facts.format->name : QString());

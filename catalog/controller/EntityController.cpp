@@ -200,6 +200,7 @@ void EntityController::init() {
         std::lock_guard lock(catalogFileMutex());
         url = catalogFile();
     }
+    m_storesSelection = url.isEmpty();
     if (url.isEmpty())
         url = URL::supportDirectory().URLByAppendingPathComponent(QStringLiteral("Entities"))
                   .URLByAppendingPathExtension(QStringLiteral("db"));
@@ -282,6 +283,8 @@ void EntityController::setUpTreeController() {
 }
 
 void EntityController::restoreSelection() {
+    if (!m_storesSelection)
+        return;
     QVariantList selected;
     for (const QString& ID : UserDefaults::standardUserDefaults()->stringArrayForKey(SelectionKey))
         if (auto entity = m_rootGroup->entityWithID(ID))
@@ -393,7 +396,7 @@ void EntityController::selectionDidChange() {
                 selected.push_back(std::move(file));
     }
     auto defaults = UserDefaults::standardUserDefaults();
-    if (defaults->stringArrayForKey(SelectionKey) != IDs)
+    if (m_storesSelection && defaults->stringArrayForKey(SelectionKey) != IDs)
         defaults->setObjectForKey(IDs, SelectionKey);
     if (selected == m_selectedFileEntities)
         return;

@@ -49,7 +49,8 @@ public:
     static void resetSharedInstance();
     // The catalog file the shared controller opens, when set before it is
     // made; empty: "Entities.db" in the support folder. For a one-shot run
-    // over a catalog of its own.
+    // over a catalog of its own, whose selection is neither restored from
+    // nor stored in the user's defaults.
     static void setCatalogFile(const URL& url);
     // The shared controller when one exists; never makes one (for
     // destructors, which may run while the tree is let go).
@@ -138,6 +139,9 @@ private:
     std::atomic<bool> m_tornDown{false};
 
     bool m_needsRearrangeObjects = false;  // main thread
+    // False on a catalog file of its own (setCatalogFile): its selection is
+    // not the user's, and the user's stored one stays as it is.
+    bool m_storesSelection = true;
     mutable std::mutex m_observationsMutex;
     std::unordered_map<const Object*, std::vector<ObservationHandle>> m_observations;
     std::vector<ObservationHandle> m_controllerObservations;
