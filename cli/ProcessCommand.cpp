@@ -86,11 +86,14 @@ int ProcessCommand::prepare(QStringList& arguments) {
 
 int ProcessCommand::run(const QStringList& arguments) {
     if (!destinationFolder().isEmpty()) {
-        // The run's save action takes the folder; the stored workflow is not written.
+        // The run's save action takes the folder, and the results go there
+        // rather than in place of the sources; the stored workflow is not written.
         const auto save = WorkflowController::sharedInstance()->saveAction();
         QVariantMap values;
         QString error;
-        if (!save || !ActionParameters::read(*save, {QStringLiteral("destinationBookmark=") + destinationFolder()},
+        if (!save || !ActionParameters::read(*save,
+                                             {QStringLiteral("destinationBookmark=") + destinationFolder(),
+                                              QStringLiteral("replaceOriginal=false")},
                                              &values, &error)) {
             Output::error(error.isEmpty() ? QStringLiteral("the workflow has no save options") : error);
             return Output::CannotOpen;

@@ -9,7 +9,8 @@ namespace ondrel {
 // user's catalog is not touched), the workflow of FILE (in the form of
 // "Workflow.plist") or the current one runs over them with the results
 // placed in DIR when given, and the temporary catalog goes at the end. The
-// log and the history of runs are the user's, as for any run.
+// log and the history of runs are the user's, as for any run. With DIR the
+// results never replace the sources, whatever the workflow says.
 class ProcessCommand {
 public:
     // Before the controllers come up: takes --workflow and --to out of

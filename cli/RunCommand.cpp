@@ -105,8 +105,7 @@ void drainMainQueue(QEventLoop& loop) {
 // Runs the main queue until the renders of `groups` have ended and the file
 // processes they started (on the main queue) have ended too. Answers false
 // when the run was stopped by Ctrl-C.
-bool waitForRun(const Groups& groups) {
-    InterruptPipe interrupts;
+bool waitForRun(const Groups& groups, InterruptPipe& interrupts) {
     RunProgress progress(groups);
     QEventLoop loop;
     bool interrupted = false;
@@ -228,6 +227,8 @@ int RunCommand::run(const QStringList& arguments) {
 int RunCommand::runWorkflow(const std::vector<std::shared_ptr<FileEntity>>& entities, bool rehearse) {
     const auto commandGroups = WorkflowController::sharedInstance()->commandGroups(entities, rehearse);
     const auto controller = AudioProcessController::sharedInstance();
+    // Ctrl-C is caught from before the first render starts.
+    InterruptPipe interrupts;
     Groups groups;
     for (const auto& commandGroup : commandGroups) {
         const qsizetype before = controller->countOfAudioProcessGroups();
@@ -236,7 +237,7 @@ int RunCommand::runWorkflow(const std::vector<std::shared_ptr<FileEntity>>& enti
             if (auto group = controller->objectInAudioProcessGroupsAtIndex(i))
                 groups.push_back(std::move(group));
     }
-    const bool finished = waitForRun(groups);
+    const bool finished = waitForRun(groups, interrupts);
 
     QVariantList results;
     bool failed = false;

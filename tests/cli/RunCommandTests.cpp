@@ -2,6 +2,7 @@
 #include "tests/support/cli/CommandLineRunner.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -9,7 +10,8 @@
 namespace ondrel {
 
 // `process` works on a catalog of its own: adding files there must not
-// clear the selection the user's catalog keeps for `run --selected`.
+// clear the selection the user's catalog keeps for `run --selected`; and
+// with --to it never replaces a source.
 TEST(RunCommand, ProcessLeavesTheSelectionOfTheUsersCatalogAlone) {
     TemporaryHome home;
     const QString data = home.filePath(QStringLiteral("data"));
@@ -20,10 +22,16 @@ TEST(RunCommand, ProcessLeavesTheSelectionOfTheUsersCatalogAlone) {
     const CommandResult before = runOndrel(home.path(), {"defaults", "read", "EntityControllerSelection"});
     ASSERT_TRUE(before.out.contains(QRegularExpression("[0-9A-F-]{36}"))) << before.out.toStdString();
 
+    // A workflow that replaces its originals: with --to the results go
+    // there and the source stays.
+    ASSERT_EQ(runOndrel(home.path(), {"workflow", "add", "changeToFLAC"}).exitCode, 0);
+    ASSERT_EQ(runOndrel(home.path(), {"workflow", "save-options", "replaceOriginal=true"}).exitCode, 0);
     const CommandResult processed = runOndrel(home.path(), {"process", "--to", data + "/out", data + "/once.wav"});
     ASSERT_EQ(processed.exitCode, 0) << processed.out.toStdString() << processed.err.toStdString();
 
     EXPECT_EQ(runOndrel(home.path(), {"defaults", "read", "EntityControllerSelection"}).out, before.out);
+    EXPECT_TRUE(QFile::exists(data + "/once.wav"));
+    EXPECT_TRUE(QFile::exists(data + "/out/once.flac"));
 }
 
 // A swap that can't put the result in place (a folder holds its name) logs
