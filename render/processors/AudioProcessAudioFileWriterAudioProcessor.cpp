@@ -111,11 +111,11 @@ URL AudioProcessAudioFileWriterAudioProcessor::createResultURLWithExtension(cons
     // suffix stays at the end of the name ("Take 1_L.wav").
     const QString delimiter = url.audioChannelSuffixDelimiter();
     for (qint64 n = 1;; ++n) {
-        const QString name = !delimiter.isEmpty() ? QStringLiteral("%1 %2%3%4")
-                                                        .arg(url.audioFilename())
-                                                        .arg(n)
-                                                        .arg(delimiter, url.audioChannelSuffix())
-                                                  : QStringLiteral("%1 %2").arg(url.filename()).arg(n);
+        // One arg() call each: a "%2" in a file's name is text, not a place for the number.
+        const QString number = QString::number(n);
+        const QString name = !delimiter.isEmpty() ? QStringLiteral("%1 %2%3%4").arg(url.audioFilename(), number,
+                                                                                   delimiter, url.audioChannelSuffix())
+                                                  : QStringLiteral("%1 %2").arg(url.filename(), number);
         const URL candidate = inFolder(name);
         if (candidate.exists())
             continue;

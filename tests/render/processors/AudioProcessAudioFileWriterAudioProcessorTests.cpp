@@ -23,8 +23,8 @@ QStringList entries(const QString& path) {  // hidden ones too
 }
 
 QString message(const char* key, const QString& a, const QString& b = QString()) {
-    const QString text = VMKLocalizedString(QString::fromLatin1(key)).arg(a);
-    return b.isNull() ? text : text.arg(b);
+    const QString text = VMKLocalizedString(QString::fromLatin1(key));
+    return b.isNull() ? text.arg(a) : text.arg(a, b);
 }
 
 std::vector<QString> logged(unsigned level) {
@@ -110,7 +110,11 @@ INSTANTIATE_TEST_SUITE_P(
         NamingCase{"an aiff source rendered as aif keeps aiff, in its folder under its stem", {"song.aiff"},
                    "song.aiff", {}, "aif", false, "song 1.aiff", "song.aiff"},
         NamingCase{"replacing the original takes its name as it is, aiff kept", {"song.aiff"}, "song.aiff", {}, "aif",
-                   true, "song.aiff", {}}));
+                   true, "song.aiff", {}},
+        NamingCase{"a percent code in the name is kept as it is when numbered", {"Smith%2C John.wav"}, {},
+                   "Smith%2C John", "wav", false, "Smith%2C John 1.wav", "Smith%2C John.wav"},
+        NamingCase{"a percent code before a channel suffix is kept as it is when numbered", {"Mix%1_L.wav"}, {},
+                   "Mix%1_L", "wav", false, "Mix%1 1_L.wav", "Mix%1_L.wav"}));
 
 TEST_F(WriterTest, TwoRendersOfOneNameAreEachNumberedAgainstWhatExistsThen) {
     writeFile(folder.path("name.wav"));
