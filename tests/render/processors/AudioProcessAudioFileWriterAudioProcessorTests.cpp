@@ -124,6 +124,31 @@ TEST_F(WriterTest, TwoRendersOfOneNameAreEachNumberedAgainstWhatExistsThen) {
     EXPECT_EQ(entries(folder.path({})), QStringList({"name 1.wav", "name 2.wav", "name.wav"})) << "nothing left over";
 }
 
+// Names its result, then lets `between` run before putting the file there.
+struct PausingWriter : Writer {
+    std::function<void()> between;
+    URL createResultURLWithExtension(const QString& extension) override {
+        const URL url = Writer::createResultURLWithExtension(extension);
+        if (between)
+            between();
+        return url;
+    }
+};
+
+// Two renders of one name side by side: the second names its result while
+// the first has named its own but not yet moved it in. Each must get its
+// own name, or the later move deletes the other's result.
+TEST_F(WriterTest, ANameChosenButNotYetFilledIsNotGivenToAnotherRender) {
+    std::shared_ptr<Writer> second;
+    auto first = render<PausingWriter>(folder.path({}), "name", true, [&](PausingWriter& w) {
+        w.between = [&] { second = render(folder.path({}), "name"); };
+    });
+    ASSERT_TRUE(second);
+    EXPECT_EQ(first->resultURL(), folder.url("name.wav"));
+    EXPECT_EQ(second->resultURL(), folder.url("name 1.wav"));
+    EXPECT_EQ(entries(folder.path({})), QStringList({"name 1.wav", "name.wav"})) << "both results kept";
+}
+
 TEST_F(WriterTest, TheTemporaryFileLiesHiddenInTheNewDestinationFolderWhileRendering) {
     const QString destination = folder.path("new/deeper");
     QStringList during;
