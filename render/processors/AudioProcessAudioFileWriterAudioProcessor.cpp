@@ -11,6 +11,7 @@
 #include <QtCore/QVariantList>
 
 #include <mutex>
+#include <set>
 
 namespace ondrel {
 
@@ -22,6 +23,20 @@ namespace {
 std::mutex& directoryLock() {
     static std::mutex* lock = new std::mutex;
     return *lock;
+}
+
+// The results that renders under way have named but not yet moved in. A
+// name in here is taken, as if its file existed already: renders run side
+// by side, and two of one name would otherwise both choose it and the later
+// move would delete the other's result.
+struct Claims {
+    std::mutex mutex;
+    std::set<URL> urls;
+};
+
+Claims& claims() {
+    static Claims* claims = new Claims;
+    return *claims;
 }
 
 // "aif" becomes "aiff" when the source was an "aiff" file.
@@ -50,7 +65,15 @@ const ClassInfo& AudioProcessAudioFileWriterAudioProcessor::staticClassInfo() {
 
 AudioProcessAudioFileWriterAudioProcessor::AudioProcessAudioFileWriterAudioProcessor() = default;
 
-AudioProcessAudioFileWriterAudioProcessor::~AudioProcessAudioFileWriterAudioProcessor() = default;
+AudioProcessAudioFileWriterAudioProcessor::~AudioProcessAudioFileWriterAudioProcessor() { releaseClaim(); }
+
+void AudioProcessAudioFileWriterAudioProcessor::releaseClaim() {
+    if (m_claimedURL.isEmpty())
+        return;
+    std::lock_guard lock(claims().mutex);
+    claims().urls.erase(m_claimedURL);
+    m_claimedURL = URL();
+}
 
 std::shared_ptr<AudioProcessOperation> AudioProcessAudioFileWriterAudioProcessor::audioProcessOperation() const {
     return std::dynamic_pointer_cast<AudioProcessOperation>(operation());
@@ -104,31 +127,50 @@ URL AudioProcessAudioFileWriterAudioProcessor::createResultURLWithExtension(cons
     };
     const URL url = inFolder(stem);
     // A replaced original takes its own place, whatever is there.
-    if (m_replaceOriginal || !url.exists())
+    if (m_replaceOriginal)
         return url;
 
-    // The next free number, checked against what exists now; a channel
-    // suffix stays at the end of the name ("Take 1_L.wav").
+    releaseClaim();
+    std::lock_guard lock(claims().mutex);
+    auto taken = [](const URL& candidate) { return candidate.exists() || claims().urls.count(candidate) != 0; };
+    auto claim = [this](const URL& result) {
+        claims().urls.insert(result);
+        m_claimedURL = result;
+        return result;
+    };
+    if (!taken(url))
+        return claim(url);
+
+    // The next free number, checked against what exists now and what other
+    // renders have named; a channel suffix stays at the end of the name
+    // ("Take 1_L.wav").
     const QString delimiter = url.audioChannelSuffixDelimiter();
     for (qint64 n = 1;; ++n) {
-        const QString name = !delimiter.isEmpty() ? QStringLiteral("%1 %2%3%4")
-                                                        .arg(url.audioFilename())
-                                                        .arg(n)
-                                                        .arg(delimiter, url.audioChannelSuffix())
-                                                  : QStringLiteral("%1 %2").arg(url.filename()).arg(n);
+        // One arg() call each: a "%2" in a file's name is text, not a place for the number.
+        const QString number = QString::number(n);
+        const QString name = !delimiter.isEmpty() ? QStringLiteral("%1 %2%3%4").arg(url.audioFilename(), number,
+                                                                                   delimiter, url.audioChannelSuffix())
+                                                  : QStringLiteral("%1 %2").arg(url.filename(), number);
         const URL candidate = inFolder(name);
-        if (candidate.exists())
+        if (taken(candidate))
             continue;
         LogController::sharedInstance()->logWithLevel(
             LogController::Notice,
             VMKLocalizedString(QStringLiteral("AudioProcessAudioFileWriterAudioProcessor_log_notice_renamed"))
                 .arg(url.lastPathComponent(), candidate.lastPathComponent()));
-        return candidate;
+        return claim(candidate);
     }
 }
 
 bool AudioProcessAudioFileWriterAudioProcessor::replaceResultWithFileAtTemporaryURL(const URL& temporaryURL,
                                                                                     VMKError* error) {
+    // The name is given back however this ends: moved in, the file itself
+    // holds it; not moved, nothing does.
+    struct ReleaseClaim {
+        AudioProcessAudioFileWriterAudioProcessor* writer;
+        ~ReleaseClaim() { writer->releaseClaim(); }
+    } giveBack{this};
+
     // 1. A rehearsal keeps nothing.
     if (m_rehearse)
         return temporaryURL.deleteItem(error);

@@ -15,7 +15,8 @@ class AudioProcessOperation;
 //    source's folder and stem; the extension "aif" stays "aiff" when the
 //    first source has "aiff";
 //  - without replaceOriginal a taken name gets the next free number ("name
-//    1", and "name 1_L" when the name ends in a channel suffix), logged;
+//    1", and "name 1_L" when the name ends in a channel suffix), logged; a
+//    name another render has chosen and not yet filled counts as taken;
 //  - the temporary file lies in the result's folder (hidden), so that
 //    putting it in place is one rename;
 //  - in a rehearsal the file is written and then deleted, and nothing
@@ -50,10 +51,13 @@ protected:
 private:
     // The folder the result goes to: the base folder, else the first source's.
     URL resultDirectory() const;
+    // Gives back the result name this writer holds for itself, if any.
+    void releaseClaim();
 
     std::vector<URL> m_sourceURLs;
     bool m_replaceOriginal = false;
     bool m_rehearse = false;
+    URL m_claimedURL;  // the result named and not yet moved in
 };
 
 } // namespace ondrel

@@ -23,8 +23,8 @@ QStringList entries(const QString& path) {  // hidden ones too
 }
 
 QString message(const char* key, const QString& a, const QString& b = QString()) {
-    const QString text = VMKLocalizedString(QString::fromLatin1(key)).arg(a);
-    return b.isNull() ? text : text.arg(b);
+    const QString text = VMKLocalizedString(QString::fromLatin1(key));
+    return b.isNull() ? text.arg(a) : text.arg(a, b);
 }
 
 std::vector<QString> logged(unsigned level) {
@@ -110,7 +110,11 @@ INSTANTIATE_TEST_SUITE_P(
         NamingCase{"an aiff source rendered as aif keeps aiff, in its folder under its stem", {"song.aiff"},
                    "song.aiff", {}, "aif", false, "song 1.aiff", "song.aiff"},
         NamingCase{"replacing the original takes its name as it is, aiff kept", {"song.aiff"}, "song.aiff", {}, "aif",
-                   true, "song.aiff", {}}));
+                   true, "song.aiff", {}},
+        NamingCase{"a percent code in the name is kept as it is when numbered", {"Smith%2C John.wav"}, {},
+                   "Smith%2C John", "wav", false, "Smith%2C John 1.wav", "Smith%2C John.wav"},
+        NamingCase{"a percent code before a channel suffix is kept as it is when numbered", {"Mix%1_L.wav"}, {},
+                   "Mix%1_L", "wav", false, "Mix%1 1_L.wav", "Mix%1_L.wav"}));
 
 TEST_F(WriterTest, TwoRendersOfOneNameAreEachNumberedAgainstWhatExistsThen) {
     writeFile(folder.path("name.wav"));
@@ -118,6 +122,31 @@ TEST_F(WriterTest, TwoRendersOfOneNameAreEachNumberedAgainstWhatExistsThen) {
     EXPECT_EQ(render(folder.path({}), "name")->resultURL(), folder.url("name 2.wav"));
     EXPECT_EQ(readFile(folder.path("name 2.wav")).at(0).size(), 400u);
     EXPECT_EQ(entries(folder.path({})), QStringList({"name 1.wav", "name 2.wav", "name.wav"})) << "nothing left over";
+}
+
+// Names its result, then lets `between` run before putting the file there.
+struct PausingWriter : Writer {
+    std::function<void()> between;
+    URL createResultURLWithExtension(const QString& extension) override {
+        const URL url = Writer::createResultURLWithExtension(extension);
+        if (between)
+            between();
+        return url;
+    }
+};
+
+// Two renders of one name side by side: the second names its result while
+// the first has named its own but not yet moved it in. Each must get its
+// own name, or the later move deletes the other's result.
+TEST_F(WriterTest, ANameChosenButNotYetFilledIsNotGivenToAnotherRender) {
+    std::shared_ptr<Writer> second;
+    auto first = render<PausingWriter>(folder.path({}), "name", true, [&](PausingWriter& w) {
+        w.between = [&] { second = render(folder.path({}), "name"); };
+    });
+    ASSERT_TRUE(second);
+    EXPECT_EQ(first->resultURL(), folder.url("name.wav"));
+    EXPECT_EQ(second->resultURL(), folder.url("name 1.wav"));
+    EXPECT_EQ(entries(folder.path({})), QStringList({"name 1.wav", "name.wav"})) << "both results kept";
 }
 
 TEST_F(WriterTest, TheTemporaryFileLiesHiddenInTheNewDestinationFolderWhileRendering) {
