@@ -27,7 +27,10 @@ std::shared_ptr<Timer> Timer::scheduledTimer(double seconds, bool repeats, std::
 void Timer::schedule() {
     if (!isValid())
         return;
-    m_timer = new QTimer();
+    // Owned by the application as well, so that a timer still scheduled when
+    // the program ends goes with the application (and with it the connection
+    // that holds this object) instead of being left behind.
+    m_timer = new QTimer(QCoreApplication::instance());
     m_timer->setSingleShot(!m_repeats);
     m_timer->setInterval(int(std::min(m_interval * 1000.0 + 0.5, 2147483647.0)));
     m_timer->setTimerType(m_interval < 2.0 ? Qt::PreciseTimer : Qt::CoarseTimer);
