@@ -147,7 +147,17 @@ bool waitForRun(const Groups& groups, InterruptPipe& interrupts) {
     return !interrupted;
 }
 
-QVariantMap describeResult(const AudioProcess& process, bool rehearse) {
+// The finished file still waiting for the swap of a stopped run at `url`,
+// or the empty URL.
+URL waitingForSwap(const AudioProcessGroup& group, const URL& url) {
+    for (const QVariantMap& instructions : group.replaceInstructions())
+        if (instructions.value(QStringLiteral("destinationURL")).value<URL>() == url)
+            return instructions.value(QStringLiteral("resultURL")).value<URL>();
+    return URL();
+}
+
+QVariantMap describeResult(const AudioProcessGroup& group, const AudioProcess& process) {
+    const bool rehearse = group.isRehearse();
     QVariantMap result{{QStringLiteral("source"), process.sourceName()}};
     if (process.hasError()) {
         result.insert(QStringLiteral("error"), process.errorDescription());
@@ -163,7 +173,14 @@ QVariantMap describeResult(const AudioProcess& process, bool rehearse) {
         return result;
     }
     // A result that replaces its original is put in place by the swap at the
-    // end of the run; when that failed (logged), the finished file is not there.
+    // end of the run, which a stop cancels: the original is still there.
+    if (const URL kept = waitingForSwap(group, url); !kept.isEmpty()) {
+        result.insert(QStringLiteral("error"),
+                      QStringLiteral("the run was stopped before the result replaced %1; the finished file is kept at %2")
+                          .arg(url.path(), kept.path()));
+        return result;
+    }
+    // When the swap failed (logged), the finished file is not there.
     if (!url.existsAsFile()) {
         result.insert(QStringLiteral("error"),
                       QStringLiteral("the result could not be put at %1 (see 'ondrel log --issues')").arg(url.path()));
@@ -243,7 +260,7 @@ int RunCommand::runWorkflow(const std::vector<std::shared_ptr<FileEntity>>& enti
     bool failed = false;
     for (const auto& group : groups) {
         for (const auto& process : group->enumeratorOfAudioProcesses()) {
-            const QVariantMap result = describeResult(*process, group->isRehearse());
+            const QVariantMap result = describeResult(*group, *process);
             failed = failed || result.contains(QStringLiteral("error"));
             results << result;
             if (!Output::isJson())
