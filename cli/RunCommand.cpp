@@ -2,12 +2,11 @@
 
 #include "cli/InterruptPipe.h"
 #include "cli/Output.h"
+#include "cli/RunOptions.h"
 #include "core/dispatch/DispatchQueue.h"
 #include "core/dispatch/OperationQueue.h"
 #include "fileprocesses/FileProcessController.h"
 #include "process/instructions/AudioProcessCommandGroup.h"
-#include "process/interfaces/FileEntitySource.h"
-#include "process/interfaces/ProcessInterfaces.h"
 #include "process/workflow/WorkflowController.h"
 #include "render/controller/AudioProcess.h"
 #include "render/controller/AudioProcessController.h"
@@ -219,26 +218,16 @@ QString resultLine(const QVariantMap& result, bool rehearse) {
 } // namespace
 
 int RunCommand::run(const QStringList& arguments) {
-    bool selected = false;
-    bool rehearse = false;
-    for (const QString& argument : arguments) {
-        if (argument == QLatin1String("--selected"))
-            selected = true;
-        else if (argument == QLatin1String("--rehearse"))
-            rehearse = true;
-        else
-            return Output::usage(QStringLiteral("usage: ondrel run [--selected] [--rehearse]; '%1' is neither").arg(argument));
-    }
-    const auto source = ProcessInterfaces::fileEntitySource();
-    const auto entities = source ? source->fileEntitiesForKey(selected ? QStringLiteral("selectedFileEntities")
-                                                                       : QStringLiteral("allFileEntities"))
-                                 : std::vector<std::shared_ptr<FileEntity>>();
+    RunOptions options;
+    if (!RunOptions::read(QStringLiteral("run"), arguments, &options))
+        return Output::WrongUsage;
+    const auto entities = options.entities();
     if (entities.empty()) {
-        Output::line(selected ? QStringLiteral("nothing to run: no file is selected")
-                              : QStringLiteral("nothing to run: the catalog has no files"));
+        Output::line(options.selected ? QStringLiteral("nothing to run: no file is selected")
+                                      : QStringLiteral("nothing to run: the catalog has no files"));
         return Output::Done;
     }
-    return runWorkflow(entities, rehearse);
+    return runWorkflow(entities, options.rehearse);
 }
 
 int RunCommand::runWorkflow(const std::vector<std::shared_ptr<FileEntity>>& entities, bool rehearse) {
