@@ -168,6 +168,33 @@ bool connectChain(VMKAudioStream& stream, const std::vector<VMKAudioProcessor*>&
     return true;
 }
 
+// New processors for `records`, added to `stream` in order; none (with
+// `error`) when one can't be made.
+std::optional<Processors> addEffects(VMKAudioStream& stream,
+                                     const std::vector<std::shared_ptr<AudioProcessCommandEffectInstructions>>& records,
+                                     VMKError* error) {
+    auto effects = AudioProcessOperation::effectsForEffectInstructions(records, error);
+    if (effects)
+        for (const auto& effect : *effects)
+            stream.addProcessorsObject(effect);
+    return effects;
+}
+
+// A fader with the gain and fades of source or output instructions over
+// `range`, added to `stream`. Numbers absent count as 0, curves as absent.
+template <class Instructions>
+std::shared_ptr<VMKFaderAudioProcessor> addFader(VMKAudioStream& stream, const Instructions& instructions,
+                                                 const VMKTimeRange& range) {
+    auto fader = std::make_shared<VMKFaderAudioProcessor>();
+    stream.addProcessorsObject(fader);
+    AudioProcessOperation::configureFader(*fader, instructions.fadeInLength().value_or(0.0),
+                                          instructions.fadeInCurve().value_or(QString()),
+                                          instructions.fadeOutLength().value_or(0.0),
+                                          instructions.fadeOutCurve().value_or(QString()),
+                                          float(instructions.gain().value_or(0.0)), range);
+    return fader;
+}
+
 } // namespace
 
 const ClassInfo& AudioProcessOperation::staticClassInfo() {
@@ -311,17 +338,10 @@ bool AudioProcessOperation::process(VMKError* error) {
             stream->addProcessorsObject(converter);
         }
 
-        const auto effects = effectsForEffectInstructions(in.effectInstructions(), error);
+        const auto effects = addEffects(*stream, in.effectInstructions(), error);
         if (!effects)
             return false;
-        for (const auto& effect : *effects)
-            stream->addProcessorsObject(effect);
-
-        auto fader = std::make_shared<VMKFaderAudioProcessor>();
-        stream->addProcessorsObject(fader);
-        configureFader(*fader, in.fadeInLength().value_or(0.0), in.fadeInCurve().value_or(QString()),
-                       in.fadeOutLength().value_or(0.0), in.fadeOutCurve().value_or(QString()),
-                       float(in.gain().value_or(0.0)), VMKTimeRange{conductor->location(), conductor->length()});
+        const auto fader = addFader(*stream, in, VMKTimeRange{conductor->location(), conductor->length()});
 
         // File mixer and converter run at the source's rate (the converter
         // puts out the output rate); from the conductor on, the output rate.
@@ -361,16 +381,10 @@ bool AudioProcessOperation::process(VMKError* error) {
 
     // The output: its length wins over all sources, longer or shorter.
     const double outputLength = output.length().value_or(runningLength);
-    const auto effects = effectsForEffectInstructions(output.effectInstructions(), error);
+    const auto effects = addEffects(*stream, output.effectInstructions(), error);
     if (!effects)
         return false;
-    for (const auto& effect : *effects)
-        stream->addProcessorsObject(effect);
-    auto fader = std::make_shared<VMKFaderAudioProcessor>();
-    stream->addProcessorsObject(fader);
-    configureFader(*fader, output.fadeInLength().value_or(0.0), output.fadeInCurve().value_or(QString()),
-                   output.fadeOutLength().value_or(0.0), output.fadeOutCurve().value_or(QString()),
-                   float(output.gain().value_or(0.0)), VMKTimeRange{0.0, outputLength});
+    const auto fader = addFader(*stream, output, VMKTimeRange{0.0, outputLength});
 
     auto writer = std::make_shared<AudioProcessAudioFileWriterAudioProcessor>();
     writer->setIsRenderHead(true);
