@@ -177,11 +177,18 @@ void ditherKernel(float* const* samples, int64_t frames, double* const* errors, 
         random[c] = *randoms[c];
     }
     for (int64_t i = 0; i < frames; ++i) {
+#pragma GCC unroll 2
         for (int c = 0; c < Count; ++c) {
             const float x = samples[c][i];
+            // The older errors are summed first and the newest one last, so
+            // that only one multiply and one add lie between one sample's
+            // error and the next sample's feedback.
             double fed = 0.0;
-            for (int k = 0; k < Order; ++k)
+#pragma GCC unroll 9
+            for (int k = Order - 1; k > 0; --k)
                 fed += h[k] * e[c][k];
+            if constexpr (Order > 0)
+                fed += h[0] * e[c][0];
             double err = 0.0;
             // A NaN has no place on the grid: it comes out as 0 and feeds no
             // error back, or it would spoil every sample after it.
@@ -195,6 +202,7 @@ void ditherKernel(float* const* samples, int64_t frames, double* const* errors, 
                 err = std::clamp(quantized - wanted, -p.errorLimit, p.errorLimit);
                 samples[c][i] = float(quantized * p.inverse);
             }
+#pragma GCC unroll 9
             for (int k = Order - 1; k > 0; --k)
                 e[c][k] = e[c][k - 1];
             if constexpr (Order > 0)
