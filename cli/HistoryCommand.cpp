@@ -37,10 +37,14 @@ QString stateOf(const AudioProcess& process) {
     return process.hasError() ? QStringLiteral("failed") : QStringLiteral("completed");
 }
 
-// A run is unfinished when a render of it never recorded its end.
+// A run is unfinished when a render of it never recorded its end. A run
+// without renders rendered nothing: all its files were skipped, or it was
+// killed before its renders were recorded; the history can't tell which.
 QString stateOf(const AudioProcessGroup& group, qsizetype unfinished) {
     if (group.isProcessing())
         return QStringLiteral("running");
+    if (group.countOfAudioProcesses() == 0)
+        return QStringLiteral("nothing rendered");
     return unfinished > 0 ? QStringLiteral("unfinished") : QStringLiteral("completed");
 }
 
