@@ -153,24 +153,6 @@ TEST(AudioProcessOperation, TheMixFollowsTiesPlacementAndDropsEmptySources) {
     }
 }
 
-// A reversed stretch reads the same frames as the forward one, backwards.
-TEST(AudioProcessOperation, AReversedSourceReadsItsStretchBackwards) {
-    TestFolder folder;
-    TestAudio ramp(1);
-    for (qint64 i = 0; i < 48000; ++i)
-        ramp[0].push_back(float(i) / 65536.0f);
-    AudioProcessSource source = makeSource(folder, QStringLiteral("ramp.wav"), ramp, 48000);
-    source.instructions->setSourceStart(0.25);
-    source.instructions->setLength(0.5);
-    source.instructions->setReverse(true);
-    Render render(folder, {source});
-    const TestAudio result = render.run();
-    ASSERT_EQ(result.size(), 1u);
-    ASSERT_EQ(result[0].size(), 24000u);
-    for (size_t i = 0; i < result[0].size(); ++i)
-        ASSERT_EQ(result[0][i], ramp[0][12000 + 23999 - i]) << "frame " << i;
-}
-
 // Failures: an unknown converter fails only when a conversion is needed,
 // with its code and action; a missing source file fails the render; a
 // cancel before the start means no render and no file.
