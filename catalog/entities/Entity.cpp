@@ -148,6 +148,11 @@ QString Entity::scriptDescription() const {
     return text;
 }
 
+// The kinds of entity override these; an entity of neither kind ignores them.
+void Entity::presentedItemDidMoveToURL(const URL&) {}
+void Entity::accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)>) {}
+void Entity::presentedItemDidChange() {}
+
 QString Entity::description() const { return QStringLiteral("<%1 %2 \"%3\">").arg(className(), ID(), name()); }
 
 } // namespace ondrel

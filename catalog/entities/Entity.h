@@ -8,6 +8,7 @@
 #include <QtCore/QList>
 #include <QtCore/QString>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -67,6 +68,16 @@ public:
     // isn't empty, so the chain of groups spells itself out. The root group,
     // which has no parent, has the empty text.
     QString scriptDescription() const override;
+
+    // MARK: File tracking: the directory events of a watched folder, turned
+    // into calls on the entity they concern. Main thread.
+    // The file or folder moved (or was renamed) to `url`.
+    virtual void presentedItemDidMoveToURL(const URL& url);
+    // The file or folder is gone: the entity leaves its group, then the
+    // handler is called with no error.
+    virtual void accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler);
+    // The file's contents changed.
+    virtual void presentedItemDidChange();
 
 protected:
     void setID(const QString& ID);

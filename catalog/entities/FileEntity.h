@@ -15,8 +15,10 @@ namespace ondrel {
 
 class ChannelDetails;
 class Label;
+class Operation;
 class Predicate;
 class VMKAudioBufferList;
+class VMKWaveformBuffer;
 class VMKAudioFileInfo;
 class VMKAudioFileReader;
 
@@ -73,6 +75,42 @@ public:
     bool isLoaded() const;
     quint64 loadCount() const;
     std::vector<std::shared_ptr<VMKAudioFileReader>> audioFiles() const;
+
+    // MARK: Analysis
+    // The analysis measuring this entity now, if any (held weakly).
+    std::shared_ptr<Operation> analysisOperation() const;
+    // The analysis job attaches its operation here. The entity observes its
+    // "isCompleted" (on the operation's thread: the results are written in
+    // one transaction and set, unless the operation was cancelled) and its
+    // "isFinished" (the operation is let go). Null detaches.
+    void setAnalysisOperation(const std::shared_ptr<Operation>& operation);
+
+    // MARK: Audio access and detectors (locations in seconds)
+    // Reads from round(sampleRate x location) into the buffer, the channels of
+    // a split file side by side. False when not loaded (no reader).
+    bool getAudio(VMKAudioBufferList& bufferList, double location, VMKError* error = nullptr);
+    // Draws the range into the waveform buffer's columns: from the overview
+    // for wide columns, from the audio for narrow ones. Needs load().
+    void getWaveform(VMKWaveformBuffer& buffer, DoubleRange range);
+    // Beats a minute from the metadata's "beats", folded into 60 .. 240.
+    float estimatedTempo() const;
+    // These bracket themselves with load() and unload(): any thread.
+    double locationOfZeroCrossingBefore(double location);
+    double locationOfZeroCrossingAfter(double location);
+    double locationOfNearestZeroCrossingTo(double location);
+    double locationOfThresholdCrossingBefore(double location, float threshold);
+    double locationOfThresholdCrossingAfter(double location, float threshold);
+    // "magnitude", "energy" or "energyBands"; any other method gives 0.
+    double locationOfNextDetectedBeatUsing(const QString& method, float sensitivity, double location);
+    // These three need load(); they are reached through the one above.
+    double locationOfNextDetectedBeatUsingMagnitudeWithSensitivity(float sensitivity, double location);
+    double locationOfNextDetectedBeatUsingEnergyWithSensitivity(float sensitivity, double location);
+    double locationOfNextDetectedBeatUsingEnergyBandsWithSensitivity(float sensitivity, double location);
+    // The next sound between silences; location NotFoundLocation and length
+    // 0 when there is none.
+    DoubleRange rangeOfNextDetectedBeatUsingThresholdsWithAttackThreshold(float attackThreshold, float releaseThreshold,
+                                                                         double releaseLength, double location);
+    static constexpr double NotFoundLocation = 9223372036854775808.0;
 
     // MARK: Stored values
     QDateTime dateAdded() const;

@@ -91,6 +91,14 @@ public:
     // Renames and writes the name (nothing happens when it is the same).
     void setName(const QString& name) override;
 
+    // MARK: File tracking (main thread)
+    // A new file or folder at `url`, in this group's folder: taken in, and a
+    // file goes to analysis.
+    void presentedSubitemDidChangeAtURL(const URL& url);
+    // A child whose file moved from `oldURL` to `newURL` leaves this group
+    // when its new folder isn't this group's.
+    void presentedSubitemAtURL(const URL& oldURL, const URL& newURL);
+
 private:
     void updateDisplayedEntities(const Predicate& predicate);
     void reconcileWithFolder();
