@@ -1,5 +1,8 @@
 #include "catalog/entities/FileEntity.h"
 
+#include "catalog/access/BeatDetector.h"
+#include "catalog/access/CrossingFinder.h"
+#include "catalog/access/WaveformDrawer.h"
 #include "catalog/controller/EntityController.h"
 #include "catalog/entities/CatalogLog.h"
 #include "catalog/entities/ChannelDetails.h"
@@ -641,6 +644,78 @@ void FileEntity::unload() {
     }
     for (const auto& details : channelDetails())
         details->setWaveform(nullptr);
+}
+
+// MARK: Audio access and detectors
+
+bool FileEntity::getAudio(VMKAudioBufferList& bufferList, double location, VMKError* error) {
+    const auto frame = qint64(std::llround(sampleRate() * location));
+    std::lock_guard lock(m_getAudioLock);
+    if (m_audioFiles.empty())
+        return false;
+    if (m_audioFiles.size() == 1)
+        return m_audioFiles.front()->getAudio(bufferList, frame, error);
+    // A split file: each member's one channel goes to the channel of its index.
+    auto member = VMKAudioBufferList::initWithChannels(1, bufferList.frameCapacity(), error);
+    if (!member)
+        return false;
+    member->setFrames(bufferList.frames());
+    bool result = false;
+    for (size_t i = 0; i < m_audioFiles.size(); ++i) {
+        result = m_audioFiles[i]->getAudio(*member, frame, error);
+        bufferList.copyChannel(0, *member, uint32_t(i));
+    }
+    return result;
+}
+
+void FileEntity::getWaveform(VMKWaveformBuffer& buffer, DoubleRange range) { WaveformDrawer(*this).draw(buffer, range); }
+
+float FileEntity::estimatedTempo() const {
+    return BeatDetector::estimatedTempo(metadata().value(QStringLiteral("beats")).toLongLong(), length());
+}
+
+double FileEntity::locationOfZeroCrossingBefore(double location) {
+    return CrossingFinder(*this).locationOfZeroCrossingBefore(location);
+}
+
+double FileEntity::locationOfZeroCrossingAfter(double location) {
+    return CrossingFinder(*this).locationOfZeroCrossingAfter(location);
+}
+
+double FileEntity::locationOfNearestZeroCrossingTo(double location) {
+    return CrossingFinder(*this).locationOfNearestZeroCrossingTo(location);
+}
+
+double FileEntity::locationOfThresholdCrossingBefore(double location, float threshold) {
+    return CrossingFinder(*this).locationOfThresholdCrossingBefore(location, threshold);
+}
+
+double FileEntity::locationOfThresholdCrossingAfter(double location, float threshold) {
+    return CrossingFinder(*this).locationOfThresholdCrossingAfter(location, threshold);
+}
+
+double FileEntity::locationOfNextDetectedBeatUsing(const QString& method, float sensitivity, double location) {
+    return BeatDetector(*this).locationOfNextDetectedBeatUsing(method, sensitivity, location);
+}
+
+double FileEntity::locationOfNextDetectedBeatUsingMagnitudeWithSensitivity(float sensitivity, double location) {
+    return BeatDetector(*this).locationOfNextDetectedBeatUsingMagnitude(sensitivity, location);
+}
+
+double FileEntity::locationOfNextDetectedBeatUsingEnergyWithSensitivity(float sensitivity, double location) {
+    return BeatDetector(*this).locationOfNextDetectedBeatUsingEnergy(sensitivity, location);
+}
+
+double FileEntity::locationOfNextDetectedBeatUsingEnergyBandsWithSensitivity(float sensitivity, double location) {
+    return BeatDetector(*this).locationOfNextDetectedBeatUsingEnergyBands(sensitivity, location);
+}
+
+DoubleRange FileEntity::rangeOfNextDetectedBeatUsingThresholdsWithAttackThreshold(float attackThreshold,
+                                                                                 float releaseThreshold,
+                                                                                 double releaseLength,
+                                                                                 double location) {
+    return BeatDetector(*this).rangeOfNextDetectedBeatUsingThresholds(attackThreshold, releaseThreshold,
+                                                                      releaseLength, location);
 }
 
 bool FileEntity::isLoaded() const { return m_loadCount != 0; }

@@ -4,6 +4,7 @@
 
 #include "render/engine/dsp/VectorOps.h"
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -116,6 +117,53 @@ float minimum(const float* __restrict source, int64_t n) {
     for (int k = 0; k < 8; ++k)
         result = lanes[k] < result ? lanes[k] : result;
     return result == kHighest && onlyNaN(source, n) ? std::numeric_limits<float>::quiet_NaN() : result;
+}
+
+int64_t firstSignChange(const float* values, int64_t n) {
+    for (int64_t i = 1; i < n; ++i)
+        if (std::signbit(values[i]) != std::signbit(values[i - 1]))
+            return i;
+    return -1;
+}
+
+float maximumMagnitude(const float* values, int64_t n, int64_t* index) {
+    float largest = 0.0f;
+    int64_t at = 0;
+    for (int64_t i = 0; i < n; ++i) {
+        const float magnitude = std::fabs(values[i]);
+        if (magnitude > largest) {
+            largest = magnitude;
+            at = i;
+        }
+    }
+    if (index)
+        *index = at;
+    return largest;
+}
+
+void divide(float* __restrict destination, float divisor, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        destination[i] /= divisor;
+}
+
+// The recursion runs sample by sample: each output feeds the next.
+void biquad(float* values, int64_t n, const float* coefficients, float* state) {
+    const float b0 = coefficients[0], b1 = coefficients[1], b2 = coefficients[2];
+    const float a1 = coefficients[3], a2 = coefficients[4];
+    float x1 = state[0], x2 = state[1], y1 = state[2], y2 = state[3];
+    for (int64_t i = 0; i < n; ++i) {
+        const float x = values[i];
+        const float y = b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
+        x2 = x1;
+        x1 = x;
+        y2 = y1;
+        y1 = y;
+        values[i] = y;
+    }
+    state[0] = x1;
+    state[1] = x2;
+    state[2] = y1;
+    state[3] = y2;
 }
 
 } // namespace dsp

@@ -21,6 +21,18 @@ void zeroNonFinite(float* values, int64_t n);  // NaN and +-inf become 0
 float maximum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
 float minimum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
 
+// The index of the first value whose sign bit differs from the one before it,
+// or -1 when the sign never changes. 0.0 counts as positive, -0.0 as negative.
+int64_t firstSignChange(const float* values, int64_t n);
+// The largest absolute value, and in `index` the first index that holds it;
+// 0 and index 0 for n == 0. NaN is skipped.
+float maximumMagnitude(const float* values, int64_t n, int64_t* index);
+void divide(float* destination, float divisor, int64_t n);  // d /= divisor
+// A second-order filter in place, direct form I: y = b0 x + b1 x1 + b2 x2 -
+// a1 y1 - a2 y2. `coefficients` are {b0, b1, b2, a1, a2}, already divided by
+// a0; `state` is {x1, x2, y1, y2}, carried from one call to the next.
+void biquad(float* values, int64_t n, const float* coefficients, float* state);
+
 } // namespace dsp
 
 } // namespace ondrel

@@ -3,11 +3,14 @@
 #include "catalog/adding/AddFilesFileProcess.h"
 #include "catalog/adding/AddFilesFileProcessCommand.h"
 #include "catalog/controller/EntityController.h"
+#include "catalog/entities/FileEntity.h"
 #include "catalog/entities/GroupEntity.h"
 #include "core/storage/UserDefaults.h"
 #include "core/storage/VMKDatabaseQuery.h"
 #include "fileprocesses/FileProcessController.h"
 #include "logging/LogController.h"
+#include "render/engine/codecs/VMKAudioFileEncoder.h"
+#include "render/engine/files/VMKAudioFileFormat.h"
 #include "tests/support/TestSupport.h"
 
 #include <QtCore/QCoreApplication>
@@ -43,6 +46,31 @@ bool writeTestWav(const QString& path, int channels, qint64 frames, int sampleRa
         }
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(out) == out.size();
+}
+
+bool writeFloatWav(const QString& path, const std::vector<std::vector<float>>& channels, double sampleRate) {
+    if (channels.empty())
+        return false;
+    VMKAudioFileEncoderSettings settings;
+    settings.format = VMKAudioFileFormat::formatNamed(QStringLiteral("WAVE File"));
+    settings.sampleRate = sampleRate;
+    settings.numberOfChannels = int(channels.size());
+    settings.bitDepth = 32;
+    settings.isFloatingPoint = true;
+    auto encoder = VMKAudioFileEncoder::encoderWithSettings(settings, path);
+    if (!encoder)
+        return false;
+    std::vector<const float*> pointers;
+    for (const auto& channel : channels)
+        pointers.push_back(channel.data());
+    return encoder->write(pointers.data(), qint64(channels.front().size()), nullptr) && encoder->finish(nullptr);
+}
+
+std::shared_ptr<FileEntity> fileEntityWithAudio(const QString& path, const std::vector<std::vector<float>>& channels,
+                                                double sampleRate) {
+    if (!writeFloatWav(path, channels, sampleRate))
+        return nullptr;
+    return FileEntity::initWithURL(URL::fileURLWithPath(path));
 }
 
 std::shared_ptr<AddFilesFileProcess> addToCatalog(const QStringList& paths, const std::shared_ptr<GroupEntity>& group) {

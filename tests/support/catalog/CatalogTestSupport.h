@@ -15,11 +15,21 @@
 namespace ondrel {
 
 class AddFilesFileProcess;
+class FileEntity;
 class GroupEntity;
 
 // Writes a little-endian PCM WAVE file of a quiet ramp: `bits` 16 or 24.
 // Answers false when the file can't be written.
 bool writeTestWav(const QString& path, int channels = 1, qint64 frames = 4800, int sampleRate = 48000, int bits = 16);
+
+// Writes `channels` (one run of samples each, all as long) at `sampleRate`
+// as a 32-bit float WAVE file through the engine, so that every sample reads
+// back exactly. Answers false when the file can't be written.
+bool writeFloatWav(const QString& path, const std::vector<std::vector<float>>& channels, double sampleRate);
+// A new catalog file entity of such a file (in no group); null when the
+// file can't be written or read.
+std::shared_ptr<FileEntity> fileEntityWithAudio(const QString& path, const std::vector<std::vector<float>>& channels,
+                                                double sampleRate);
 
 // Adds the paths to the catalog (to `group`, or the top level) the way a drop
 // does, and waits until the entities hang in the tree.
