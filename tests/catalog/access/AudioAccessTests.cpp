@@ -31,14 +31,14 @@ std::vector<std::vector<float>> rampAndNegative() {
     return audio;
 }
 
-// Overview entries whose largest value is e x 100 (channel 0) or e x 10
-// (channel 1) and whose smallest is half of that, negated, in table units.
+// Overview entries whose largest value is (e + 1) x scale and whose smallest
+// is half of that, negated, in table units.
 QByteArray overviewTable(int entries, int scale) {
     QByteArray table(entries * 4, '\0');
     auto* bytes = reinterpret_cast<uchar*>(table.data());
     for (int e = 0; e < entries; ++e) {
-        qToLittleEndian<qint16>(qint16(e * scale), bytes + 4 * e);
-        qToLittleEndian<qint16>(qint16(-e * scale / 2), bytes + 4 * e + 2);
+        qToLittleEndian<qint16>(qint16((e + 1) * scale), bytes + 4 * e);
+        qToLittleEndian<qint16>(qint16(-((e + 1) * scale / 2)), bytes + 4 * e + 2);
     }
     return table;
 }
@@ -107,13 +107,16 @@ TEST_F(AudioAccessTest, TheWaveformIsDrawnFromOverviewAudioOrSamples) {
         std::static_pointer_cast<VMKMinMaxWaveform>(file->objectInChannelDetailsAtIndex(c)->waveform())
             ->setData(overviewTable(33, scales[c]));
 
-    // 2048 frames a column: 8 entries each, from entry round(rate x t) / 256.
-    expectColumns(*draw(*file, {-0.5, 1.0}, 4), [&](int64_t j) -> Column {
+    // 2048 frames a column: 8 entries each, from entry round(rate x t) / 256
+    // cut towards zero. Column 1 takes entries -7 .. 0 (the ones before the
+    // first read as 0), the next ones 0 .. 7 and 8 .. 15.
+    expectColumns(*draw(*file, {-0.49, 1.0}, 4), [&](int64_t j) -> Column {
         if (j == 0)
             return {{kUnset, kUnset}, {kUnset, kUnset}};
-        const int last = j == 1 ? -1 : int(j - 2) * 8 + 7;  // entries before the first read as 0
-        auto value = [&](int c, int sign) { return last < 0 ? 0.0f : float(sign * last * scales[c] / (sign > 0 ? 1 : 2)) / 32767.0f; };
-        return {{value(0, 1), value(1, 1)}, {value(0, -1), value(1, -1)}};
+        const int last = j == 1 ? 0 : int(j - 2) * 8 + 7;
+        auto top = [&](int c) { return float((last + 1) * scales[c]) / 32767.0f; };
+        auto bottom = [&](int c) { return float(-((last + 1) * scales[c] / 2)) / 32767.0f; };
+        return {{top(0), top(1)}, {bottom(0), bottom(1)}};
     });
 
     // 128 frames a column from frame 3072: the ramp crosses 0 in column 8.
