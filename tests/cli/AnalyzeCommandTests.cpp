@@ -23,7 +23,8 @@ bool makePieces(const QString& path, const std::vector<Piece>& pieces) {
     QStringList inputs;
     for (size_t i = 0; i < pieces.size(); ++i) {
         const QString piece = path + QStringLiteral(".%1.wav").arg(i);
-        QStringList arguments{QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"), QStringLiteral("-b"),
+        // -D: no dither, so silence stays digital silence.
+        QStringList arguments{QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("48000"), QStringLiteral("-b"),
                               QStringLiteral("16"), QStringLiteral("-c"), QStringLiteral("1"), piece, QStringLiteral("synth"),
                               QString::number(pieces[i].seconds), QStringLiteral("sine"), QString::number(pieces[i].frequency)};
         arguments << QStringLiteral("vol") << (pieces[i].dB < -200 ? QStringLiteral("0") : QStringLiteral("%1dB").arg(pieces[i].dB));
@@ -93,7 +94,7 @@ TEST(AnalyzeCommand, DetectFindsTheEventsOfKnownSignals) {
         // cycle; the last lies a few samples before the second burst's end.
         {"thresholds", {QStringLiteral("thresholds"), bursts, QStringLiteral("--threshold"), QStringLiteral("-20"),
                         QStringLiteral("--from"), QStringLiteral("0.1")},
-         {0.5, 2.0}, 0.0, 0.001},
+         {0.5, 2.0}, 0.001, 0.001},
         // A burst after digital silence is a beat in the block that holds its start.
         {"beats by energy", {QStringLiteral("beats"), bursts, QStringLiteral("--method"), QStringLiteral("energy")},
          {0.5, 1.5}, block, 0.0},
