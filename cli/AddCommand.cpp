@@ -3,6 +3,7 @@
 #include "catalog/adding/AddFilesFileProcess.h"
 #include "catalog/adding/AddFilesFileProcessCommand.h"
 #include "catalog/entities/GroupEntity.h"
+#include "cli/AnalysisWaiter.h"
 #include "cli/CatalogCommand.h"
 #include "cli/InterruptPipe.h"
 #include "cli/Output.h"
@@ -165,6 +166,12 @@ int AddCommand::run(const QStringList& arguments) {
         process->stop();
     });
 
+    // The new files went to analysis as they went in: their measures are
+    // part of adding them. After a Ctrl-C the analyses stop at once.
+    if (interrupted)
+        AnalysisWaiter::stopAnalyses();
+    const bool analysisStopped = !AnalysisWaiter::waitForAnalyses() || interrupted;
+
     const AddFilesFileProcess::Outcome outcome = process->outcome();
     // A stop that came after the walk had finished changes nothing: what was
     // made went in, and is reported.
@@ -175,7 +182,8 @@ int AddCommand::run(const QStringList& arguments) {
     if (Output::isJson()) {
         Output::printJson(QVariantMap{{QStringLiteral("added"), outcome.added},
                                       {QStringLiteral("skipped"), outcome.skipped},
-                                      {QStringLiteral("refused"), outcome.refused}});
+                                      {QStringLiteral("refused"), outcome.refused},
+                                      {QStringLiteral("analysisStopped"), analysisStopped}});
     } else {
         if (!Output::isQuiet()) {
             for (const QString& path : outcome.added)
@@ -189,7 +197,11 @@ int AddCommand::run(const QStringList& arguments) {
                          .arg(outcome.added.size())
                          .arg(outcome.skipped.size())
                          .arg(outcome.refused.size()));
+        if (analysisStopped && !outcome.added.isEmpty())
+            Output::line(QStringLiteral("analysis stopped: files not yet measured are measured by 'ondrel analyze'"));
     }
+    if (analysisStopped)
+        return Stopped;
     return outcome.refused.isEmpty() ? int(Output::Done) : int(Output::SomeItemFailed);
 }
 

@@ -5,6 +5,7 @@
 #include "catalog/entities/FileEntity.h"
 #include "catalog/entities/GroupEntity.h"
 #include "catalog/entities/Label.h"
+#include "cli/AnalyzeCommand.h"
 #include "cli/Output.h"
 #include "shell/formatters/FormatterController.h"
 #include "core/storage/PropertyList.h"
@@ -144,9 +145,12 @@ void listGroup(const GroupEntity& group, int depth, bool tree, QVariantList& jso
                 continue;
         } else {
             const QString indent = tree ? QString(depth * 2, QLatin1Char(' ')) : QString();
-            Output::line(QStringLiteral("%1  %2  %3%4  %5  %6")
-                             .arg(child->ID(), kindOf(*child).leftJustified(10), indent, Output::oneLine(child->name()),
-                                  Output::oneLine(pathsOf(*child).join(QStringLiteral(", "))), factsOf(*child)));
+            QString line = QStringLiteral("%1  %2  %3%4  %5  %6")
+                               .arg(child->ID(), kindOf(*child).leftJustified(10), indent, Output::oneLine(child->name()),
+                                    Output::oneLine(pathsOf(*child).join(QStringLiteral(", "))), factsOf(*child));
+            if (const auto* file = dynamic_cast<const FileEntity*>(child.get()))
+                line += QStringLiteral("  ") + AnalyzeCommand::mainMeasures(*file);
+            Output::line(line);
         }
         if (childGroup)
             listGroup(*childGroup, depth + 1, tree, json);

@@ -6,10 +6,12 @@
 #include "actions/compiler/AudioProcessCommandGroupCompiler.h"
 #include "cli/ActionsCommand.h"
 #include "cli/AddCommand.h"
+#include "cli/AnalyzeCommand.h"
 #include "cli/CatalogCommand.h"
 #include "cli/Command.h"
 #include "cli/CompileCommand.h"
 #include "cli/DefaultsCommand.h"
+#include "cli/DetectCommand.h"
 #include "cli/FileProcessControllerSource.h"
 #include "cli/HistoryCommand.h"
 #include "cli/InfoCommand.h"
@@ -58,12 +60,22 @@ const std::vector<Command>& commands() {
     static const std::vector<Command> table = {
         {QStringLiteral("add"), QStringLiteral("PATH... [--group ID]"),
          {QStringLiteral("adds files and folders (folders become groups,"),
-          QStringLiteral("split files one entity) and waits for it")},
+          QStringLiteral("split files one entity) and waits for them to be measured")},
          &AddCommand::run, Access::WritesOwnFiles, true},
         {QStringLiteral("list"), QStringLiteral("[--tree]"),
-         {QStringLiteral("the catalog: ID, kind, name, files, format facts")}, &CatalogCommand::list, Access::ReadOnly, true},
+         {QStringLiteral("the catalog: ID, kind, name, files, format facts,"),
+          QStringLiteral("peak, loudness and true peak")}, &CatalogCommand::list, Access::ReadOnly, true},
         {QStringLiteral("show"), QStringLiteral("ID|PATH"),
          {QStringLiteral("every value the catalog holds of one entity")}, &CatalogCommand::show, Access::ReadOnly, true},
+        {QStringLiteral("analyze"), QStringLiteral("ID|PATH..."),
+         {QStringLiteral("measures files again (a group: every file beneath)"),
+          QStringLiteral("and prints their peak, loudness and true peak")},
+         &AnalyzeCommand::run, Access::WritesOwnFiles, true},
+        {QStringLiteral("detect"), QStringLiteral("tempo|zero-crossings|thresholds|beats ID|PATH"),
+         {QStringLiteral("[--from S] [--to S] [--threshold DB] [--sensitivity 0..1]"),
+          QStringLiteral("[--method magnitude|energy|energyBands]: the file's"),
+          QStringLiteral("tempo, or the times found, one per line")},
+         &DetectCommand::run, Access::ReadOnly, true},
         {QStringLiteral("remove"), QStringLiteral("ID|PATH..."),
          {QStringLiteral("removes entities from the catalog; the files stay")},
          &CatalogCommand::remove, Access::WritesOwnFiles, true},

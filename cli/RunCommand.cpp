@@ -1,5 +1,6 @@
 #include "cli/RunCommand.h"
 
+#include "cli/AnalysisWaiter.h"
 #include "cli/InterruptPipe.h"
 #include "cli/Output.h"
 #include "cli/RunOptions.h"
@@ -221,6 +222,10 @@ int RunCommand::run(const QStringList& arguments) {
     RunOptions options;
     if (!RunOptions::read(QStringLiteral("run"), arguments, &options))
         return Output::WrongUsage;
+    // A file under analysis would be skipped by its render: the analyses
+    // that the start found needed (changed files) end first.
+    if (!AnalysisWaiter::waitForAnalyses())
+        return kStopped;
     const auto entities = options.entities();
     if (entities.empty()) {
         Output::line(options.selected ? QStringLiteral("nothing to run: no file is selected")
