@@ -101,13 +101,15 @@ bool readOptions(const QStringList& arguments, DetectOptions* options) {
 
 // Every answer of a detector that finds the next event after a location,
 // from `from` up to (not including) `end`. A detector that answers the
-// location it was given moves on by `step`, so the scan always ends.
+// location it was given moves on by `step`, so the scan always ends. An
+// answer within half a frame of the end is the end: past the last frame the
+// file reads as silence, and the step into it is no event of the file.
 template <class Next>
-QVariantList scan(double from, double end, double step, Next next) {
+QVariantList scan(double from, double end, double frame, double step, Next next) {
     QVariantList found;
     for (double location = from; location < end;) {
         const double event = next(location);
-        if (!(event < end))
+        if (!(event < end - 0.5 * frame))
             break;
         found << event;
         location = event > location ? event + step : location + step;
@@ -135,7 +137,7 @@ int DetectCommand::run(const QStringList& arguments) {
     if (options.kind == QLatin1String("tempo")) {
         answers << double(file->estimatedTempo());
     } else if (options.kind == QLatin1String("zero-crossings")) {
-        answers = scan(options.from, end, frame, [&](double at) { return file->locationOfZeroCrossingAfter(at); });
+        answers = scan(options.from, end, frame, frame, [&](double at) { return file->locationOfZeroCrossingAfter(at); });
     } else if (options.kind == QLatin1String("thresholds")) {
         const float threshold = float(std::pow(10.0, options.thresholdDB / 20.0));
         const double first = file->locationOfThresholdCrossingAfter(options.from, threshold);
@@ -147,7 +149,7 @@ int DetectCommand::run(const QStringList& arguments) {
         }
     } else {
         const float sensitivity = float(options.sensitivity);
-        answers = scan(options.from, end, 512.0 * frame, [&](double at) {
+        answers = scan(options.from, end, frame, 512.0 * frame, [&](double at) {
             return file->locationOfNextDetectedBeatUsing(options.method, sensitivity, at);
         });
     }
