@@ -1,6 +1,7 @@
 #include "catalog/access/BeatDetector.h"
 
 #include "catalog/access/FileEntityLoad.h"
+#include "catalog/access/SilentBlocks.h"
 #include "catalog/entities/FileEntity.h"
 #include "render/engine/dsp/VectorOps.h"
 #include "render/engine/graph/VMKAudioBufferList.h"
@@ -58,6 +59,7 @@ double BeatDetector::locationOfNextDetectedBeatUsingMagnitude(float sensitivity,
     // No previous peak yet: the first block is read again and compared with
     // itself before the search moves on.
     float previous = -1.0f;
+    location = SilentBlocks::skipBeforeStart(location, m_step);
     while (location < m_length) {
         readMix(*block, mix->channel(0), location);
         int64_t index = 0;
@@ -77,11 +79,13 @@ double BeatDetector::locationOfNextDetectedBeatUsingMagnitude(float sensitivity,
 }
 
 double BeatDetector::locationOfNextDetectedBeatUsingEnergy(float sensitivity, double location) {
-    if (location >= m_length)
+    // Also no number: NaN would never reach the end.
+    if (!(location < m_length))
         return m_length;
     auto block = VMKAudioBufferList::initWithChannels(uint32_t(m_fileEntity.channels()), kBlockFrames);
     if (!block || !(m_step > 0.0))
         return m_length;
+    location = SilentBlocks::skipBeforeStart(location, m_step);
     const float threshold = 20.0f - 18.5f * sensitivity;
     m_fileEntity.getAudio(*block, location);
     float previous = block->energy();
@@ -134,7 +138,7 @@ double BeatDetector::locationOfNextDetectedBeatUsingEnergyBands(float sensitivit
     const float highThreshold = 200.0f - 199.0f * sensitivity;
     float previousLow = -1.0f;
     float previousHigh = -1.0f;
-    for (; location < m_length; location += m_step) {
+    for (location = SilentBlocks::skipBeforeStart(location, m_step); location < m_length; location += m_step) {
         readMix(*block, bands->channel(0), location);
         dsp::copy(bands->channel(1), bands->channel(0), kBlockFrames);
         dsp::biquad(bands->channel(1), kBlockFrames, high.coefficients, high.state);
@@ -154,7 +158,8 @@ double BeatDetector::locationOfNextDetectedBeatUsingEnergyBands(float sensitivit
 DoubleRange BeatDetector::rangeOfNextDetectedBeatUsingThresholds(float attackThreshold, float releaseThreshold,
                                                                  double releaseLength, double location) {
     const DoubleRange notFound{FileEntity::NotFoundLocation, 0.0};
-    if (location >= m_length)
+    // Also no number: NaN would never reach the end.
+    if (!(location < m_length))
         return notFound;
     const auto frames = int64_t(m_fileEntity.frames());
     const int64_t releaseFrames = std::llround(m_sampleRate * releaseLength);
@@ -163,6 +168,7 @@ DoubleRange BeatDetector::rangeOfNextDetectedBeatUsingThresholds(float attackThr
     auto block = VMKAudioBufferList::initWithChannels(uint32_t(m_fileEntity.channels()), int64_t(m_sampleRate));
     if (!block || block->frames() == 0)
         return notFound;
+    location = SilentBlocks::skipBeforeStart(location, 1.0);
     int64_t attack = -1;
     int64_t releaseStart = -1;
     int64_t end = frames;

@@ -1,6 +1,7 @@
 #include "catalog/access/CrossingFinder.h"
 
 #include "catalog/access/FileEntityLoad.h"
+#include "catalog/access/SilentBlocks.h"
 #include "catalog/entities/FileEntity.h"
 #include "render/engine/dsp/VectorOps.h"
 #include "render/engine/graph/VMKAudioBufferList.h"
@@ -37,6 +38,7 @@ double CrossingFinder::locationOfZeroCrossingAfter(double location) {
     if (!block || !(sampleRate > 0.0))
         return std::min(location, length);
     const double blockDuration = double(kZeroCrossingBlockFrames) / sampleRate;
+    location = SilentBlocks::skipBeforeStart(location, blockDuration);
     do {
         m_fileEntity.getAudio(*block, location);
         const int64_t index = firstSignChange(*block);
@@ -54,6 +56,7 @@ double CrossingFinder::locationOfZeroCrossingBefore(double location) {
     if (!block || !(sampleRate > 0.0))
         return 0.0;
     const double blockDuration = double(kZeroCrossingBlockFrames) / sampleRate;
+    location = SilentBlocks::skipPastEnd(location, blockDuration, m_fileEntity.length());
     do {
         location -= blockDuration;
         m_fileEntity.getAudio(*block, location);
@@ -80,7 +83,7 @@ double CrossingFinder::locationOfThresholdCrossingAfter(double location, float t
     auto block = VMKAudioBufferList::initWithChannels(uint32_t(m_fileEntity.channels()), int64_t(sampleRate));
     if (!block || !(sampleRate > 0.0))
         return length;
-    for (; location < length; location += 1.0) {
+    for (location = SilentBlocks::skipBeforeStart(location, 1.0); location < length; location += 1.0) {
         m_fileEntity.getAudio(*block, location);
         for (uint32_t c = 0; c < block->numberOfChannels(); ++c) {
             const float* samples = block->channel(c);
@@ -98,7 +101,7 @@ double CrossingFinder::locationOfThresholdCrossingBefore(double location, float 
     auto block = VMKAudioBufferList::initWithChannels(uint32_t(m_fileEntity.channels()), int64_t(sampleRate));
     if (!block || !(sampleRate > 0.0))
         return 0.0;
-    for (; location > 0.0; location -= 1.0) {
+    for (location = SilentBlocks::skipPastEnd(location, 1.0, m_fileEntity.length()); location > 0.0; location -= 1.0) {
         m_fileEntity.getAudio(*block, location - 1.0);
         for (uint32_t c = 0; c < block->numberOfChannels(); ++c) {
             const float* samples = block->channel(c);

@@ -74,14 +74,22 @@ INSTANTIATE_TEST_SUITE_P(
 using BeatDispatchDetectTest = CatalogTest;
 
 // A method the dispatcher doesn't know answers 0, wherever the search would
-// start; a known one started at the end answers the length.
-TEST_F(BeatDispatchDetectTest, AnUnknownMethodGivesZeroAndAStartAtTheEndTheLength) {
+// start; a known one started at the end, or at no number, answers the length.
+// Started so far before the file that a block's step doesn't move the
+// location, each finds the file's start, in the block that holds it.
+TEST_F(BeatDispatchDetectTest, AStartOutsideTheFileEndsTheSearch) {
     auto file = fileEntityWithAudio(dataPath("short.wav"), {std::vector<float>(1024, 0.1f)}, kRate);
     ASSERT_TRUE(file);
     const double length = file->length();
     EXPECT_EQ(file->locationOfNextDetectedBeatUsing(QStringLiteral("loudness"), 1.0f, length + 1.0), 0.0);
-    for (const char* method : {"magnitude", "energy", "energyBands"})
-        EXPECT_EQ(file->locationOfNextDetectedBeatUsing(QString::fromLatin1(method), 1.0f, length), length) << method;
+    for (const char* method : {"magnitude", "energy", "energyBands"}) {
+        const QString name = QString::fromLatin1(method);
+        EXPECT_EQ(file->locationOfNextDetectedBeatUsing(name, 1.0f, length), length) << method;
+        EXPECT_EQ(file->locationOfNextDetectedBeatUsing(name, 1.0f, std::nan("")), length) << method;
+        const double far = file->locationOfNextDetectedBeatUsing(name, 1.0f, -1e20);
+        EXPECT_GT(far * kRate, -kBlock) << method;
+        EXPECT_LE(far * kRate, 0.5) << method;
+    }
 }
 
 // The tempo is folded into 60 .. 240 by doubling and halving: 30 beats a

@@ -46,7 +46,8 @@ void expectCases(FileEntity& file, const std::vector<CrossingCase>& cases) {
 // location must carry into the answer, forwards and backwards (reversed
 // block). The one sign change is at frame 1500, in the second block; silence
 // past the end has the sign of the last samples, and silence before the start
-// gives a change at frame 0.
+// gives a change at frame 0. A start far outside the file answers as a near
+// one would, instead of walking block by block through silence.
 TEST_F(CrossingDetectTest, ZeroCrossingsAreFoundAcrossBlocks) {
     std::vector<float> step(4096, 0.5f);
     std::fill(step.begin(), step.begin() + 1500, -0.5f);
@@ -59,6 +60,11 @@ TEST_F(CrossingDetectTest, ZeroCrossingsAreFoundAcrossBlocks) {
                            {"before, from within a block", Search::ZeroBefore, 2000, 0, 1500},
                            {"nearest: the one after", Search::ZeroNearest, 1400, 0, 1500},
                            {"nearest: the one before", Search::ZeroNearest, 1600, 0, 1500},
+                           // So far out that a block's step doesn't move the location;
+                           // whole blocks from there, so the silence meets the file
+                           // between two blocks.
+                           {"after, from far before the start", Search::ZeroAfter, -1e20, 0, 1500},
+                           {"before, from far past the end", Search::ZeroBefore, 1e20, 0, 1500},
                        });
 
     auto steady = fileEntityWithAudio(dataPath("steady.wav"), {std::vector<float>(4096, 0.5f)}, kRate);
@@ -72,7 +78,8 @@ TEST_F(CrossingDetectTest, ZeroCrossingsAreFoundAcrossBlocks) {
 // The level searches read one second at a time and try the channels in
 // order over the whole second: the first channel's hit wins even when the
 // second channel has an earlier one. Backwards, the second's last frame
-// reports the location itself, so a hit reads one frame late.
+// reports the location itself, so a hit reads one frame late. Far starts as
+// above.
 TEST_F(CrossingDetectTest, TheFirstChannelWithAHitDecidesTheLevelCrossing) {
     std::vector<std::vector<float>> audio(2, std::vector<float>(16384, 0.1f));
     audio[0][3000] = 0.5f;
@@ -89,12 +96,16 @@ TEST_F(CrossingDetectTest, TheFirstChannelWithAHitDecidesTheLevelCrossing) {
                            {"before, from the end", Search::LevelBefore, 16384, 0.4f, 9001},
                            {"after, too high: the length", Search::LevelAfter, 0, 0.9f, 16384},
                            {"before, too high: 0", Search::LevelBefore, 16384, 0.9f, 0},
+                           {"after, from far before the start", Search::LevelAfter, -1e20, 0.4f, 3000},
+                           {"before, from far past the end", Search::LevelBefore, 1e20, 0.4f, 9001},
                        });
 }
 
 // A sound runs from its attack through its release tail; a louder frame in
 // the tail starts the count of quiet frames again, and a negative half-wave
-// is no attack. A sound to the last frame ends at the file's end.
+// is no attack. A sound to the last frame ends at the file's end. A start far
+// before the file finds the first sound; one past the end or no number at all
+// finds none.
 TEST_F(CrossingDetectTest, TheSoundRangeHoldsItsTailAndEndsAtTheFileEnd) {
     std::vector<float> audio(16384, 0.05f);
     std::fill(audio.begin(), audio.begin() + 1000, 0.0f);
@@ -114,8 +125,13 @@ TEST_F(CrossingDetectTest, TheSoundRangeHoldsItsTailAndEndsAtTheFileEnd) {
     const DoubleRange last = rangeFrom(1.0);
     EXPECT_NEAR(last.location * kRate, 16000, 1e-6);
     EXPECT_NEAR(last.length * kRate, 384, 1e-6);
-    const DoubleRange none = rangeFrom(2.0);
-    EXPECT_EQ(none.location, FileEntity::NotFoundLocation);
-    EXPECT_EQ(none.length, 0.0);
+    const DoubleRange far = rangeFrom(-1e16);  // a second's step doesn't move it
+    EXPECT_NEAR(far.location * kRate, 1000, 1e-6);
+    EXPECT_NEAR(far.length * kRate, 2182 - 1000, 1e-6);
+    for (double start : {2.0, std::nan("")}) {
+        const DoubleRange none = rangeFrom(start);
+        EXPECT_EQ(none.location, FileEntity::NotFoundLocation) << start;
+        EXPECT_EQ(none.length, 0.0) << start;
+    }
     EXPECT_FALSE(file->isLoaded());
 }
