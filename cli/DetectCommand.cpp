@@ -16,7 +16,7 @@ struct DetectOptions {
     QString kind;
     QString name;
     double from = 0.0;
-    double to = -1.0;  // the file's length
+    double to = std::nan("");  // the file's length
     double thresholdDB = -40.0;
     double sensitivity = 0.5;
     QString method = QStringLiteral("energy");
@@ -92,7 +92,7 @@ bool readOptions(const QStringList& arguments, DetectOptions* options) {
         Output::usage(QStringLiteral("--sensitivity is from 0 to 1"));
         return false;
     }
-    if (options->from < 0.0 || (options->to >= 0.0 && options->to < options->from)) {
+    if (options->from < 0.0 || options->to < options->from) {
         Output::usage(QStringLiteral("--from must be at least 0 and not after --to"));
         return false;
     }
@@ -100,19 +100,20 @@ bool readOptions(const QStringList& arguments, DetectOptions* options) {
 }
 
 // Every answer of a detector that finds the next event after a location,
-// from `from` up to (not including) `end`. A detector that answers the
-// location it was given moves on by `step`, so the scan always ends. An
-// answer within half a frame of the end is the end: past the last frame the
-// file reads as silence, and the step into it is no event of the file.
+// from `from` up to (not including) `end`. The next search starts `gap`
+// after an answer; a detector that answers the location it was given moves
+// on by `step`, so the scan always ends. An answer within half a frame of the
+// end is the end: past the last frame the file reads as silence, and the
+// step into it is no event of the file.
 template <class Next>
-QVariantList scan(double from, double end, double frame, double step, Next next) {
+QVariantList scan(double from, double end, double frame, double gap, double step, Next next) {
     QVariantList found;
     for (double location = from; location < end;) {
         const double event = next(location);
         if (!(event < end - 0.5 * frame))
             break;
         found << event;
-        location = event > location ? event + step : location + step;
+        location = event > location ? event + gap : location + step;
     }
     return found;
 }
@@ -130,14 +131,17 @@ int DetectCommand::run(const QStringList& arguments) {
     if (!file)
         return Output::usage(QStringLiteral("'%1' is a group: detect looks at one file").arg(Output::oneLine(options.name)));
     const double length = file->length();
-    const double end = options.to < 0.0 ? length : std::min(options.to, length);
+    const double end = std::isnan(options.to) ? length : std::min(options.to, length);
     const double frame = file->sampleRate() > 0.0 ? 1.0 / file->sampleRate() : 1.0;
 
     QVariantList answers;
     if (options.kind == QLatin1String("tempo")) {
         answers << double(file->estimatedTempo());
     } else if (options.kind == QLatin1String("zero-crossings")) {
-        answers = scan(options.from, end, frame, frame, [&](double at) { return file->locationOfZeroCrossingAfter(at); });
+        // Started on a whole frame, each answer is its crossing's own frame,
+        // and a search from there finds the next one, even on the frame after.
+        const double start = std::round(options.from / frame) * frame;
+        answers = scan(start, end, frame, 0.0, frame, [&](double at) { return file->locationOfZeroCrossingAfter(at); });
     } else if (options.kind == QLatin1String("thresholds")) {
         const float threshold = float(std::pow(10.0, options.thresholdDB / 20.0));
         const double first = file->locationOfThresholdCrossingAfter(options.from, threshold);
@@ -149,7 +153,7 @@ int DetectCommand::run(const QStringList& arguments) {
         }
     } else {
         const float sensitivity = float(options.sensitivity);
-        answers = scan(options.from, end, frame, 512.0 * frame, [&](double at) {
+        answers = scan(options.from, end, frame, 512.0 * frame, 512.0 * frame, [&](double at) {
             return file->locationOfNextDetectedBeatUsing(options.method, sensitivity, at);
         });
     }

@@ -69,14 +69,18 @@ TEST(AnalyzeCommand, AddReturnsWithTheMeasuresWritten) {
 
 // The detectors through the command line, on files whose events are known to
 // the frame: each answer must fall where the signal says, and the scans must
-// move on from one answer to the next (not repeat it, not skip the next).
+// move on from one answer to the next (not repeat it, not skip the next, even
+// one frame on). Options that make no sense are wrong usage.
 TEST(AnalyzeCommand, DetectFindsTheEventsOfKnownSignals) {
     TemporaryHome home;
     const QString bursts = home.filePath(QStringLiteral("bursts.wav"));
     ASSERT_TRUE(makePieces(bursts, {{0.5, -300, 1000}, {0.5, -6, 1000}, {0.5, -300, 1000}, {0.5, -6, 1000}}));
     const QString slow = home.filePath(QStringLiteral("slow.wav"));
     ASSERT_TRUE(makePieces(slow, {{0.1, -6, 50}}));
-    ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("--quiet"), QStringLiteral("add"), bursts, slow}).exitCode, 0);
+    // Three frames a period: 0, +, -, 0, +, -, ... for 12 frames.
+    const QString fast = home.filePath(QStringLiteral("fast.wav"));
+    ASSERT_TRUE(makePieces(fast, {{0.00025, -6, 16000}}));
+    ASSERT_EQ(runOndrel(home.path(), {QStringLiteral("--quiet"), QStringLiteral("add"), bursts, slow, fast}).exitCode, 0);
 
     const double block = 512.0 / 48000.0;
     struct Case {
@@ -90,6 +94,9 @@ TEST(AnalyzeCommand, DetectFindsTheEventsOfKnownSignals) {
         // 50 Hz crosses zero every 10 ms; the scan starts between two crossings.
         {"zero crossings", {QStringLiteral("zero-crossings"), slow, QStringLiteral("--from"), QStringLiteral("0.005")},
          {0.01, 0.02, 0.03, 0.04, 0.05, 0.06, 0.07, 0.08, 0.09}, 0.0001, 0.0001},
+        // Crossings on neighbouring frames: + to - at 2, - to 0 at 3, and so on.
+        {"zero crossings a frame apart", {QStringLiteral("zero-crossings"), fast},
+         {2 / 48000.0, 3 / 48000.0, 5 / 48000.0, 6 / 48000.0, 8 / 48000.0, 9 / 48000.0, 11 / 48000.0}, 1e-7, 1e-7},
         // The first sample at -20 dB comes a few samples into the burst's first
         // cycle; the last lies a few samples before the second burst's end.
         {"thresholds", {QStringLiteral("thresholds"), bursts, QStringLiteral("--threshold"), QStringLiteral("-20"),
@@ -114,9 +121,15 @@ TEST(AnalyzeCommand, DetectFindsTheEventsOfKnownSignals) {
         }
     }
 
-    const CommandResult wrong = runOndrel(home.path(), {QStringLiteral("detect"), QStringLiteral("beats"), bursts,
-                                                        QStringLiteral("--sensitivity"), QStringLiteral("2")});
-    EXPECT_EQ(wrong.exitCode, 2);
+    const QStringList wrongOptions[] = {
+        {QStringLiteral("--sensitivity"), QStringLiteral("2")},
+        {QStringLiteral("--to"), QStringLiteral("-1")},  // not "to the end"
+    };
+    for (const QStringList& options : wrongOptions) {
+        const CommandResult wrong =
+            runOndrel(home.path(), QStringList{QStringLiteral("detect"), QStringLiteral("beats"), bursts} + options);
+        EXPECT_EQ(wrong.exitCode, 2) << options.join(QLatin1Char(' ')).toStdString();
+    }
 }
 
 } // namespace ondrel
