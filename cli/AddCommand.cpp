@@ -173,8 +173,8 @@ int AddCommand::run(const QStringList& arguments) {
     const bool analysisStopped = !AnalysisWaiter::waitForAnalyses() || interrupted;
 
     const AddFilesFileProcess::Outcome outcome = process->outcome();
-    // A stop that came after the walk had finished changes nothing: what was
-    // made went in, and is reported.
+    // A stop that came after the walk had finished keeps what was made: it
+    // went in, and is reported (the measuring of it was stopped).
     if (interrupted && outcome.added.isEmpty()) {
         Output::error(QStringLiteral("stopped: nothing was added"));
         return Stopped;

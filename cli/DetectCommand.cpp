@@ -134,6 +134,9 @@ int DetectCommand::run(const QStringList& arguments) {
     const double end = std::isnan(options.to) ? length : std::min(options.to, length);
     const double frame = file->sampleRate() > 0.0 ? 1.0 / file->sampleRate() : 1.0;
 
+    // Loaded for the whole scan: each detector's own load is then counted,
+    // not an opening of the files for every answer.
+    file->load();
     QVariantList answers;
     if (options.kind == QLatin1String("tempo")) {
         answers << double(file->estimatedTempo());
@@ -157,6 +160,8 @@ int DetectCommand::run(const QStringList& arguments) {
             return file->locationOfNextDetectedBeatUsing(options.method, sensitivity, at);
         });
     }
+
+    file->unload();
 
     if (Output::isJson()) {
         Output::printJson(answers);
