@@ -4,7 +4,10 @@
 #include "catalog/entities/CatalogLog.h"
 #include "catalog/entities/ChannelDetails.h"
 #include "catalog/entities/FileEntityError.h"
+#include "catalog/entities/GroupEntity.h"
 #include "catalog/entities/Label.h"
+#include "core/dispatch/DispatchQueue.h"
+#include "core/dispatch/Operation.h"
 #include "core/files/Bookmark.h"
 #include "core/predicates/Predicate.h"
 #include "core/storage/KeyedUnarchiver.h"
@@ -823,6 +826,59 @@ void FileEntity::setDisplayZeroOffset(float offset) {
 QVariant FileEntity::valueForUndefinedKey(const QString& key) const {
     std::lock_guard lock(m_valuesMutex);
     return m_metadata.value(key);
+}
+
+// MARK: File tracking
+
+void FileEntity::presentedItemDidMoveToURL(const URL& url) {
+    Q_ASSERT(isMainThread());
+    const auto analysis = analysisOperation();
+    if (analysis)
+        analysis->cancel();
+    VMKError error;
+    const QByteArray data = Bookmark::bookmarkData(url, Bookmark::WithSecurityScope, &error);
+    if (data.isNull()) {
+        // Gone again already: its deletion comes as an event of its own.
+        catalogLog(LogLevel::Warning, QStringLiteral("FileEntity_log_warning_move"), {url.path(), error.localizedDescription()});
+    } else {
+        const URL newURL = URL::fileURLWithPath(url.path());
+        setLocations({data}, {newURL}, newURL.lastPathComponent());
+        const QString ID = Entity::ID();
+        if (auto database = EntityController::database(); database && !ID.isEmpty()) {
+            const QList<QByteArray> bookmarks = Entity::bookmarks();
+            database->executeStatement(
+                QStringLiteral("UPDATE FileBookmark SET bookmarkData = ? WHERE fileEntityID = ? AND ordinal = ?"), nullptr,
+                [&](VMKDatabaseQuery& query) {
+                    for (qsizetype ordinal = 0; ordinal < bookmarks.size(); ++ordinal) {
+                        query.setDataValue(bookmarks[ordinal], 0);
+                        query.setStringValue(ID, 1);
+                        query.setLongLongValue(ordinal, 2);
+                        query.execute();
+                        query.reset();
+                    }
+                });
+        }
+    }
+    if (analysis)
+        queueAnalysis();
+}
+
+void FileEntity::accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) {
+    Q_ASSERT(isMainThread());
+    if (const auto analysis = analysisOperation())
+        analysis->cancel();
+    const ObjectPtr keep = self();  // the parent may hold the last reference
+    if (auto group = parent())
+        group->removeObjectFromEntitiesAtIndex(group->indexOfObjectInEntities(this));
+    if (completionHandler)
+        completionHandler(nullptr);
+}
+
+void FileEntity::presentedItemDidChange() {
+    Q_ASSERT(isMainThread());
+    VMKError error;
+    if (!update(&error))
+        catalogLog(LogLevel::Error, QStringLiteral("FileEntity_log_error_update"), {error.localizedDescription()});
 }
 
 } // namespace ondrel
