@@ -299,10 +299,11 @@ private:
                 const auto now = Clock::now();
                 auto due = std::min(lastEvent + kQuietPeriod, oldestWaiting + kLongestWait);
                 {
+                    // Nothing goes before the first half of a rename at the
+                    // front is settled, at its deadline at the latest.
                     std::lock_guard lock(m_mutex);
-                    for (const Slot& slot : m_slots)
-                        if (!slot.resolved)
-                            due = std::min(due, slot.deadline);
+                    if (!m_slots.empty() && !m_slots.front().resolved)
+                        due = std::max(due, m_slots.front().deadline);
                 }
                 timeout = due <= now ? 0
                                      : int(std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count()) + 1;
