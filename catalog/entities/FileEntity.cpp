@@ -276,8 +276,9 @@ void FileEntity::insertRows(bool split) {
                                "fileSize, frames, channels, bitDepth, floatingPoint, bitrate, sampleRate) VALUES (?, ?, "
                                "?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     {
-        std::lock_guard lock(m_valuesMutex);
+        // The values are locked inside the database's lock, as everywhere.
         database->executeStatement(sql, nullptr, [&](VMKDatabaseQuery& query) {
+            std::lock_guard lock(m_valuesMutex);
             int argument = 0;
             query.setStringValue(ID, argument++);
             query.setValue(dateValue(m_dateAdded), argument++);

@@ -492,8 +492,10 @@ void GroupEntity::presentedItemDidMoveToURL(const URL& url) {
         if (!ID().isEmpty())
             writeBookmarkData(data);
     }
-    std::lock_guard lock(m_entitiesLock);
-    for (const EntityPtr& child : m_entities) {
+    // The children follow one by one from a copy of the list: a child
+    // writes its rows, and the catalog's database is never reached while a
+    // group's lock is held (the catalog takes group locks while it loads).
+    for (const EntityPtr& child : entities()) {
         const URL childURL = child->firstURL();
         if (!childURL.isEmpty())
             child->presentedItemDidMoveToURL(newURL.URLByAppendingPathComponent(childURL.lastPathComponent()));
