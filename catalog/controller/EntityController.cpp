@@ -567,7 +567,7 @@ void EntityController::addWatcherForEntity(const Entity& entity) {
     std::lock_guard lock(m_watchersMutex);
     // No watcher lies inside another, so at most one covers a folder: the
     // one that covered the last folder asked for usually covers this one.
-    auto covers = [&](const Watcher& watcher) { return watcher.path() == path || watcher.containsURL(directory); };
+    auto covers = [&](const Watcher& watcher) { return watcher.coversURL(directory); };
     if (m_lastWatcher >= 0 && size_t(m_lastWatcher) < m_watchers.size() && covers(*m_watchers[size_t(m_lastWatcher)])) {
         Watcher& watcher = *m_watchers[size_t(m_lastWatcher)];
         watcher.setCounter(watcher.counter() + 1);
@@ -614,7 +614,7 @@ void EntityController::removeWatcherForEntity(const Entity& entity) {
     qsizetype emptied = -1;
     for (size_t i = 0; i < m_watchers.size(); ++i) {
         Watcher& watcher = *m_watchers[i];
-        if (watcher.path() != path && !watcher.containsURL(directory))
+        if (!watcher.coversURL(directory))
             continue;
         if (watcher.counter() > 0)
             watcher.setCounter(watcher.counter() - 1);

@@ -35,6 +35,13 @@ URL Watcher::url() const {
     return m_URL;
 }
 
+bool Watcher::coversURL(const URL& directory) const {
+    if (m_path == directory.path() || containsURL(directory))
+        return true;
+    const URL now = url();
+    return now.path() != m_path && (now == directory || isBeneath(directory, now));
+}
+
 void Watcher::presentedItemDidMoveToURL(const URL& url) {
     Q_ASSERT(isMainThread());
     presentedSubitemAtURL(Watcher::url(), url);

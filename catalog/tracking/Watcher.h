@@ -30,6 +30,11 @@ public:
     // True when the URL's path is longer than this watcher's and begins with
     // it (a plain text prefix: "/a/bc" counts as inside "/a/b").
     bool containsURL(const URL& url) const { return url.path().size() > m_path.size() && url.path().startsWith(m_path); }
+    // True when the folder is the watcher's, or inside it, by the path at
+    // creation or by where the folder is now: after a move, the entities
+    // that followed it are counted on the same watcher, and no second one
+    // watches the same folder.
+    bool coversURL(const URL& directory) const;
     // True when this watcher's path is longer than the URL's and begins with it.
     bool isContainedByURL(const URL& url) const {
         return m_path.size() > url.path().size() && m_path.startsWith(url.path());

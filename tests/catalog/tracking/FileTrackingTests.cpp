@@ -1,6 +1,7 @@
 #include "catalog/controller/EntityController.h"
 #include "catalog/entities/FileEntity.h"
 #include "catalog/entities/GroupEntity.h"
+#include "catalog/tracking/Watcher.h"
 #include "core/files/Bookmark.h"
 #include "core/storage/VMKDatabaseQuery.h"
 #include "fileprocesses/FileProcess.h"
@@ -180,7 +181,9 @@ TEST_F(FileTrackingTest, NewFileJoinsOnlyABoundFolder) {
 }
 
 // Renaming the folder of a bound group moves the group and everything
-// beneath it: every bookmark row names the new place.
+// beneath it: every bookmark row names the new place. Its watcher follows:
+// a file added there afterwards is counted on it, not on a second watcher
+// of the same folder (which would add every later file twice).
 TEST_F(FileTrackingTest, RenamedBoundFolderRewritesEveryRowBeneath) {
     QDir(dataPath()).mkpath("Lib/Sub");
     ASSERT_TRUE(writeTestWav(dataPath("Lib/a.wav")));
@@ -193,6 +196,13 @@ TEST_F(FileTrackingTest, RenamedBoundFolderRewritesEveryRowBeneath) {
     EXPECT_EQ(resolvedBookmarkRows(), (QStringList{dataPath("Renamed"), dataPath("Renamed/Sub"), dataPath("Renamed/Sub/b.wav"),
                                                    dataPath("Renamed/a.wav")}));
     EXPECT_EQ(catalogValue("SELECT name FROM GroupEntity WHERE name = 'Renamed'").toString(), "Renamed");
+    const auto watchers = EntityController::sharedInstance()->watchers();
+    ASSERT_EQ(watchers.size(), 1u);
+    const quint64 counter = watchers[0]->counter();
+    ASSERT_TRUE(writeTestWav(dataPath("Renamed/new.wav")));
+    ASSERT_TRUE(spinUntil([&] { return lib->countOfEntities() == 3; }));
+    EXPECT_EQ(EntityController::sharedInstance()->watchers().size(), 1u);
+    EXPECT_EQ(watchers[0]->counter(), counter + 1);
 }
 
 } // namespace ondrel
