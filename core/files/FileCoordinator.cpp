@@ -7,6 +7,7 @@
 #include <QtCore/QDebug>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QSet>
 
 #include <chrono>
 #include <deque>
@@ -37,7 +38,7 @@ constexpr auto kMovePairingWindow = std::chrono::milliseconds(50);
 constexpr auto kQuietPeriod = std::chrono::milliseconds(20);
 constexpr auto kLongestWait = std::chrono::milliseconds(200);
 
-constexpr uint32_t kWatchMask = IN_CREATE | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
+constexpr uint32_t kWatchMask = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
                                 IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
 
 bool isHidden(const QString& name) { return name.startsWith(QLatin1Char('.')); }
@@ -142,6 +143,7 @@ public:
             // inotify descriptor.
             m_watches.clear();
             m_slots.clear();
+            m_written.clear();
             thread = std::move(m_thread);
             inotifyFd = std::move(m_inotifyFd);
             ownWakeFd = std::move(m_wakeFd);
@@ -417,10 +419,26 @@ private:
             if (isDirectory) {
                 addWatchesLocked(path);
                 appendChangeLocked(path);
+            } else {
+                m_written.insert(path);
             }
             return;
         }
-        if ((event.mask & (IN_CLOSE_WRITE | IN_DELETE)) || ((event.mask & IN_ATTRIB) && !isDirectory))
+        if (event.mask & IN_MODIFY) {
+            m_written.insert(path);
+            return;
+        }
+        if (event.mask & IN_CLOSE_WRITE) {
+            // Readers that open files for writing and write nothing (tag
+            // libraries do) change nothing: reporting them would read the
+            // file again after every such reading.
+            if (m_written.remove(path))
+                appendChangeLocked(path);
+            return;
+        }
+        if (event.mask & IN_DELETE)
+            m_written.remove(path);
+        if ((event.mask & IN_DELETE) || ((event.mask & IN_ATTRIB) && !isDirectory))
             appendChangeLocked(path);
     }
 
@@ -569,6 +587,7 @@ private:
     std::vector<PresenterEntry> m_presenters;
     quint64 m_lastID = 0;
     std::unordered_map<int, QString> m_watches;  // watch descriptor -> folder path
+    QSet<QString> m_written;  // files written since they were last reported
     std::deque<Slot> m_slots;
     UniqueFd m_inotifyFd;
     UniqueFd m_wakeFd;

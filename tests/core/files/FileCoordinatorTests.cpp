@@ -63,7 +63,8 @@ struct Case {
 
 // The kernel's events become the presenter's five events: a rename is one
 // move (never a deletion and a new file), a file is reported once when it is
-// closed after writing (not while half written, nor twice for a touch),
+// closed after writing (not while half written, nor twice for a touch, nor
+// when opened for writing by a reader that wrote nothing),
 // hidden items never, new and renamed folders are followed beneath, and
 // the presented folder's own move and deletion reach it. Each case ends by
 // writing "w/end": everything before it must have arrived when it does.
@@ -89,6 +90,8 @@ TEST(FileCoordinatorTest, DiskChangesArriveAsPresenterEvents) {
              file.setFileTime(QDateTime::currentDateTime().addSecs(5), QFileDevice::FileModificationTime);
          },
          {"changed w/a.wav"}},
+        {"opened to write, nothing written", [](const QString& b) { writeFile(b + "/w/a.wav"); },
+         [](const QString& b, auto&) { ASSERT_TRUE(QFile(b + "/w/a.wav").open(QIODevice::ReadWrite)); }, {}},
         {"deleted", [](const QString& b) { writeFile(b + "/w/a.wav"); },
          [](const QString& b, auto&) { QFile::remove(b + "/w/a.wav"); }, {"changed w/a.wav"}},
         {"moved out and in", [](const QString& b) { writeFile(b + "/w/a.wav"); writeFile(b + "/out/b.wav"); },
