@@ -836,17 +836,53 @@ void FileEntity::presentedItemDidMoveToURL(const URL& url) {
     const auto analysis = analysisOperation();
     if (analysis)
         analysis->cancel();
-    VMKError error;
-    const QByteArray data = Bookmark::bookmarkData(url, Bookmark::WithSecurityScope, &error);
-    if (data.isNull()) {
-        // Gone again already: its deletion comes as an event of its own.
-        catalogLog(LogLevel::Warning, QStringLiteral("FileEntity_log_warning_move"), {url.path(), error.localizedDescription()});
+    // A plain file takes the new place. The members of a split file are
+    // followed one by one, so that it keeps all of its channels: a member
+    // still in place stays, one found under its name beside the new place
+    // moved with it (its folder was renamed), and one found nowhere is the
+    // one renamed to `url`.
+    std::vector<URL> urls = URLs();
+    QList<QByteArray> bookmarks = Entity::bookmarks();
+    if (urls.size() <= 1 || qsizetype(urls.size()) != bookmarks.size()) {
+        urls = {url};
+        bookmarks = {QByteArray()};
     } else {
-        const URL newURL = URL::fileURLWithPath(url.path());
-        setLocations({data}, {newURL}, newURL.lastPathComponent());
+        bool renamedTaken = false;
+        for (size_t i = 0; i < urls.size(); ++i) {
+            if (urls[i].exists())
+                continue;
+            const URL beside = url.URLByDeletingLastPathComponent().URLByAppendingPathComponent(urls[i].lastPathComponent());
+            if (beside.exists() && beside != url) {
+                urls[i] = beside;
+            } else if (!renamedTaken) {
+                urls[i] = url;
+                renamedTaken = true;
+            } else {
+                continue;
+            }
+            bookmarks[qsizetype(i)] = QByteArray();
+        }
+    }
+    bool recorded = true;
+    for (size_t i = 0; i < urls.size(); ++i) {
+        if (!bookmarks[qsizetype(i)].isNull())
+            continue;
+        urls[i] = URL::fileURLWithPath(urls[i].path());
+        VMKError error;
+        bookmarks[qsizetype(i)] = Bookmark::bookmarkData(urls[i], Bookmark::WithSecurityScope, &error);
+        if (bookmarks[qsizetype(i)].isNull()) {
+            // Gone again already: its deletion comes as an event of its own.
+            catalogLog(LogLevel::Warning, QStringLiteral("FileEntity_log_warning_move"),
+                       {urls[i].path(), error.localizedDescription()});
+            recorded = false;
+        }
+    }
+    if (recorded) {
+        const QString name = urls.size() == 1 ? urls.front().lastPathComponent()
+                                              : urls.front().audioFilename() + QLatin1Char('.') + urls.front().pathExtension();
+        setLocations(bookmarks, urls, name);
         const QString ID = Entity::ID();
         if (auto database = EntityController::database(); database && !ID.isEmpty()) {
-            const QList<QByteArray> bookmarks = Entity::bookmarks();
             database->executeStatement(
                 QStringLiteral("UPDATE FileBookmark SET bookmarkData = ? WHERE fileEntityID = ? AND ordinal = ?"), nullptr,
                 [&](VMKDatabaseQuery& query) {

@@ -181,26 +181,34 @@ TEST_F(FileTrackingTest, NewFileJoinsOnlyABoundFolder) {
 }
 
 // Renaming the folder of a bound group moves the group and everything
-// beneath it: every bookmark row names the new place. Its watcher follows:
+// beneath it: every bookmark row names the new place, and a split file keeps
+// all of its channels. Its watcher follows:
 // a file added there afterwards is counted on it, not on a second watcher
 // of the same folder (which would add every later file twice).
 TEST_F(FileTrackingTest, RenamedBoundFolderRewritesEveryRowBeneath) {
     QDir(dataPath()).mkpath("Lib/Sub");
     ASSERT_TRUE(writeTestWav(dataPath("Lib/a.wav")));
     ASSERT_TRUE(writeTestWav(dataPath("Lib/Sub/b.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("Lib/Take.L.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("Lib/Take.R.wav")));
     addToCatalog({dataPath("Lib")});
     const GroupEntityPtr lib = groupAt("Lib");
     ASSERT_TRUE(lib);
+    const EntityPtr take = at("Lib/Take.R.wav");
+    ASSERT_TRUE(take);
     move("Lib", "Renamed");
     ASSERT_TRUE(spinUntil([&] { return lib->name() == "Renamed"; }));
     EXPECT_EQ(resolvedBookmarkRows(), (QStringList{dataPath("Renamed"), dataPath("Renamed/Sub"), dataPath("Renamed/Sub/b.wav"),
+                                                   dataPath("Renamed/Take.L.wav"), dataPath("Renamed/Take.R.wav"),
                                                    dataPath("Renamed/a.wav")}));
+    EXPECT_EQ(take->URLs(), (std::vector<URL>{URL::fileURLWithPath(dataPath("Renamed/Take.L.wav")),
+                                              URL::fileURLWithPath(dataPath("Renamed/Take.R.wav"))}));
     EXPECT_EQ(catalogValue("SELECT name FROM GroupEntity WHERE name = 'Renamed'").toString(), "Renamed");
     const auto watchers = EntityController::sharedInstance()->watchers();
     ASSERT_EQ(watchers.size(), 1u);
     const quint64 counter = watchers[0]->counter();
     ASSERT_TRUE(writeTestWav(dataPath("Renamed/new.wav")));
-    ASSERT_TRUE(spinUntil([&] { return lib->countOfEntities() == 3; }));
+    ASSERT_TRUE(spinUntil([&] { return lib->countOfEntities() == 4; }));
     EXPECT_EQ(EntityController::sharedInstance()->watchers().size(), 1u);
     EXPECT_EQ(watchers[0]->counter(), counter + 1);
 }
