@@ -7,6 +7,7 @@
 #include "core/dispatch/ApplicationNotifications.h"
 #include "core/dispatch/DispatchQueue.h"
 #include "core/dispatch/Timer.h"
+#include "core/files/FileCoordinator.h"
 #include "core/objects/ClassInfo.h"
 #include "core/predicates/SortDescriptor.h"
 #include "core/storage/KeyedArchiver.h"
@@ -134,6 +135,7 @@ void EntityController::resetSharedInstance() {
 EntityController::EntityController() = default;
 
 EntityController::~EntityController() {
+    removeAllWatchers();
     if (m_terminateObserver)
         NotificationCenter::defaultCenter().removeObserver(m_terminateObserver);
 }
@@ -161,6 +163,8 @@ void EntityController::tearDown() {
     m_treeController.reset();
     m_selectedFileEntities.clear();
     m_rootGroup.reset();
+    // The folders of a catalog let go are no longer followed.
+    removeAllWatchers();
 }
 
 // MARK: Start
@@ -563,38 +567,41 @@ void EntityController::addWatcherForEntity(const Entity& entity) {
     std::lock_guard lock(m_watchersMutex);
     // No watcher lies inside another, so at most one covers a folder: the
     // one that covered the last folder asked for usually covers this one.
-    auto covers = [&](const Watcher& watcher) { return watcher.path() == path || watcher.containsURL(directory); };
-    if (m_lastWatcher >= 0 && size_t(m_lastWatcher) < m_watchers.size() && covers(m_watchers[size_t(m_lastWatcher)])) {
-        Watcher& watcher = m_watchers[size_t(m_lastWatcher)];
+    auto covers = [&](const Watcher& watcher) { return watcher.coversURL(directory); };
+    if (m_lastWatcher >= 0 && size_t(m_lastWatcher) < m_watchers.size() && covers(*m_watchers[size_t(m_lastWatcher)])) {
+        Watcher& watcher = *m_watchers[size_t(m_lastWatcher)];
         watcher.setCounter(watcher.counter() + 1);
         return;
     }
     qsizetype covering = -1;
     std::vector<size_t> contained;
     for (size_t i = 0; i < m_watchers.size(); ++i) {
-        if (covers(m_watchers[i])) {
+        if (covers(*m_watchers[i])) {
             covering = qsizetype(i);
             break;
         }
-        if (m_watchers[i].isContainedByURL(directory))
+        if (m_watchers[i]->isContainedByURL(directory))
             contained.push_back(i);
     }
     quint64 swallowed = 0;
     for (size_t index : contained)
-        swallowed += m_watchers[index].counter();
+        swallowed += m_watchers[index]->counter();
     if (covering >= 0) {
-        m_watchers[size_t(covering)].setCounter(m_watchers[size_t(covering)].counter() + 1);
+        m_watchers[size_t(covering)]->setCounter(m_watchers[size_t(covering)]->counter() + 1);
     } else {
-        Watcher watcher(directory);
-        watcher.setCounter(1 + swallowed);
+        auto watcher = std::make_shared<Watcher>(directory);
+        watcher->setCounter(1 + swallowed);
         m_watchers.push_back(watcher);
+        FileCoordinator::addFilePresenter(watcher);
         covering = qsizetype(m_watchers.size() - 1);
     }
-    const Watcher kept = m_watchers[size_t(covering)];
-    for (auto it = contained.rbegin(); it != contained.rend(); ++it)
+    const std::shared_ptr<Watcher> kept = m_watchers[size_t(covering)];
+    for (auto it = contained.rbegin(); it != contained.rend(); ++it) {
+        FileCoordinator::removeFilePresenter(m_watchers[*it]);
         m_watchers.erase(m_watchers.begin() + qsizetype(*it));
+    }
     for (size_t i = 0; i < m_watchers.size(); ++i)
-        if (m_watchers[i].path() == kept.path())
+        if (m_watchers[i] == kept)
             m_lastWatcher = qsizetype(i);
 }
 
@@ -606,8 +613,8 @@ void EntityController::removeWatcherForEntity(const Entity& entity) {
     std::lock_guard lock(m_watchersMutex);
     qsizetype emptied = -1;
     for (size_t i = 0; i < m_watchers.size(); ++i) {
-        Watcher& watcher = m_watchers[i];
-        if (watcher.path() != path && !watcher.containsURL(directory))
+        Watcher& watcher = *m_watchers[i];
+        if (!watcher.coversURL(directory))
             continue;
         if (watcher.counter() > 0)
             watcher.setCounter(watcher.counter() - 1);
@@ -615,14 +622,26 @@ void EntityController::removeWatcherForEntity(const Entity& entity) {
             emptied = qsizetype(i);
     }
     if (emptied >= 0) {
+        FileCoordinator::removeFilePresenter(m_watchers[size_t(emptied)]);
         m_watchers.erase(m_watchers.begin() + emptied);
         m_lastWatcher = -1;
     }
 }
 
-std::vector<Watcher> EntityController::watchers() const {
+std::vector<std::shared_ptr<Watcher>> EntityController::watchers() const {
     std::lock_guard lock(m_watchersMutex);
     return m_watchers;
+}
+
+void EntityController::removeAllWatchers() {
+    std::vector<std::shared_ptr<Watcher>> watchers;
+    {
+        std::lock_guard lock(m_watchersMutex);
+        watchers.swap(m_watchers);
+        m_lastWatcher = -1;
+    }
+    for (const auto& watcher : watchers)
+        FileCoordinator::removeFilePresenter(watcher);
 }
 
 } // namespace ondrel

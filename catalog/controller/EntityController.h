@@ -91,10 +91,12 @@ public:
     static void analyzeFileEntities(const std::vector<std::shared_ptr<FileEntity>>& fileEntities);
 
     // Counted watching of the folder of an entity (the folder itself for a
-    // group, the file's folder for a file). Any thread.
+    // group, the file's folder for a file). A new watcher is registered with
+    // FileCoordinator, and one that is swallowed or no longer counted is
+    // removed from it. Any thread.
     void addWatcherForEntity(const Entity& entity);
     void removeWatcherForEntity(const Entity& entity);
-    std::vector<Watcher> watchers() const;
+    std::vector<std::shared_ptr<Watcher>> watchers() const;
 
     // Deletes what is waiting in the pool before the program ends.
     void applicationWillTerminate();
@@ -120,6 +122,7 @@ private:
     void doDrainRemovalPool();
     void queue(const QString& className, const QString& ID);
     void tearDown();
+    void removeAllWatchers();
     static QString watchedPath(const Entity& entity);
 
     std::shared_ptr<VMKDatabaseController> m_database;
@@ -128,7 +131,7 @@ private:
     std::vector<std::shared_ptr<FileEntity>> m_selectedFileEntities;  // main thread
 
     mutable std::mutex m_watchersMutex;
-    std::vector<Watcher> m_watchers;
+    std::vector<std::shared_ptr<Watcher>> m_watchers;
     qsizetype m_lastWatcher = -1;  // where the last lookup hit
 
     mutable std::mutex m_removalPoolLock;

@@ -7,7 +7,10 @@
 #include "catalog/entities/CatalogLog.h"
 #include "catalog/entities/ChannelDetails.h"
 #include "catalog/entities/FileEntityError.h"
+#include "catalog/entities/GroupEntity.h"
 #include "catalog/entities/Label.h"
+#include "core/dispatch/DispatchQueue.h"
+#include "core/dispatch/Operation.h"
 #include "core/files/Bookmark.h"
 #include "core/predicates/Predicate.h"
 #include "core/storage/KeyedUnarchiver.h"
@@ -276,8 +279,9 @@ void FileEntity::insertRows(bool split) {
                                "fileSize, frames, channels, bitDepth, floatingPoint, bitrate, sampleRate) VALUES (?, ?, "
                                "?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     {
-        std::lock_guard lock(m_valuesMutex);
+        // The values are locked inside the database's lock, as everywhere.
         database->executeStatement(sql, nullptr, [&](VMKDatabaseQuery& query) {
+            std::lock_guard lock(m_valuesMutex);
             int argument = 0;
             query.setStringValue(ID, argument++);
             query.setValue(dateValue(m_dateAdded), argument++);
@@ -898,6 +902,95 @@ void FileEntity::setDisplayZeroOffset(float offset) {
 QVariant FileEntity::valueForUndefinedKey(const QString& key) const {
     std::lock_guard lock(m_valuesMutex);
     return m_metadata.value(key);
+}
+
+// MARK: File tracking
+
+void FileEntity::presentedItemDidMoveToURL(const URL& url) {
+    Q_ASSERT(isMainThread());
+    const auto analysis = analysisOperation();
+    if (analysis)
+        analysis->cancel();
+    // A plain file takes the new place. The members of a split file are
+    // followed one by one, so that it keeps all of its channels: a member
+    // still in place stays, one found under its name beside the new place
+    // moved with it (its folder was renamed), and one found nowhere is the
+    // one renamed to `url`.
+    std::vector<URL> urls = URLs();
+    QList<QByteArray> bookmarks = Entity::bookmarks();
+    if (urls.size() <= 1 || qsizetype(urls.size()) != bookmarks.size()) {
+        urls = {url};
+        bookmarks = {QByteArray()};
+    } else {
+        bool renamedTaken = false;
+        for (size_t i = 0; i < urls.size(); ++i) {
+            if (urls[i].exists())
+                continue;
+            const URL beside = url.URLByDeletingLastPathComponent().URLByAppendingPathComponent(urls[i].lastPathComponent());
+            if (beside.exists() && beside != url) {
+                urls[i] = beside;
+            } else if (!renamedTaken) {
+                urls[i] = url;
+                renamedTaken = true;
+            } else {
+                continue;
+            }
+            bookmarks[qsizetype(i)] = QByteArray();
+        }
+    }
+    bool recorded = true;
+    for (size_t i = 0; i < urls.size(); ++i) {
+        if (!bookmarks[qsizetype(i)].isNull())
+            continue;
+        urls[i] = URL::fileURLWithPath(urls[i].path());
+        VMKError error;
+        bookmarks[qsizetype(i)] = Bookmark::bookmarkData(urls[i], Bookmark::WithSecurityScope, &error);
+        if (bookmarks[qsizetype(i)].isNull()) {
+            // Gone again already: its deletion comes as an event of its own.
+            catalogLog(LogLevel::Warning, QStringLiteral("FileEntity_log_warning_move"),
+                       {urls[i].path(), error.localizedDescription()});
+            recorded = false;
+        }
+    }
+    if (recorded) {
+        const QString name = urls.size() == 1 ? urls.front().lastPathComponent()
+                                              : urls.front().audioFilename() + QLatin1Char('.') + urls.front().pathExtension();
+        setLocations(bookmarks, urls, name);
+        const QString ID = Entity::ID();
+        if (auto database = EntityController::database(); database && !ID.isEmpty()) {
+            database->executeStatement(
+                QStringLiteral("UPDATE FileBookmark SET bookmarkData = ? WHERE fileEntityID = ? AND ordinal = ?"), nullptr,
+                [&](VMKDatabaseQuery& query) {
+                    for (qsizetype ordinal = 0; ordinal < bookmarks.size(); ++ordinal) {
+                        query.setDataValue(bookmarks[ordinal], 0);
+                        query.setStringValue(ID, 1);
+                        query.setLongLongValue(ordinal, 2);
+                        query.execute();
+                        query.reset();
+                    }
+                });
+        }
+    }
+    if (analysis)
+        queueAnalysis();
+}
+
+void FileEntity::accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) {
+    Q_ASSERT(isMainThread());
+    if (const auto analysis = analysisOperation())
+        analysis->cancel();
+    const ObjectPtr keep = self();  // the parent may hold the last reference
+    if (auto group = parent())
+        group->removeObjectFromEntitiesAtIndex(group->indexOfObjectInEntities(this));
+    if (completionHandler)
+        completionHandler(nullptr);
+}
+
+void FileEntity::presentedItemDidChange() {
+    Q_ASSERT(isMainThread());
+    VMKError error;
+    if (!update(&error))
+        catalogLog(LogLevel::Error, QStringLiteral("FileEntity_log_error_update"), {error.localizedDescription()});
 }
 
 } // namespace ondrel

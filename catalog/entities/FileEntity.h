@@ -76,6 +76,18 @@ public:
     quint64 loadCount() const;
     std::vector<std::shared_ptr<VMKAudioFileReader>> audioFiles() const;
 
+    // MARK: File tracking (main thread)
+    // The file moved or was renamed: the entity keeps one bookmark of the
+    // new place (also in its row) and the new name. An analysis running is
+    // cancelled and started again.
+    void presentedItemDidMoveToURL(const URL& url) override;
+    // The file is gone: a running analysis is cancelled, the entity leaves
+    // its group, then the handler is called with no error.
+    void accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) override;
+    // The file changed: it is read again (update). When that fails the
+    // entity keeps its old facts and the failure is logged.
+    void presentedItemDidChange() override;
+
     // MARK: Analysis
     // The analysis measuring this entity now, if any (held weakly).
     std::shared_ptr<Operation> analysisOperation() const;

@@ -5,6 +5,7 @@
 #include "catalog/entities/CatalogLog.h"
 #include "catalog/entities/EntityError.h"
 #include "catalog/entities/FileEntity.h"
+#include "core/dispatch/DispatchQueue.h"
 #include "core/files/Bookmark.h"
 #include "core/predicates/CompoundPredicate.h"
 #include "core/predicates/Predicate.h"
@@ -469,6 +470,81 @@ void GroupEntity::setName(const QString& name) {
                                                        query.setStringValue(ID(), 1);
                                                        query.execute();
                                                    });
+}
+
+// MARK: File tracking
+
+void GroupEntity::presentedItemDidMoveToURL(const URL& url) {
+    Q_ASSERT(isMainThread());
+    VMKError error;
+    const QByteArray data = Bookmark::bookmarkData(url, Bookmark::WithSecurityScope, &error);
+    if (data.isNull()) {
+        // Gone again already: its deletion comes as an event of its own.
+        catalogLog(LogLevel::Warning, QStringLiteral("GroupEntity_log_warning_move"),
+                   {url.path(), error.localizedDescription()});
+        return;
+    }
+    const URL newURL = URL::fileURLWithPath(url.path());
+    setLocations({data}, {newURL}, name());
+    // A group made free keeps its name and writes no location.
+    if (!isDisconnected()) {
+        setName(newURL.lastPathComponent());
+        if (!ID().isEmpty())
+            writeBookmarkData(data);
+    }
+    // The children follow one by one from a copy of the list: a child
+    // writes its rows, and the catalog's database is never reached while a
+    // group's lock is held (the catalog takes group locks while it loads).
+    for (const EntityPtr& child : entities()) {
+        const URL childURL = child->firstURL();
+        if (!childURL.isEmpty())
+            child->presentedItemDidMoveToURL(newURL.URLByAppendingPathComponent(childURL.lastPathComponent()));
+    }
+}
+
+void GroupEntity::accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) {
+    Q_ASSERT(isMainThread());
+    const ObjectPtr keep = self();  // the parent may hold the last reference
+    if (auto group = parent())
+        group->removeObjectFromEntitiesAtIndex(group->indexOfObjectInEntities(this));
+    if (completionHandler)
+        completionHandler(nullptr);
+}
+
+void GroupEntity::presentedSubitemDidChangeAtURL(const URL& url) {
+    Q_ASSERT(isMainThread());
+    if (!url.exists())
+        return;
+    VMKError error;
+    const EntityPtr entity = Entity::entityWithURL(url, &error);
+    if (!entity) {
+        catalogLog(LogLevel::Warning, QStringLiteral("GroupEntity_log_warning_add"),
+                   {url.path(), error.localizedDescription()});
+        return;
+    }
+    insertObjectInEntitiesAtIndex(entity, countOfEntities());
+    if (auto file = std::dynamic_pointer_cast<FileEntity>(entity))
+        EntityController::analyzeFileEntities({file});
+}
+
+void GroupEntity::presentedSubitemAtURL(const URL& oldURL, const URL& newURL) {
+    Q_ASSERT(isMainThread());
+    const QString folder = firstURL().path();
+    const bool staysInFolder = newURL.URLByDeletingLastPathComponent().path() == folder;
+    qsizetype leaving = -1;
+    {
+        std::lock_guard lock(m_entitiesLock);
+        for (size_t i = 0; i < m_entities.size(); ++i) {
+            const std::vector<URL> urls = m_entities[i]->URLs();
+            if (std::none_of(urls.begin(), urls.end(), [&](const URL& url) { return url.path() == oldURL.path(); }))
+                continue;
+            if (!staysInFolder)
+                leaving = qsizetype(i);
+            break;
+        }
+    }
+    if (leaving >= 0)
+        removeObjectFromEntitiesAtIndex(leaving);
 }
 
 } // namespace ondrel

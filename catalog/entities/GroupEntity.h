@@ -92,6 +92,12 @@ public:
     void setName(const QString& name) override;
 
     // MARK: File tracking (main thread)
+    // The folder moved: a new bookmark is written, the name follows, and
+    // every child follows to the same name in the new folder.
+    void presentedItemDidMoveToURL(const URL& url) override;
+    // The folder is gone: the group leaves its parent, then the handler is
+    // called with no error.
+    void accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) override;
     // A new file or folder at `url`, in this group's folder: taken in, and a
     // file goes to analysis.
     void presentedSubitemDidChangeAtURL(const URL& url);

@@ -2,6 +2,7 @@
 #include "catalog/entities/FileEntity.h"
 #include "catalog/entities/GroupEntity.h"
 #include "catalog/tracking/Watcher.h"
+#include "core/files/FileCoordinator.h"
 #include "core/dispatch/ApplicationNotifications.h"
 #include "core/predicates/SortDescriptor.h"
 #include "core/storage/KeyedArchiver.h"
@@ -274,31 +275,38 @@ TEST_F(EntityControllerTest, StoredSortOrderComesBackAsNaturalOrder) {
 // Watchers are shared and counted: two files of a folder share one; a group
 // on the parent folder swallows it with the sum of the counts plus one; a
 // disconnected group stops counting once; letting everything go leaves no
-// watcher.
+// watcher. The folders followed on disk are the watchers' at each step.
 TEST_F(EntityControllerTest, WatchersAreSharedCountedAndSwallowed) {
+    auto presentersAreWatchers = [] {
+        const auto watchers = EntityController::sharedInstance()->watchers();
+        return FileCoordinator::filePresenters() == std::vector<std::shared_ptr<FilePresenter>>(watchers.begin(), watchers.end());
+    };
     QDir(dataPath()).mkpath(QStringLiteral("Lib/Sub"));
     ASSERT_TRUE(writeTestWav(dataPath("Lib/Sub/1.wav")));
     ASSERT_TRUE(writeTestWav(dataPath("Lib/Sub/2.wav")));
     auto controller = EntityController::sharedInstance();
     addToCatalog({dataPath("Lib/Sub/1.wav"), dataPath("Lib/Sub/2.wav")});
     ASSERT_EQ(controller->watchers().size(), 1u);
-    EXPECT_EQ(controller->watchers()[0].counter(), 2u);
-    EXPECT_EQ(controller->watchers()[0].path(), dataPath("Lib/Sub"));
+    EXPECT_EQ(controller->watchers()[0]->counter(), 2u);
+    EXPECT_EQ(controller->watchers()[0]->path(), dataPath("Lib/Sub"));
+    EXPECT_TRUE(presentersAreWatchers());
 
     auto group = GroupEntity::initWithURL(URL::fileURLWithPath(dataPath("Lib")));
     controller->rootGroup()->insertObjectInEntitiesAtIndex(group, 0);
     ASSERT_EQ(controller->watchers().size(), 1u);
-    EXPECT_EQ(controller->watchers()[0].path(), dataPath("Lib"));
-    EXPECT_EQ(controller->watchers()[0].counter(), 3u);
+    EXPECT_EQ(controller->watchers()[0]->path(), dataPath("Lib"));
+    EXPECT_EQ(controller->watchers()[0]->counter(), 3u);
+    EXPECT_TRUE(presentersAreWatchers());
 
     // A disconnected group no longer counts, also when it goes later.
     group->disconnectFromURL();
-    EXPECT_EQ(controller->watchers()[0].counter(), 2u);
+    EXPECT_EQ(controller->watchers()[0]->counter(), 2u);
     controller->rootGroup()->removeObjectFromEntitiesAtIndex(0);
     group.reset();
     ASSERT_EQ(controller->watchers().size(), 1u);
-    EXPECT_EQ(controller->watchers()[0].counter(), 2u);
+    EXPECT_EQ(controller->watchers()[0]->counter(), 2u);
 
     controller->rootGroup()->removeEntitiesAtIndexes(IndexSet::range(0, 2));
     EXPECT_TRUE(controller->watchers().empty());
+    EXPECT_TRUE(FileCoordinator::filePresenters().empty());
 }

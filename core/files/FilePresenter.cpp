@@ -1,0 +1,7 @@
+#include "core/files/FilePresenter.h"
+
+namespace ondrel {
+
+FilePresenter::~FilePresenter() = default;
+
+} // namespace ondrel
