@@ -58,7 +58,14 @@ const ClassInfo& AnalysisOperation::staticClassInfo() {
 }
 
 void AnalysisOperation::registerClassDefaults() {
-    UserDefaults::standardUserDefaults()->registerDefaults({{EnableTruePeakKey, true}});
+    UserDefaults::standardUserDefaults()->registerDefaults({{EnableTruePeakKey, kEnableTruePeakDefault}});
+}
+
+// The registered value also when the defaults were opened afresh since the
+// registration (a new support folder).
+bool AnalysisOperation::isTruePeakEnabled() {
+    const QVariant value = UserDefaults::standardUserDefaults()->objectForKey(EnableTruePeakKey);
+    return value.isValid() ? value.toBool() : kEnableTruePeakDefault;
 }
 
 AnalysisOperation::AnalysisOperation() = default;
@@ -155,7 +162,7 @@ void AnalysisOperation::analyze() {
     }
     if (const auto meter = std::dynamic_pointer_cast<VMKLoudnessMeterAudioProcessor>(
             stream->processorWithIdentifier(QStringLiteral("LUMeter"))))
-        meter->setEnableTruePeak(UserDefaults::standardUserDefaults()->boolForKey(EnableTruePeakKey));
+        meter->setEnableTruePeak(isTruePeakEnabled());
     if (!mixer->setNumberOfInputBuses(readers.size(), &error)) {
         initFailed(error);
         return;

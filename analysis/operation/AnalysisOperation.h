@@ -31,8 +31,11 @@ class AnalysisOperation : public Operation {
 public:
     // Whether "LUMeter" measures the true peak; registered as true.
     static const QString EnableTruePeakKey;  // "AnalysisEnableTruePeak"
+    static constexpr bool kEnableTruePeakDefault = true;
     // Registers the default of EnableTruePeakKey. Safe to call again.
     static void registerClassDefaults();
+    // The user's EnableTruePeakKey, or kEnableTruePeakDefault when unset.
+    static bool isTruePeakEnabled();
 
     AnalysisOperation();
     ~AnalysisOperation() override;
