@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 
+#include "analysis/AnalysisClasses.h"
 #include "catalog/CatalogClasses.h"
 #include "catalog/controller/CatalogFileEntitySource.h"
 #include "catalog/controller/EntityController.h"
@@ -288,6 +289,7 @@ int runCommand(int argc, char** argv) {
     // Every class is findable by name before anything stored is read.
     registerActionClasses();
     registerCatalogClasses();
+    registerAnalysisClasses();
     registerEngineClasses();
     registerRenderClasses();
     // Runs compile with the one compiler of the program.

@@ -13,12 +13,14 @@
 #include "core/dispatch/Operation.h"
 #include "core/files/Bookmark.h"
 #include "core/predicates/Predicate.h"
+#include "core/storage/KeyedArchiver.h"
 #include "core/storage/KeyedUnarchiver.h"
 #include "core/storage/VMKDatabaseQuery.h"
 #include "core/text/VMKLocalizedString.h"
 #include "core/values/Date.h"
 #include "render/engine/files/VMKAudioFileInfo.h"
 #include "render/engine/files/VMKAudioFileReader.h"
+#include "render/engine/files/VMKAudioLabel.h"
 #include "render/engine/graph/VMKAudioBufferList.h"
 #include "render/engine/waveforms/VMKMinMaxWaveform.h"
 
@@ -155,6 +157,7 @@ const ClassInfo& FileEntity::staticClassInfo() {
 FileEntity::FileEntity() = default;
 
 FileEntity::~FileEntity() {
+    detachAnalysisOperation(nullptr);
     const QString ID = Entity::ID();
     if (ID.isEmpty())
         return;
@@ -585,6 +588,186 @@ bool FileEntity::update(VMKError* error) {
 }
 
 void FileEntity::queueAnalysis() { EntityController::analyzeFileEntities({std::static_pointer_cast<FileEntity>(self())}); }
+
+// MARK: Storing analysis
+
+std::shared_ptr<Operation> FileEntity::analysisOperation() const {
+    std::lock_guard lock(m_analysisMutex);
+    return m_analysisOperation.lock();
+}
+
+void FileEntity::setAnalysisOperation(const std::shared_ptr<Operation>& operation) {
+    std::vector<ObservationHandle> previous;
+    {
+        std::lock_guard lock(m_analysisMutex);
+        previous.swap(m_analysisObservations);
+        m_analysisOperation = operation;
+    }
+    // Ending an observation waits for its calls on other threads: never
+    // under the lock, which those calls take.
+    previous.clear();
+    if (!operation)
+        return;
+    const std::weak_ptr<FileEntity> weak = std::static_pointer_cast<FileEntity>(self());
+    const Operation* observed = operation.get();
+    std::vector<ObservationHandle> observations;
+    observations.push_back(operation->observe(QStringLiteral("isCompleted"), 0, [weak, observed](const KeyValueChangeInfo&) {
+        // Runs on the operation's thread. An entity on its way out stores nothing.
+        const auto entity = weak.lock();
+        if (entity && !observed->isCancelled() && observed->valueForKey(QStringLiteral("isCompleted")).toBool())
+            entity->storeAnalysis(*observed);
+    }));
+    observations.push_back(operation->observe(QStringLiteral("isFinished"), 0, [weak, observed](const KeyValueChangeInfo&) {
+        if (const auto entity = weak.lock(); entity && observed->isFinished())
+            entity->detachAnalysisOperation(observed);
+    }));
+    {
+        std::lock_guard lock(m_analysisMutex);
+        // Another operation may have been attached meanwhile: it keeps its place.
+        if (m_analysisOperation.lock().get() == observed)
+            m_analysisObservations.swap(observations);
+    }
+}
+
+// Lets go of `operation` if it is still the one attached (of any, for null).
+void FileEntity::detachAnalysisOperation(const Operation* operation) {
+    std::vector<ObservationHandle> observations;
+    {
+        std::lock_guard lock(m_analysisMutex);
+        if (operation && m_analysisOperation.lock().get() != operation)
+            return;
+        m_analysisOperation.reset();
+        observations.swap(m_analysisObservations);
+    }
+    observations.clear();
+}
+
+void FileEntity::storeAnalysis(const Operation& operation) {
+    const QVariantMap properties = operation.valueForKey(QStringLiteral("entityProperties")).toMap();
+    const QVariantList channelProperties = operation.valueForKey(QStringLiteral("entityChannelProperties")).toList();
+    const QVariantList labels = operation.valueForKey(QStringLiteral("entityLabels")).toList();
+    const QString ID = Entity::ID();
+
+    // A missing value (a mono file has no "difference") is written as NULL.
+    auto bind = [](VMKDatabaseQuery& query, const QVariant& value, int index) {
+        if (value.isValid())
+            query.setValue(value, index);
+        else
+            query.setNullValueToArgumentAtIndex(index);
+    };
+    auto bindMeasures = [&](VMKDatabaseQuery& query, const QVariantMap& measures, qint64 channelIndex) {
+        static const char* const keys[] = {"DCOffset", "average", "crestFactor", "formFactor", "negativeMaximum",
+                                           "peak", "peakToPeak", "positiveMaximum", "RMS", "countOfClipEvents"};
+        query.setStringValue(ID, 0);
+        query.setLongLongValue(channelIndex, 1);
+        int index = 2;
+        for (const char* key : keys)
+            bind(query, measures.value(QLatin1String(key)), index++);
+    };
+
+    auto database = EntityController::database();
+    if (database && !ID.isEmpty()) {
+        database->executeStatement(QStringLiteral("BEGIN TRANSACTION"));
+        database->executeStatement(
+            QStringLiteral("UPDATE FileEntity SET countOfMarkers = ?, countOfSlices = ?, countOfRegions = ?, "
+                           "countOfLoops = ?, difference = ?, detectedSemitone = ?, LU = ?, midPeak = ?, sidePeak = ?, "
+                           "truePeak = ?, loudnessRange = ? WHERE fileEntityID = ?"),
+            nullptr, [&](VMKDatabaseQuery& query) {
+                static const char* const keys[] = {"countOfMarkers", "countOfSlices",  "countOfRegions",
+                                                   "countOfLoops",   "difference",     "detectedSemitone",
+                                                   "programLoudness", "midPeak",       "sidePeak",
+                                                   "truePeak",       "loudnessRange"};
+                int index = 0;
+                for (const char* key : keys)
+                    bind(query, properties.value(QLatin1String(key)), index++);
+                query.setStringValue(ID, index);
+                query.execute();
+            });
+        database->executeStatement(QStringLiteral("DELETE FROM FileProperty WHERE fileEntityID = ?"), nullptr,
+                                   [&](VMKDatabaseQuery& query) {
+                                       query.setStringValue(ID, 0);
+                                       query.execute();
+                                   });
+        const QVariantMap metadata = properties.value(QStringLiteral("metadata")).toMap();
+        if (!metadata.isEmpty())
+            database->executeStatement(
+                QStringLiteral("INSERT INTO FileProperty (fileEntityID, key, value) VALUES (?, ?, ?)"), nullptr,
+                [&](VMKDatabaseQuery& query) {
+                    for (auto it = metadata.constBegin(); it != metadata.constEnd(); ++it) {
+                        query.setStringValue(ID, 0);
+                        query.setStringValue(it.key(), 1);
+                        query.setDataValue(KeyedArchiver::archivedDataWithRootObject(it.value()), 2);
+                        query.execute();
+                        query.reset();
+                    }
+                });
+        database->executeStatement(QStringLiteral("DELETE FROM FileLabel WHERE fileEntityID = ?"), nullptr,
+                                   [&](VMKDatabaseQuery& query) {
+                                       query.setStringValue(ID, 0);
+                                       query.execute();
+                                   });
+        if (!labels.isEmpty())
+            database->executeStatement(
+                QStringLiteral("INSERT INTO FileLabel (fileEntityID, type, location, length, name) VALUES (?, ?, ?, ?, ?)"),
+                nullptr, [&](VMKDatabaseQuery& query) {
+                    for (const QVariant& item : labels) {
+                        const auto label = Variant::object<VMKAudioLabel>(item);
+                        if (!label)
+                            continue;
+                        query.setStringValue(ID, 0);
+                        query.setStringValue(label->type(), 1);
+                        query.setDoubleValue(label->location(), 2);
+                        query.setDoubleValue(label->length(), 3);
+                        query.setStringValue(label->name(), 4);
+                        query.execute();
+                        query.reset();
+                    }
+                });
+        database->executeStatement(QStringLiteral("DELETE FROM FileAnalysis WHERE fileEntityID = ?"), nullptr,
+                                   [&](VMKDatabaseQuery& query) {
+                                       query.setStringValue(ID, 0);
+                                       query.execute();
+                                   });
+        database->executeStatement(
+            QStringLiteral("INSERT INTO FileAnalysis (fileEntityID, channelIndex, DCOffset, average, crestFactor, "
+                           "formFactor, negativeMaximum, peak, peakToPeak, positiveMaximum, RMS, countOfClipEvents, "
+                           "wavetable) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+            nullptr, [&](VMKDatabaseQuery& query) {
+                bindMeasures(query, properties, 0);
+                query.setNullValueToArgumentAtIndex(12);
+                query.execute();
+                for (qsizetype i = 0; i < channelProperties.size(); ++i) {
+                    query.reset();
+                    const QVariantMap measures = channelProperties[i].toMap();
+                    bindMeasures(query, measures, i + 1);
+                    // The overview's bytes as they are: no archive, no header.
+                    const auto waveform = Variant::object<VMKMinMaxWaveform>(measures.value(QStringLiteral("waveform")));
+                    query.setDataValue(waveform ? waveform->table() : QByteArray(), 12);
+                    query.execute();
+                }
+            });
+        database->executeStatement(QStringLiteral("END TRANSACTION"));
+    }
+
+    for (auto it = properties.constBegin(); it != properties.constEnd(); ++it)
+        setValueForKey(it.value(), it.key());
+    if (!properties.contains(QStringLiteral("truePeak")))
+        setTruePeak(TruePeakNotMeasured);
+
+    removeChannelDetailsAtIndexes(IndexSet::range(0, countOfChannelDetails()));
+    for (const QVariant& item : channelProperties) {
+        const QVariantMap measures = item.toMap();
+        auto details = std::make_shared<ChannelDetails>();
+        for (auto it = measures.constBegin(); it != measures.constEnd(); ++it)
+            details->setValueForKey(it.value(), it.key());
+        insertObjectInChannelDetailsAtIndex(details, countOfChannelDetails());
+    }
+    dropCachedLabels();
+    // Overviews stay in memory only while the file is loaded.
+    if (!isLoaded())
+        for (const auto& details : channelDetails())
+            details->setWaveform(nullptr);
+}
 
 // MARK: Loading
 

@@ -301,6 +301,14 @@ private:
     std::vector<std::shared_ptr<VMKAudioFileReader>> m_audioFiles;
     std::shared_ptr<VMKAudioBufferList> m_readBuffer;
     mutable std::mutex m_getAudioLock;
+
+    // The analysis measuring this entity, held weakly, and the observations
+    // of its "isCompleted" and "isFinished".
+    void storeAnalysis(const Operation& operation);
+    void detachAnalysisOperation(const Operation* operation);
+    mutable std::mutex m_analysisMutex;
+    std::weak_ptr<Operation> m_analysisOperation;
+    std::vector<ObservationHandle> m_analysisObservations;
 };
 
 using FileEntityPtr = std::shared_ptr<FileEntity>;

@@ -7,7 +7,9 @@
 #include "core/predicates/Predicate.h"
 #include "core/storage/VMKDatabaseController.h"
 #include "core/storage/VMKDatabaseQuery.h"
+#include "core/text/VMKLocalizedString.h"
 #include "core/values/Date.h"
+#include "logging/LogController.h"
 #include "process/instructions/AudioProcessCommand.h"
 #include "render/controller/AudioProcessController.h"
 #include "render/controller/AudioProcessGroup.h"
@@ -97,9 +99,13 @@ std::shared_ptr<AudioProcess> AudioProcess::initWithAudioProcessCommand(const Au
         Q_ASSERT_X(entity, "AudioProcess", "every source has its file entity");
         if (!entity)
             return nullptr;
-        // A file under analysis is skipped here, with the warning
-        // "AudioProcess_log_warning_skip", once file entities have an
-        // analysis operation; until then no file is being analysed.
+        // A file still being measured is left out of this run.
+        if (entity->analysisOperation()) {
+            LogController::sharedInstance()->logWithLevel(
+                LogController::Warning,
+                VMKLocalizedString(QStringLiteral("AudioProcess_log_warning_skip")).arg(entity->name()));
+            return nullptr;
+        }
         sources.push_back(sourceFromEntity(*entity, instructions));
     }
 

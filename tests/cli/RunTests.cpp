@@ -3,6 +3,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -126,10 +127,14 @@ TEST(Run, CorruptSourceFailsOnlyItself) {
     const QString folder = addTones(home, "in", {"a.flac", "b.flac", "c.flac"});
     ASSERT_FALSE(folder.isEmpty());
     QFile corrupt(folder + "/b.flac");
+    const QDateTime modified = QFileInfo(corrupt).lastModified();
     ASSERT_TRUE(corrupt.open(QIODevice::ReadWrite));
     const qint64 size = corrupt.size();
     ASSERT_TRUE(corrupt.seek(size / 3));
     corrupt.write(QByteArray(int(size - size / 3 - 16), '\xff'));
+    // Its date as it was: a changed file is analysed again at start, and a
+    // file under analysis is left out of a run instead of failing in it.
+    ASSERT_TRUE(corrupt.flush() && corrupt.setFileTime(modified, QFileDevice::FileModificationTime));
     corrupt.close();
     const QString out = home.filePath("out");
     ASSERT_TRUE(QDir().mkpath(out));

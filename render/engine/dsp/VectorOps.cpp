@@ -166,6 +166,63 @@ void biquad(float* values, int64_t n, const float* coefficients, float* state) {
     state[3] = y2;
 }
 
+// The reductions below keep eight partial results, like sumOfSquares.
+namespace {
+template <class Term>
+float laneSum(int64_t n, Term term) {
+    float lanes[8] = {};
+    int64_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        for (int k = 0; k < 8; ++k)
+            lanes[k] += term(i + k);
+    float result = 0.0f;
+    for (; i < n; ++i)
+        result += term(i);
+    for (int k = 0; k < 8; ++k)
+        result += lanes[k];
+    return result;
+}
+
+template <class Term>
+float laneMaximum(int64_t n, Term term) {
+    float lanes[8] = {};
+    int64_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        for (int k = 0; k < 8; ++k) {
+            const float value = term(i + k);
+            lanes[k] = value > lanes[k] ? value : lanes[k];
+        }
+    float result = 0.0f;
+    for (; i < n; ++i) {
+        const float value = term(i);
+        result = value > result ? value : result;
+    }
+    for (int k = 0; k < 8; ++k)
+        result = lanes[k] > result ? lanes[k] : result;
+    return result;
+}
+} // namespace
+
+float sum(const float* __restrict source, int64_t n) {
+    return laneSum(n, [source](int64_t i) { return source[i]; });
+}
+
+float sumOfMagnitudes(const float* __restrict source, int64_t n) {
+    return laneSum(n, [source](int64_t i) { return std::fabs(source[i]); });
+}
+
+float signProductSum(const float* __restrict a, const float* __restrict b, int64_t n) {
+    return laneSum(n, [a, b](int64_t i) { return (a[i] >= 0.0f ? 1.0f : -1.0f) * (b[i] >= 0.0f ? 1.0f : -1.0f); });
+}
+
+float maximumMagnitudeOfSum(const float* __restrict a, const float* __restrict b, int64_t n) {
+    return laneMaximum(n, [a, b](int64_t i) { return std::fabs(a[i] + b[i]); });
+}
+
+float maximumMagnitudeOfDifference(const float* __restrict a, const float* __restrict b, int64_t n) {
+    return laneMaximum(n, [a, b](int64_t i) { return std::fabs(a[i] - b[i]); });
+}
+
 } // namespace dsp
 
 } // namespace ondrel

@@ -20,6 +20,14 @@ float sumOfSquares(const float* source, int64_t n);
 void zeroNonFinite(float* values, int64_t n);  // NaN and +-inf become 0
 float maximum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
 float minimum(const float* source, int64_t n);  // 0 for n == 0; NaN skipped, NaN if all are
+float sum(const float* source, int64_t n);
+float sumOfMagnitudes(const float* source, int64_t n);
+// Sum over i of sign(a[i]) x sign(b[i]), the sign being +1 for a value at or
+// above 0 and -1 below: n for channels alike in sign, -n for opposites.
+float signProductSum(const float* a, const float* b, int64_t n);
+// Largest |a[i] + b[i]| and largest |a[i] - b[i]|; 0 for n == 0.
+float maximumMagnitudeOfSum(const float* a, const float* b, int64_t n);
+float maximumMagnitudeOfDifference(const float* a, const float* b, int64_t n);
 
 // The index of the first value whose sign bit differs from the one before it,
 // or -1 when the sign never changes. 0.0 counts as positive, -0.0 as negative.
