@@ -71,7 +71,7 @@ VMKLoudnessMeterAudioProcessor::Results VMKLoudnessMeterAudioProcessor::measure(
     Results results{kMinusInfinity, 0.0, kMinusInfinity};
     double value = 0.0;
     if (ebur128_loudness_global(measurement, &value) == EBUR128_SUCCESS)
-        results.integratedLU = value;
+        results.integratedLUFS = value;
     if (ebur128_loudness_range(measurement, &value) == EBUR128_SUCCESS)
         results.loudnessRange = value;
     double maximum = 0.0;
@@ -85,7 +85,7 @@ VMKLoudnessMeterAudioProcessor::Results VMKLoudnessMeterAudioProcessor::measure(
     return results;
 }
 
-double VMKLoudnessMeterAudioProcessor::integratedLU() const { return measure().integratedLU; }
+double VMKLoudnessMeterAudioProcessor::integratedLoudness() const { return measure().integratedLUFS; }
 
 double VMKLoudnessMeterAudioProcessor::loudnessRange() const { return measure().loudnessRange; }
 

@@ -31,7 +31,12 @@ public:
     bool enableTruePeak() const { return m_enableTruePeak; }
     void setEnableTruePeak(bool enable);
 
-    double integratedLU() const;
+    // Integrated loudness in LUFS (-inf before any audio, and for silence).
+    double integratedLoudness() const;
+    // The same on the LU scale of the loudness standard, where 0 LU is
+    // -23 LUFS: what the catalog stores and the formatters show.
+    double integratedLU() const { return integratedLoudness() + ReferenceLoudness; }
+    static constexpr double ReferenceLoudness = 23.0;
     double loudnessRange() const;
     double peak() const;
 
@@ -41,7 +46,7 @@ public:
 
 private:
     struct Results {
-        double integratedLU;
+        double integratedLUFS;
         double loudnessRange;
         double peak;
     };

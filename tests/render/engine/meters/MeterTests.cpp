@@ -63,28 +63,28 @@ TestGenerator::Function alternating(double first, double second, int64_t seconds
 TEST(LoudnessMeter, SineOf1kHzReadsItsLevelInLUFS) {
     // Stereo 1 kHz sine at -23 dBFS is -23 LUFS, at -33 dBFS -33 LUFS.
     auto meter = measure(2, sine(1000.0, -23.0), 20 * kSecond);
-    EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
+    EXPECT_NEAR(meter->integratedLoudness(), -23.0, 0.1);
     EXPECT_NEAR(meter->peak(), -23.0, 0.01);
     EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1);
     meter = measure(2, sine(1000.0, -33.0), 20 * kSecond, false, 1000);
-    EXPECT_NEAR(meter->integratedLU(), -33.0, 0.1);
+    EXPECT_NEAR(meter->integratedLoudness(), -33.0, 0.1);
 }
 
 TEST(LoudnessMeter, ChannelsCountByTheirPlace) {
     // A single channel counts as the same signal on two loudspeakers.
     auto meter = measure(1, sine(1000.0, -23.0), 10 * kSecond);
-    EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
+    EXPECT_NEAR(meter->integratedLoudness(), -23.0, 0.1);
     // Six channels: the LFE (the fourth) does not count, the surrounds weigh 1.5 dB more.
     auto only = [](uint32_t wanted) {
         auto tone = sine(1000.0, -20.0);
         return [=](int64_t frame, uint32_t channel) { return channel == wanted ? tone(frame, channel) : 0.0f; };
     };
     meter = measure(6, only(3), 5 * kSecond);
-    EXPECT_EQ(meter->integratedLU(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(meter->integratedLoudness(), -std::numeric_limits<double>::infinity());
     EXPECT_NEAR(meter->peak(), -20.0, 0.01);  // the peak still sees it
-    const double front = measure(6, only(0), 5 * kSecond)->integratedLU();
-    EXPECT_NEAR(measure(6, only(2), 5 * kSecond)->integratedLU(), front, 0.05);
-    EXPECT_NEAR(measure(6, only(4), 5 * kSecond)->integratedLU() - front, 1.5, 0.05);
+    const double front = measure(6, only(0), 5 * kSecond)->integratedLoudness();
+    EXPECT_NEAR(measure(6, only(2), 5 * kSecond)->integratedLoudness(), front, 0.05);
+    EXPECT_NEAR(measure(6, only(4), 5 * kSecond)->integratedLoudness() - front, 1.5, 0.05);
     EXPECT_NEAR(front, -23.0, 0.1);  // one channel of a -20 dBFS sine: 3 dB under the stereo pair
 }
 
@@ -112,14 +112,14 @@ TEST(LoudnessMeter, LoudnessRangeOfAlternatingLevels) {
 
 TEST(LoudnessMeter, SilenceAndEmptyRunsAndResultsAfterTheRun) {
     auto meter = measure(2, silence, 5 * kSecond, true);
-    EXPECT_EQ(meter->integratedLU(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(meter->integratedLoudness(), -std::numeric_limits<double>::infinity());
     EXPECT_EQ(meter->peak(), -std::numeric_limits<double>::infinity());
     EXPECT_EQ(meter->loudnessRange(), 0.0);
     // A second run starts afresh; results outlive uninitialize (measure() has run it).
     pullThrough(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -23.0), 5 * kSecond);
-    EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1);
+    EXPECT_NEAR(meter->integratedLoudness(), -23.0, 0.1);
     pullThrough(meter, std::make_shared<BlockProbe>(), 2, sine(1000.0, -40.0), 5 * kSecond);
-    EXPECT_NEAR(meter->integratedLU(), -40.0, 0.1);
+    EXPECT_NEAR(meter->integratedLoudness(), -40.0, 0.1);
     EXPECT_NEAR(meter->peak(), -40.0, 0.01);
 }
 
@@ -133,7 +133,7 @@ TEST(LoudnessMeter, OneBadSampleDoesNotSpoilTheMeasurement) {
         };
         for (bool truePeak : {false, true}) {
             auto meter = measure(2, function, 10 * kSecond, truePeak);
-            EXPECT_NEAR(meter->integratedLU(), -23.0, 0.1) << bad << " true peak " << truePeak;
+            EXPECT_NEAR(meter->integratedLoudness(), -23.0, 0.1) << bad << " true peak " << truePeak;
             EXPECT_NEAR(meter->loudnessRange(), 0.0, 0.1) << bad << " true peak " << truePeak;
             EXPECT_NEAR(meter->peak(), -23.0, 0.2) << bad << " true peak " << truePeak;
         }
@@ -167,7 +167,7 @@ TEST(Meters, PassAudioThroughBitExact) {
         for (int64_t f = 0; f < 30011; ++f)
             ASSERT_EQ(out[c][size_t(f)], TestGenerator::ramp(f, c)) << f << " " << c;
     }
-    EXPECT_GT(lu->integratedLU(), -30.0);
+    EXPECT_GT(lu->integratedLoudness(), -30.0);
 }
 
 namespace {
