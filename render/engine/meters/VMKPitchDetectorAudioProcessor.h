@@ -37,10 +37,18 @@ public:
 private:
     static void deleteDetector(_aubio_pitch_t* detector);
     void detect();
+    void lowPass(float* values, int64_t frames);
 
     CHandle<_aubio_pitch_t, deleteDetector> m_detector;
-    std::vector<float> m_hop;  // the mono mix being gathered
-    uint32_t m_hopFill = 0;
+    // The mono mix is low-passed and kept at one sample in m_step: the top
+    // of the piano still lies below the reduced rate's half, and the search
+    // for a period costs a fraction of what it does at the full rate.
+    uint32_t m_step = 1;
+    float m_lowPass[10] = {};      // two biquads: b0 b1 b2 a1 a2 each
+    float m_lowPassState[8] = {};  // x1 x2 y1 y2 each
+    std::vector<float> m_hop;      // the reduced mono mix being gathered
+    uint32_t m_hopFill = 0;        // frames of the full rate gathered
+    float m_hopEnergy = 0.0f;      // their sum of squares
     std::atomic<float> m_semitone{0.0f};
     std::atomic<float> m_power{0.0f};
 };
