@@ -202,6 +202,32 @@ TEST_F(AnalysisFileProcessTest, StopLeavesUnstartedFilesUnmeasuredAndKeepsEarlie
     EXPECT_NEAR(row(QStringLiteral("peak"), earlier, 1).toDouble(), -6.02, 0.01);
 }
 
+// Catches a finished analysis counted twice in the progress: announced as
+// completed while its operation is still in the queue, with its analyzer at
+// the end of the file. Every value the process announces is read there.
+TEST_F(AnalysisFileProcessTest, ProgressCountsACompletedAnalysisOnce) {
+    const auto file = entity(QStringLiteral("once.wav"), {tone(0.5f, 2000)});
+    ASSERT_TRUE(file);
+    std::shared_ptr<AnalysisFileProcess> process;
+    std::vector<double> announced;
+    ObservationHandle observation;
+    // Held catalog: the analysis can't get past storing its results before
+    // the observation is in place.
+    EntityController::sharedInstance()->executeStatement(QStringLiteral("SELECT 1"), nullptr, [&](VMKDatabaseQuery&) {
+        process = analyze({file}, false);
+        ASSERT_TRUE(process);
+        observation = process->observe(QStringLiteral("progress"), 0,
+                                       [&](const KeyValueChangeInfo&) { announced.push_back(process->progress()); });
+    });
+    ASSERT_TRUE(spinUntil([&] { return process->items().isEmpty(); }, 60000));
+    observation.reset();
+
+    ASSERT_FALSE(announced.empty());
+    for (const double progress : announced)
+        EXPECT_LE(progress, 1.0);
+    EXPECT_EQ(process->progress(), 1.0);
+}
+
 // Catches one unreadable file that stops its neighbours or is logged more
 // than once: a file overwritten with other bytes and one cut inside its
 // header, between two good ones, after their entities were made.
