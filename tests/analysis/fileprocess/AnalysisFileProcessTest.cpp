@@ -203,29 +203,20 @@ TEST_F(AnalysisFileProcessTest, StopLeavesUnstartedFilesUnmeasuredAndKeepsEarlie
 }
 
 // Catches a finished analysis counted twice in the progress: announced as
-// completed while its operation is still in the queue, with its analyzer at
-// the end of the file. Every value the process announces is read there.
+// completed while its operation, its analyzer at the end, is still queued.
+// The held catalog keeps the analysis from completing before the observation.
 TEST_F(AnalysisFileProcessTest, ProgressCountsACompletedAnalysisOnce) {
     const auto file = entity(QStringLiteral("once.wav"), {tone(0.5f, 2000)});
-    ASSERT_TRUE(file);
     std::shared_ptr<AnalysisFileProcess> process;
     std::vector<double> announced;
     ObservationHandle observation;
-    // Held catalog: the analysis can't get past storing its results before
-    // the observation is in place.
     EntityController::sharedInstance()->executeStatement(QStringLiteral("SELECT 1"), nullptr, [&](VMKDatabaseQuery&) {
         process = analyze({file}, false);
-        ASSERT_TRUE(process);
         observation = process->observe(QStringLiteral("progress"), 0,
                                        [&](const KeyValueChangeInfo&) { announced.push_back(process->progress()); });
     });
     ASSERT_TRUE(spinUntil([&] { return process->items().isEmpty(); }, 60000));
-    observation.reset();
-
-    ASSERT_FALSE(announced.empty());
-    for (const double progress : announced)
-        EXPECT_LE(progress, 1.0);
-    EXPECT_EQ(process->progress(), 1.0);
+    EXPECT_EQ(announced, std::vector<double>{1.0});
 }
 
 // Catches one unreadable file that stops its neighbours or is logged more
