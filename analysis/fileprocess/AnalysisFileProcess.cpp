@@ -76,19 +76,22 @@ void AnalysisFileProcess::execute() {
 }
 
 void AnalysisFileProcess::operationDidComplete(const Operation* operation) {
+    // Counted and no longer observed in one step: progress() adds the
+    // analyzer's part of exactly the operations not counted yet.
     willChangeValueForKey(QStringLiteral("progress"));
-    const quint64 completed = ++m_completedCount;
-    didChangeValueForKey(QStringLiteral("progress"));
-    if (!m_stopped.load())
-        setProgressDescription(progressText(QStringLiteral("analyzing"), completed));
+    quint64 completed;
     ObservationHandle observation;
     {
         std::lock_guard lock(m_observationsMutex);
+        completed = ++m_completedCount;
         if (auto it = m_operationObservations.find(operation); it != m_operationObservations.end()) {
             observation = std::move(it->second);
             m_operationObservations.erase(it);
         }
     }
+    didChangeValueForKey(QStringLiteral("progress"));
+    if (!m_stopped.load())
+        setProgressDescription(progressText(QStringLiteral("analyzing"), completed));
     // Ends this very observation: allowed from within its own call.
     observation.reset();
 }
@@ -116,9 +119,13 @@ double AnalysisFileProcess::progress() const {
     const quint64 count = countOfItems();
     if (count == 0)
         return 0.0;
+    // A completed operation stays in the queue until it has finished: it is
+    // in the count then, not among those still observed.
+    const auto operations = m_queue ? m_queue->operations() : std::vector<std::shared_ptr<Operation>>();
+    std::lock_guard lock(m_observationsMutex);
     double sum = double(m_completedCount.load());
-    if (m_queue)
-        for (const auto& operation : m_queue->operations())
+    for (const auto& operation : operations)
+        if (m_operationObservations.count(operation.get()))
             if (const auto analysis = std::dynamic_pointer_cast<AnalysisOperation>(operation))
                 sum += double(analysis->progress());
     return double(float(sum / double(count)));

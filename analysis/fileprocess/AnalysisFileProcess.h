@@ -48,6 +48,7 @@ private:
     std::atomic<quint64> m_completedCount{0};
     std::atomic<bool> m_stopped{false};
     std::atomic<bool> m_ended{false};
+    // Guards the observations; an operation leaves them as it is counted.
     mutable std::mutex m_observationsMutex;
     ObservationHandle m_queueObservation;
     std::unordered_map<const Operation*, ObservationHandle> m_operationObservations;

@@ -202,6 +202,23 @@ TEST_F(AnalysisFileProcessTest, StopLeavesUnstartedFilesUnmeasuredAndKeepsEarlie
     EXPECT_NEAR(row(QStringLiteral("peak"), earlier, 1).toDouble(), -6.02, 0.01);
 }
 
+// Catches a finished analysis counted twice in the progress: announced as
+// completed while its operation, its analyzer at the end, is still queued.
+// The held catalog keeps the analysis from completing before the observation.
+TEST_F(AnalysisFileProcessTest, ProgressCountsACompletedAnalysisOnce) {
+    const auto file = entity(QStringLiteral("once.wav"), {tone(0.5f, 2000)});
+    std::shared_ptr<AnalysisFileProcess> process;
+    std::vector<double> announced;
+    ObservationHandle observation;
+    EntityController::sharedInstance()->executeStatement(QStringLiteral("SELECT 1"), nullptr, [&](VMKDatabaseQuery&) {
+        process = analyze({file}, false);
+        observation = process->observe(QStringLiteral("progress"), 0,
+                                       [&](const KeyValueChangeInfo&) { announced.push_back(process->progress()); });
+    });
+    ASSERT_TRUE(spinUntil([&] { return process->items().isEmpty(); }, 60000));
+    EXPECT_EQ(announced, std::vector<double>{1.0});
+}
+
 // Catches one unreadable file that stops its neighbours or is logged more
 // than once: a file overwritten with other bytes and one cut inside its
 // header, between two good ones, after their entities were made.
