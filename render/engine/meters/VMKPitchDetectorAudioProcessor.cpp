@@ -62,9 +62,9 @@ bool VMKPitchDetectorAudioProcessor::initializeForRender(VMKError* error) {
     makeLowPass(rate >= 1.0 ? rate : 1.0, 0.4 * reducedRate, m_lowPass);
     std::fill(std::begin(m_lowPassState), std::end(m_lowPassState), 0.0f);
     // Half the window must hold a period of the lowest note to be found:
-    // some 47 Hz (a little under note 31) at any rate.
+    // 26 Hz, a little under the piano's lowest A (27.5 Hz, note 21).
     uint_t window = 512;
-    while (double(window) < reducedRate / 24.0)
+    while (double(window) < reducedRate / 13.0)
         window *= 2;
     if (rate >= 1.0)
         m_detector.reset(new_aubio_pitch("yinfast", window, kHopFrames / m_step, uint_t(std::lround(reducedRate))));

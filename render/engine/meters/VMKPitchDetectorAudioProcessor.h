@@ -12,8 +12,9 @@ namespace ondrel {
 
 // Follows the pitch of the audio that passes through it, unchanged. The
 // channels are mixed to mono and looked at in hops of kHopFrames frames over
-// a window long enough for the lowest notes (2048 frames up to 48 kHz, longer
-// at higher rates). After each pull, `semitone` is the note number (MIDI,
+// a window long enough for the piano's lowest A (the search runs on a
+// low-passed copy at a half, quarter or eighth of the rate, 11025 Hz or
+// more, where even the piano's highest C lies below half the rate). After each pull, `semitone` is the note number (MIDI,
 // 0 to 127, fractional) heard in the last full hop, and `power` is that hop's
 // mean square level when a clear pitch was found there, else 0 (silence under
 // -70 dBFS and noise have none). A pull shorter than a hop keeps the last

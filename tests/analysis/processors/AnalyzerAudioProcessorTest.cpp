@@ -133,10 +133,10 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return std::string(test.param.name); });
 
 // Catches a pitch histogram that counts the wrong bin, rounds the wrong way
-// or loses the low or high notes: sines from the lowest note the detector
-// follows (some 47 Hz) to the top of the piano.
+// or loses the low or high notes: sines from the bottom to the top of the
+// piano.
 TEST(AnalyzerAudioProcessor, DetectsTheSemitoneOfSinesAcrossThePianoRange) {
-    const std::pair<double, quint64> notes[] = {{61.735, 35}, {110.0, 45},    {261.626, 60},
+    const std::pair<double, quint64> notes[] = {{27.5, 21},   {32.703, 24},   {61.735, 35}, {110.0, 45}, {261.626, 60},
                                                 {440.0, 69},  {1046.50, 84}, {4186.01, 108}};
     TestFolder folder;
     for (const auto& [frequency, semitone] : notes) {
