@@ -243,6 +243,14 @@ private:
             }
             return;
         }
+        if (const auto known = m_watches.find(wd);
+            known != m_watches.end() && known->second != folder && !namesSameFolder(known->second, folder)) {
+            // The kernel knows this folder already: it was watched at another
+            // place (a presented folder moved in from where nothing was
+            // watched), and what was watched there follows it here.
+            const QString from = known->second;
+            appendLocked({}, followFolderLocked(from, folder));
+        }
         m_watches[wd] = folder;
         DirectoryStream stream(AT_FDCWD, encoded, O_RDONLY | O_NOFOLLOW);
         if (!stream.isOpen())
@@ -486,15 +494,30 @@ private:
         }
         if (!slot.isDirectory)
             return;
-        // The watches beneath follow the folder, and so do presented folders
-        // inside it.
+        std::vector<Delivery> moved = followFolderLocked(from, to);
+        slot.deliveries.insert(slot.deliveries.end(), moved.begin(), moved.end());
+    }
+
+    // The watches beneath a folder that moved follow it, and so do presented
+    // folders inside it, which are told so.
+    std::vector<Delivery> followFolderLocked(const QString& from, const QString& to) {
         rebaseWatchesLocked(from, to);
+        std::vector<Delivery> deliveries;
         for (PresenterEntry& entry : m_presenters) {
             if (!isAtOrBeneath(entry.root, from))
                 continue;
             entry.root = rebased(entry.root, from, to);
-            slot.deliveries.push_back({entry.ID, EventKind::ItemMoved, URL::fileURLWithPath(entry.root), {}});
+            deliveries.push_back({entry.ID, EventKind::ItemMoved, URL::fileURLWithPath(entry.root), {}});
         }
+        return deliveries;
+    }
+
+    // True when both paths lead to one folder (a folder mounted twice).
+    static bool namesSameFolder(const QString& first, const QString& second) {
+        struct stat a {};
+        struct stat b {};
+        return ::stat(QFile::encodeName(first).constData(), &a) == 0 &&
+               ::stat(QFile::encodeName(second).constData(), &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
     }
 
     // The item left every watched folder: to the presenters it is gone.

@@ -153,6 +153,25 @@ TEST(FileCoordinatorTest, PresentedFolderMovedThenDeleted) {
     FileCoordinator::removeFilePresenter(presenter);
 }
 
+// A presented folder moved in from an unwatched place into another
+// presenter's folder: the kernel names it only through the other one's
+// watch, and it must still follow its folder, not lose it to the other.
+TEST(FileCoordinatorTest, PresentedFolderMovedIntoAnotherPresentersFolder) {
+    QTemporaryDir dir;
+    QDir(dir.path()).mkpath("w");
+    QDir(dir.path()).mkpath("out/x");
+    auto outer = std::make_shared<RecordingPresenter>(dir.filePath("w"), dir.path());
+    auto moved = std::make_shared<RecordingPresenter>(dir.filePath("out/x"), dir.path());
+    FileCoordinator::addFilePresenter(outer);
+    FileCoordinator::addFilePresenter(moved);
+    renamePath(dir.filePath("out/x"), dir.filePath("w/x"));
+    writeFile(dir.filePath("w/x/a.wav"));
+    ASSERT_TRUE(spinUntil([&] { return outer->events.contains("changed w/x/a.wav"); }));
+    EXPECT_EQ(moved->events, (QStringList{"item moved w/x", "changed w/x/a.wav"}));
+    FileCoordinator::removeFilePresenter(moved);
+    FileCoordinator::removeFilePresenter(outer);
+}
+
 // A presenter removed while events for it are already on the main queue
 // hears none of them: here the first presenter removes the second in the
 // middle of one hand-over.
