@@ -559,8 +559,22 @@ QString EntityController::watchedPath(const Entity& entity) {
     return entity.isLeaf() ? url.URLByDeletingLastPathComponent().path() : url.path();
 }
 
-void EntityController::addWatcherForEntity(const Entity& entity) {
+void EntityController::addWatcherForEntity(const Entity& entity) { addWatcherForPath(watchedPath(entity)); }
+
+void EntityController::removeWatcherForEntity(const Entity& entity) { removeWatcherForPath(watchedPath(entity)); }
+
+void EntityController::moveWatcherForEntity(const Entity& entity, const QString& previousPath) {
     const QString path = watchedPath(entity);
+    if (path == previousPath)
+        return;
+    // Counted at the new place first: when both places share a watcher, it
+    // never drops to nothing on the way (its folder would be let go and
+    // watched again, and events on their way lost).
+    addWatcherForPath(path);
+    removeWatcherForPath(previousPath);
+}
+
+void EntityController::addWatcherForPath(const QString& path) {
     if (path.isEmpty())
         return;
     const URL directory = URL::fileURLWithPath(path);
@@ -605,8 +619,7 @@ void EntityController::addWatcherForEntity(const Entity& entity) {
             m_lastWatcher = qsizetype(i);
 }
 
-void EntityController::removeWatcherForEntity(const Entity& entity) {
-    const QString path = watchedPath(entity);
+void EntityController::removeWatcherForPath(const QString& path) {
     if (path.isEmpty())
         return;
     const URL directory = URL::fileURLWithPath(path);
