@@ -95,6 +95,7 @@ struct PresenterEntry {
     // its deletion until closed.)
     dev_t rootDevice = 0;
     ino_t rootInode = 0;
+    bool rootLost = false;  // not where it was, and not found near there
 };
 
 class Monitor {
@@ -332,6 +333,7 @@ private:
                     if (length <= 0)
                         break;
                     std::lock_guard lock(m_mutex);
+                    followCarriedRootsLocked();
                     for (ssize_t offset = 0; offset < length;) {
                         const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
                         handleLocked(*event);
@@ -561,6 +563,33 @@ private:
             rebaseWatchesLocked(entry.root, now);
             entry.root = now;
             appendLocked({}, {{entry.ID, EventKind::ItemMoved, URL::fileURLWithPath(now), {}}});
+        }
+    }
+
+    // A rename above a presented folder carries it along without a word
+    // from the kernel, and the paths of its watches go stale: before events
+    // are read as paths, each presented folder is looked at, and one found
+    // elsewhere is followed. One not found is left to its own events (a
+    // deletion reports itself); it is looked for again only if it turns up
+    // where it was.
+    void followCarriedRootsLocked() {
+        for (PresenterEntry& entry : m_presenters) {
+            if (!entry.rootInode)
+                continue;
+            struct stat info {};
+            const bool inPlace = ::stat(QFile::encodeName(entry.root).constData(), &info) == 0 &&
+                                 info.st_dev == entry.rootDevice && info.st_ino == entry.rootInode;
+            if (inPlace || entry.rootLost) {
+                entry.rootLost = !inPlace;
+                continue;
+            }
+            const QString now = findFolder(entry.root, entry.rootDevice, entry.rootInode);
+            if (now.isEmpty()) {
+                entry.rootLost = true;
+                continue;
+            }
+            const QString from = entry.root;
+            appendLocked({}, followFolderLocked(from, now));
         }
     }
 

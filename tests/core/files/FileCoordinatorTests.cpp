@@ -153,23 +153,38 @@ TEST(FileCoordinatorTest, PresentedFolderMovedThenDeleted) {
     FileCoordinator::removeFilePresenter(presenter);
 }
 
-// A presented folder moved in from an unwatched place into another
-// presenter's folder: the kernel names it only through the other one's
-// watch, and it must still follow its folder, not lose it to the other.
-TEST(FileCoordinatorTest, PresentedFolderMovedIntoAnotherPresentersFolder) {
-    QTemporaryDir dir;
-    QDir(dir.path()).mkpath("w");
-    QDir(dir.path()).mkpath("out/x");
-    auto outer = std::make_shared<RecordingPresenter>(dir.filePath("w"), dir.path());
-    auto moved = std::make_shared<RecordingPresenter>(dir.filePath("out/x"), dir.path());
-    FileCoordinator::addFilePresenter(outer);
-    FileCoordinator::addFilePresenter(moved);
-    renamePath(dir.filePath("out/x"), dir.filePath("w/x"));
-    writeFile(dir.filePath("w/x/a.wav"));
-    ASSERT_TRUE(spinUntil([&] { return outer->events.contains("changed w/x/a.wav"); }));
-    EXPECT_EQ(moved->events, (QStringList{"item moved w/x", "changed w/x/a.wav"}));
-    FileCoordinator::removeFilePresenter(moved);
-    FileCoordinator::removeFilePresenter(outer);
+// A presented folder moved where its own watch can't tell: moved in from
+// an unwatched place into another presenter's folder (the kernel names it
+// through the other one's watch), or carried along by the rename of a
+// folder above it (the kernel says nothing). It must still follow its
+// folder: events at a stale place read as deletions.
+TEST(FileCoordinatorTest, PresentedFolderFollowedWhenMovedFromOutside) {
+    struct Row {
+        const char* name;
+        const char* root;
+        const char* from;
+        const char* to;
+        const char* movedRoot;
+    };
+    for (const Row& row : {Row{"into another presenter's folder", "out/x", "out/x", "w/x", "w/x"},
+                           Row{"folder above renamed", "out/p/x", "out/p", "out/q", "out/q/x"}}) {
+        SCOPED_TRACE(row.name);
+        QTemporaryDir dir;
+        QDir(dir.path()).mkpath("w");
+        QDir(dir.path()).mkpath(row.root);
+        auto outer = std::make_shared<RecordingPresenter>(dir.filePath("w"), dir.path());
+        auto moved = std::make_shared<RecordingPresenter>(dir.filePath(row.root), dir.path());
+        FileCoordinator::addFilePresenter(outer);
+        FileCoordinator::addFilePresenter(moved);
+        renamePath(dir.filePath(row.from), dir.filePath(row.to));
+        writeFile(dir.filePath(row.movedRoot) + "/a.wav");
+        writeFile(dir.filePath("w/end"));
+        EXPECT_TRUE(spinUntil([&] { return outer->events.contains("changed w/end"); }));
+        EXPECT_EQ(moved->events, (QStringList{QString("item moved ") + row.movedRoot,
+                                              QString("changed ") + row.movedRoot + "/a.wav"}));
+        FileCoordinator::removeFilePresenter(moved);
+        FileCoordinator::removeFilePresenter(outer);
+    }
 }
 
 // A presenter removed while events for it are already on the main queue
