@@ -295,6 +295,11 @@ private:
         for (auto& [wd, path] : m_watches)
             if (isAtOrBeneath(path, from))
                 path = rebased(path, from, to);
+        // A file being written there is closed at the new place.
+        QSet<QString> written;
+        for (const QString& path : std::as_const(m_written))
+            written.insert(isBeneath(path, from) ? rebased(path, from, to) : path);
+        m_written = std::move(written);
     }
 
     // MARK: The thread

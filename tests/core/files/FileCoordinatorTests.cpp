@@ -116,6 +116,16 @@ TEST(FileCoordinatorTest, DiskChangesArriveAsPresenterEvents) {
              writeFile(b + "/w/sub2/a.wav");
          },
          {"moved w/sub w/sub2", "changed w/sub2/a.wav"}},
+        {"folder renamed while a file in it is written", [](const QString& b) { QDir(b).mkpath("w/sub"); },
+         [&](const QString& b, auto&) {
+             halfWritten.setFileName(b + "/w/sub/a.wav");
+             ASSERT_TRUE(halfWritten.open(QIODevice::WriteOnly));
+             halfWritten.write("half");
+             halfWritten.flush();
+             renamePath(b + "/w/sub", b + "/w/sub2");
+             halfWritten.close();
+         },
+         {"moved w/sub w/sub2", "changed w/sub2/a.wav"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
