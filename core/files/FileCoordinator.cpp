@@ -125,7 +125,7 @@ public:
             entry.rootInode = info.st_ino;
         }
         m_presenters.push_back(std::move(entry));
-        addWatchesLocked(root);
+        addWatchesLocked(root, true);
     }
 
     void remove(const FilePresenter* presenter) {
@@ -228,12 +228,13 @@ private:
     }
 
     // Watches the folder and every folder beneath it but hidden ones and
-    // symbolic links.
-    void addWatchesLocked(const QString& folder) {
+    // symbolic links. A presented folder may itself be reached through a
+    // link (`throughLink`): the folder it leads to is watched.
+    void addWatchesLocked(const QString& folder, bool throughLink = false) {
         if (!m_inotifyFd)
             return;
         const QByteArray encoded = QFile::encodeName(folder);
-        const int wd = ::inotify_add_watch(*m_inotifyFd, encoded.constData(), kWatchMask | IN_DONT_FOLLOW);
+        const int wd = ::inotify_add_watch(*m_inotifyFd, encoded.constData(), kWatchMask | (throughLink ? 0 : IN_DONT_FOLLOW));
         if (wd < 0) {
             if (errno == ENOSPC) {
                 static std::once_flag once;
@@ -253,7 +254,7 @@ private:
             appendLocked({}, followFolderLocked(from, folder));
         }
         m_watches[wd] = folder;
-        DirectoryStream stream(AT_FDCWD, encoded, O_RDONLY | O_NOFOLLOW);
+        DirectoryStream stream(AT_FDCWD, encoded, O_RDONLY | (throughLink ? 0 : O_NOFOLLOW));
         if (!stream.isOpen())
             return;
         while (const dirent* entry = stream.next()) {

@@ -116,6 +116,13 @@ TEST(FileCoordinatorTest, DiskChangesArriveAsPresenterEvents) {
              writeFile(b + "/w/sub2/a.wav");
          },
          {"moved w/sub w/sub2", "changed w/sub2/a.wav"}},
+        {"presented through a symbolic link",
+         [](const QString& b) {
+             ASSERT_TRUE(QDir(b).rmdir("w"));
+             QDir(b).mkpath("real");
+             ASSERT_TRUE(QFile::link(b + "/real", b + "/w"));
+         },
+         [](const QString& b, auto&) { writeFile(b + "/w/a.wav"); }, {"changed w/a.wav"}},
         {"folder renamed while a file in it is written", [](const QString& b) { QDir(b).mkpath("w/sub"); },
          [&](const QString& b, auto&) {
              halfWritten.setFileName(b + "/w/sub/a.wav");
