@@ -20,6 +20,8 @@
 
 #include <QtCore/QFileInfo>
 
+#include <algorithm>
+
 namespace ondrel {
 
 const QString EntityController::SortDescriptorsKey = QStringLiteral("EntityControllerSortDescriptors");
@@ -638,6 +640,25 @@ void EntityController::removeWatcherForPath(const QString& path) {
         FileCoordinator::removeFilePresenter(m_watchers[size_t(emptied)]);
         m_watchers.erase(m_watchers.begin() + emptied);
         m_lastWatcher = -1;
+    }
+}
+
+void EntityController::watcherDidMove(const Watcher& watcher) {
+    const URL directory = watcher.url();
+    std::lock_guard lock(m_watchersMutex);
+    const auto moved = std::find_if(m_watchers.begin(), m_watchers.end(),
+                                    [&](const std::shared_ptr<Watcher>& each) { return each.get() == &watcher; });
+    if (moved == m_watchers.end())
+        return;
+    for (const auto& other : m_watchers) {
+        if (other.get() == &watcher || !other->coversURL(directory))
+            continue;
+        other->setCounter(other->counter() + watcher.counter());
+        const std::shared_ptr<Watcher> swallowed = *moved;
+        m_watchers.erase(moved);
+        m_lastWatcher = -1;
+        FileCoordinator::removeFilePresenter(swallowed);
+        return;
     }
 }
 

@@ -100,6 +100,9 @@ public:
     // instead of the one of `previousPath`, the watchedPath it had before.
     // Nothing happens when the folder is the same. Any thread.
     void moveWatcherForEntity(const Entity& entity, const QString& previousPath);
+    // The watcher's folder moved into the folder of another: that one takes
+    // over its count, and it goes, as if it had been made there. Any thread.
+    void watcherDidMove(const Watcher& watcher);
     // The folder an entity is counted on: a group's own, a file's folder;
     // empty for an entity not watched (a disconnected group, or no file).
     static QString watchedPath(const Entity& entity);

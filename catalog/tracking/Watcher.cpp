@@ -55,8 +55,13 @@ void Watcher::presentedItemDidMoveToURL(const URL& url) {
     // The entities that follow stay counted here: this watcher covers its
     // folder at the new place too.
     followMove(Watcher::url(), url, false);
-    std::lock_guard lock(m_URLMutex);
-    m_URL = url;
+    {
+        std::lock_guard lock(m_URLMutex);
+        m_URL = url;
+    }
+    // Moved into a watched folder, it is swallowed by that folder's watcher.
+    if (auto controller = EntityController::existingInstance())
+        controller->watcherDidMove(*this);
 }
 
 void Watcher::accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) {
