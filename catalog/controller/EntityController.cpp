@@ -20,6 +20,8 @@
 
 #include <QtCore/QFileInfo>
 
+#include <algorithm>
+
 namespace ondrel {
 
 const QString EntityController::SortDescriptorsKey = QStringLiteral("EntityControllerSortDescriptors");
@@ -559,8 +561,22 @@ QString EntityController::watchedPath(const Entity& entity) {
     return entity.isLeaf() ? url.URLByDeletingLastPathComponent().path() : url.path();
 }
 
-void EntityController::addWatcherForEntity(const Entity& entity) {
+void EntityController::addWatcherForEntity(const Entity& entity) { addWatcherForPath(watchedPath(entity)); }
+
+void EntityController::removeWatcherForEntity(const Entity& entity) { removeWatcherForPath(watchedPath(entity)); }
+
+void EntityController::moveWatcherForEntity(const Entity& entity, const QString& previousPath) {
     const QString path = watchedPath(entity);
+    if (path == previousPath)
+        return;
+    // Counted at the new place first: when both places share a watcher, it
+    // never drops to nothing on the way (its folder would be let go and
+    // watched again, and events on their way lost).
+    addWatcherForPath(path);
+    removeWatcherForPath(previousPath);
+}
+
+void EntityController::addWatcherForPath(const QString& path) {
     if (path.isEmpty())
         return;
     const URL directory = URL::fileURLWithPath(path);
@@ -605,8 +621,7 @@ void EntityController::addWatcherForEntity(const Entity& entity) {
             m_lastWatcher = qsizetype(i);
 }
 
-void EntityController::removeWatcherForEntity(const Entity& entity) {
-    const QString path = watchedPath(entity);
+void EntityController::removeWatcherForPath(const QString& path) {
     if (path.isEmpty())
         return;
     const URL directory = URL::fileURLWithPath(path);
@@ -625,6 +640,25 @@ void EntityController::removeWatcherForEntity(const Entity& entity) {
         FileCoordinator::removeFilePresenter(m_watchers[size_t(emptied)]);
         m_watchers.erase(m_watchers.begin() + emptied);
         m_lastWatcher = -1;
+    }
+}
+
+void EntityController::watcherDidMove(const Watcher& watcher) {
+    const URL directory = watcher.url();
+    std::lock_guard lock(m_watchersMutex);
+    const auto moved = std::find_if(m_watchers.begin(), m_watchers.end(),
+                                    [&](const std::shared_ptr<Watcher>& each) { return each.get() == &watcher; });
+    if (moved == m_watchers.end())
+        return;
+    for (const auto& other : m_watchers) {
+        if (other.get() == &watcher || !other->coversURL(directory))
+            continue;
+        other->setCounter(other->counter() + watcher.counter());
+        const std::shared_ptr<Watcher> swallowed = *moved;
+        m_watchers.erase(moved);
+        m_lastWatcher = -1;
+        FileCoordinator::removeFilePresenter(swallowed);
+        return;
     }
 }
 

@@ -96,6 +96,16 @@ public:
     // removed from it. Any thread.
     void addWatcherForEntity(const Entity& entity);
     void removeWatcherForEntity(const Entity& entity);
+    // The entity moved: it is counted on the watcher of its folder now
+    // instead of the one of `previousPath`, the watchedPath it had before.
+    // Nothing happens when the folder is the same. Any thread.
+    void moveWatcherForEntity(const Entity& entity, const QString& previousPath);
+    // The watcher's folder moved into the folder of another: that one takes
+    // over its count, and it goes, as if it had been made there. Any thread.
+    void watcherDidMove(const Watcher& watcher);
+    // The folder an entity is counted on: a group's own, a file's folder;
+    // empty for an entity not watched (a disconnected group, or no file).
+    static QString watchedPath(const Entity& entity);
     std::vector<std::shared_ptr<Watcher>> watchers() const;
 
     // Deletes what is waiting in the pool before the program ends.
@@ -123,7 +133,8 @@ private:
     void queue(const QString& className, const QString& ID);
     void tearDown();
     void removeAllWatchers();
-    static QString watchedPath(const Entity& entity);
+    void addWatcherForPath(const QString& path);
+    void removeWatcherForPath(const QString& path);
 
     std::shared_ptr<VMKDatabaseController> m_database;
     std::shared_ptr<GroupEntity> m_rootGroup;

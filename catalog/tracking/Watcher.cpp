@@ -24,6 +24,14 @@ bool isBeneath(const URL& url, const URL& folder) {
 // it was disconnected, until the next start).
 bool isBound(const GroupEntity& group) { return !group.URLs().empty() && !group.isDisconnected(); }
 
+// Each entity at and beneath `entity`, with the folder it is counted on.
+void collectWatchedPaths(const EntityPtr& entity, std::vector<std::pair<EntityPtr, QString>>& out) {
+    out.emplace_back(entity, EntityController::watchedPath(*entity));
+    if (const auto group = std::dynamic_pointer_cast<GroupEntity>(entity))
+        for (const EntityPtr& child : group->entities())
+            collectWatchedPaths(child, out);
+}
+
 } // namespace
 
 Watcher::Watcher(const URL& url) : m_URL(url), m_path(url.path()) {}
@@ -44,9 +52,16 @@ bool Watcher::coversURL(const URL& directory) const {
 
 void Watcher::presentedItemDidMoveToURL(const URL& url) {
     Q_ASSERT(isMainThread());
-    presentedSubitemAtURL(Watcher::url(), url);
-    std::lock_guard lock(m_URLMutex);
-    m_URL = url;
+    // The entities that follow stay counted here: this watcher covers its
+    // folder at the new place too.
+    followMove(Watcher::url(), url, false);
+    {
+        std::lock_guard lock(m_URLMutex);
+        m_URL = url;
+    }
+    // Moved into a watched folder, it is swallowed by that folder's watcher.
+    if (auto controller = EntityController::existingInstance())
+        controller->watcherDidMove(*this);
 }
 
 void Watcher::accommodatePresentedItemDeletionWithCompletionHandler(std::function<void(VMKError*)> completionHandler) {
@@ -90,7 +105,9 @@ void Watcher::presentedSubitemDidChangeAtURL(const URL& url) {
     FileProcessController::sharedInstance()->executeFileProcessCommand(command);
 }
 
-void Watcher::presentedSubitemAtURL(const URL& oldURL, const URL& newURL) {
+void Watcher::presentedSubitemAtURL(const URL& oldURL, const URL& newURL) { followMove(oldURL, newURL, true); }
+
+void Watcher::followMove(const URL& oldURL, const URL& newURL, bool recount) {
     Q_ASSERT(isMainThread());
     auto root = rootGroup();
     if (!root)
@@ -103,6 +120,8 @@ void Watcher::presentedSubitemAtURL(const URL& oldURL, const URL& newURL) {
             presentedSubitemDidChangeAtURL(newURL);
         return;
     }
+    std::vector<std::pair<EntityPtr, QString>> watchedPaths;
+    collectWatchedPaths(entity, watchedPaths);
     // An entity whose file was replaced by the one moved here is gone.
     if (EntityPtr displaced = root->entityWithURL(newURL); displaced && displaced != entity)
         displaced->accommodatePresentedItemDeletionWithCompletionHandler([](VMKError*) {});
@@ -117,6 +136,17 @@ void Watcher::presentedSubitemAtURL(const URL& oldURL, const URL& newURL) {
         // Entities of free groups follow their files wherever they go.
         entity->presentedItemDidMoveToURL(newURL);
     }
+    // What followed into another folder is counted on the watcher there:
+    // left on this one, it would keep this folder watched for nothing, and
+    // its removal later would let go of a folder others still rely on.
+    if (!recount)
+        return;
+    auto controller = EntityController::existingInstance();
+    if (!controller)
+        return;
+    for (const auto& [moved, previousPath] : watchedPaths)
+        if (!previousPath.isEmpty() && moved->parent())
+            controller->moveWatcherForEntity(*moved, previousPath);
 }
 
 } // namespace ondrel

@@ -62,6 +62,11 @@ public:
     void presentedSubitemAtURL(const URL& oldURL, const URL& newURL) override;
 
 private:
+    // The move of an item beneath; `recount` moves the count of what
+    // followed to the watcher of its new folder (not for this folder's own
+    // move, which this watcher still covers).
+    void followMove(const URL& oldURL, const URL& newURL, bool recount);
+
     mutable std::mutex m_URLMutex;  // guards m_URL
     URL m_URL;
     const QString m_path;

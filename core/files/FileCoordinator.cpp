@@ -95,6 +95,7 @@ struct PresenterEntry {
     // its deletion until closed.)
     dev_t rootDevice = 0;
     ino_t rootInode = 0;
+    bool rootLost = false;  // not where it was, and not found near there
 };
 
 class Monitor {
@@ -124,7 +125,7 @@ public:
             entry.rootInode = info.st_ino;
         }
         m_presenters.push_back(std::move(entry));
-        addWatchesLocked(root);
+        addWatchesLocked(root, true);
     }
 
     void remove(const FilePresenter* presenter) {
@@ -227,12 +228,13 @@ private:
     }
 
     // Watches the folder and every folder beneath it but hidden ones and
-    // symbolic links.
-    void addWatchesLocked(const QString& folder) {
+    // symbolic links. A presented folder may itself be reached through a
+    // link (`throughLink`): the folder it leads to is watched.
+    void addWatchesLocked(const QString& folder, bool throughLink = false) {
         if (!m_inotifyFd)
             return;
         const QByteArray encoded = QFile::encodeName(folder);
-        const int wd = ::inotify_add_watch(*m_inotifyFd, encoded.constData(), kWatchMask | IN_DONT_FOLLOW);
+        const int wd = ::inotify_add_watch(*m_inotifyFd, encoded.constData(), kWatchMask | (throughLink ? 0 : IN_DONT_FOLLOW));
         if (wd < 0) {
             if (errno == ENOSPC) {
                 static std::once_flag once;
@@ -243,8 +245,16 @@ private:
             }
             return;
         }
+        if (const auto known = m_watches.find(wd);
+            known != m_watches.end() && known->second != folder && !namesSameFolder(known->second, folder)) {
+            // The kernel knows this folder already: it was watched at another
+            // place (a presented folder moved in from where nothing was
+            // watched), and what was watched there follows it here.
+            const QString from = known->second;
+            appendLocked({}, followFolderLocked(from, folder));
+        }
         m_watches[wd] = folder;
-        DirectoryStream stream(AT_FDCWD, encoded, O_RDONLY | O_NOFOLLOW);
+        DirectoryStream stream(AT_FDCWD, encoded, O_RDONLY | (throughLink ? 0 : O_NOFOLLOW));
         if (!stream.isOpen())
             return;
         while (const dirent* entry = stream.next()) {
@@ -286,6 +296,11 @@ private:
         for (auto& [wd, path] : m_watches)
             if (isAtOrBeneath(path, from))
                 path = rebased(path, from, to);
+        // A file being written there is closed at the new place.
+        QSet<QString> written;
+        for (const QString& path : std::as_const(m_written))
+            written.insert(isBeneath(path, from) ? rebased(path, from, to) : path);
+        m_written = std::move(written);
     }
 
     // MARK: The thread
@@ -324,6 +339,7 @@ private:
                     if (length <= 0)
                         break;
                     std::lock_guard lock(m_mutex);
+                    followCarriedRootsLocked();
                     for (ssize_t offset = 0; offset < length;) {
                         const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
                         handleLocked(*event);
@@ -486,15 +502,30 @@ private:
         }
         if (!slot.isDirectory)
             return;
-        // The watches beneath follow the folder, and so do presented folders
-        // inside it.
+        std::vector<Delivery> moved = followFolderLocked(from, to);
+        slot.deliveries.insert(slot.deliveries.end(), moved.begin(), moved.end());
+    }
+
+    // The watches beneath a folder that moved follow it, and so do presented
+    // folders inside it, which are told so.
+    std::vector<Delivery> followFolderLocked(const QString& from, const QString& to) {
         rebaseWatchesLocked(from, to);
+        std::vector<Delivery> deliveries;
         for (PresenterEntry& entry : m_presenters) {
             if (!isAtOrBeneath(entry.root, from))
                 continue;
             entry.root = rebased(entry.root, from, to);
-            slot.deliveries.push_back({entry.ID, EventKind::ItemMoved, URL::fileURLWithPath(entry.root), {}});
+            deliveries.push_back({entry.ID, EventKind::ItemMoved, URL::fileURLWithPath(entry.root), {}});
         }
+        return deliveries;
+    }
+
+    // True when both paths lead to one folder (a folder mounted twice).
+    static bool namesSameFolder(const QString& first, const QString& second) {
+        struct stat a {};
+        struct stat b {};
+        return ::stat(QFile::encodeName(first).constData(), &a) == 0 &&
+               ::stat(QFile::encodeName(second).constData(), &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
     }
 
     // The item left every watched folder: to the presenters it is gone.
@@ -538,6 +569,33 @@ private:
             rebaseWatchesLocked(entry.root, now);
             entry.root = now;
             appendLocked({}, {{entry.ID, EventKind::ItemMoved, URL::fileURLWithPath(now), {}}});
+        }
+    }
+
+    // A rename above a presented folder carries it along without a word
+    // from the kernel, and the paths of its watches go stale: before events
+    // are read as paths, each presented folder is looked at, and one found
+    // elsewhere is followed. One not found is left to its own events (a
+    // deletion reports itself); it is looked for again only if it turns up
+    // where it was.
+    void followCarriedRootsLocked() {
+        for (PresenterEntry& entry : m_presenters) {
+            if (!entry.rootInode)
+                continue;
+            struct stat info {};
+            const bool inPlace = ::stat(QFile::encodeName(entry.root).constData(), &info) == 0 &&
+                                 info.st_dev == entry.rootDevice && info.st_ino == entry.rootInode;
+            if (inPlace || entry.rootLost) {
+                entry.rootLost = !inPlace;
+                continue;
+            }
+            const QString now = findFolder(entry.root, entry.rootDevice, entry.rootInode);
+            if (now.isEmpty()) {
+                entry.rootLost = true;
+                continue;
+            }
+            const QString from = entry.root;
+            appendLocked({}, followFolderLocked(from, now));
         }
     }
 

@@ -135,6 +135,47 @@ TEST_F(FileTrackingTest, FileLeavingItsFolderLeavesItsGroup) {
     }
 }
 
+// A file of a free group that moves to another watched folder is counted
+// there from then on: when it leaves the catalog, the folder it went to
+// stays watched for the file that was there already, and the one it left
+// is no longer watched.
+TEST_F(FileTrackingTest, FileMovedToAnotherWatchedFolderIsCountedThere) {
+    QDir(dataPath()).mkpath("A");
+    QDir(dataPath()).mkpath("B");
+    ASSERT_TRUE(writeTestWav(dataPath("A/a.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("B/b.wav")));
+    addToCatalog({dataPath("A/a.wav"), dataPath("B/b.wav")});
+    const EntityPtr a = at("A/a.wav");
+    ASSERT_TRUE(a);
+    move("A/a.wav", "B/a.wav");
+    ASSERT_TRUE(spinUntil([&] { return a->firstURL().path() == dataPath("B/a.wav"); }));
+    root()->removeObjectFromEntitiesAtIndex(root()->indexOfObjectInEntities(a.get()));
+    const auto watchers = EntityController::sharedInstance()->watchers();
+    ASSERT_EQ(watchers.size(), 1u);
+    EXPECT_EQ(watchers[0]->url().path(), dataPath("B"));
+    EXPECT_EQ(watchers[0]->counter(), 1u);
+}
+
+// A bound folder moved from an unwatched place into a watched one: its
+// watcher is swallowed by the one there, as if made there, so that no two
+// watchers hear the same folder (each new file would be added twice).
+TEST_F(FileTrackingTest, BoundFolderMovedIntoAWatchedFolderLeavesOneWatcher) {
+    QDir(dataPath()).mkpath("W");
+    QDir(dataPath()).mkpath("Out/X");
+    ASSERT_TRUE(writeTestWav(dataPath("W/a.wav")));
+    ASSERT_TRUE(writeTestWav(dataPath("Out/X/b.wav")));
+    addToCatalog({dataPath("W/a.wav")});
+    addToCatalog({dataPath("Out/X")});
+    const GroupEntityPtr x = groupAt("Out/X");
+    ASSERT_TRUE(x);
+    move("Out/X", "W/X");
+    ASSERT_TRUE(spinUntil([&] { return x->firstURL().path() == dataPath("W/X"); }));
+    const auto watchers = EntityController::sharedInstance()->watchers();
+    ASSERT_EQ(watchers.size(), 1u);
+    EXPECT_EQ(watchers[0]->path(), dataPath("W"));
+    EXPECT_EQ(watchers[0]->counter(), 3u);
+}
+
 // A touched file is read again and measured again; a file replaced by
 // something that isn't audio stays with its old facts, and says so once.
 TEST_F(FileTrackingTest, ChangedFileIsReadAgainOrKeptWithOneError) {

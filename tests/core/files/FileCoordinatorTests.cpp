@@ -116,6 +116,23 @@ TEST(FileCoordinatorTest, DiskChangesArriveAsPresenterEvents) {
              writeFile(b + "/w/sub2/a.wav");
          },
          {"moved w/sub w/sub2", "changed w/sub2/a.wav"}},
+        {"presented through a symbolic link",
+         [](const QString& b) {
+             ASSERT_TRUE(QDir(b).rmdir("w"));
+             QDir(b).mkpath("real");
+             ASSERT_TRUE(QFile::link(b + "/real", b + "/w"));
+         },
+         [](const QString& b, auto&) { writeFile(b + "/w/a.wav"); }, {"changed w/a.wav"}},
+        {"folder renamed while a file in it is written", [](const QString& b) { QDir(b).mkpath("w/sub"); },
+         [&](const QString& b, auto&) {
+             halfWritten.setFileName(b + "/w/sub/a.wav");
+             ASSERT_TRUE(halfWritten.open(QIODevice::WriteOnly));
+             halfWritten.write("half");
+             halfWritten.flush();
+             renamePath(b + "/w/sub", b + "/w/sub2");
+             halfWritten.close();
+         },
+         {"moved w/sub w/sub2", "changed w/sub2/a.wav"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -151,6 +168,40 @@ TEST(FileCoordinatorTest, PresentedFolderMovedThenDeleted) {
     ASSERT_TRUE(QDir(dir.filePath("v")).removeRecursively());
     ASSERT_TRUE(spinUntil([&] { return presenter->events.contains("item deleted"); }));
     FileCoordinator::removeFilePresenter(presenter);
+}
+
+// A presented folder moved where its own watch can't tell: moved in from
+// an unwatched place into another presenter's folder (the kernel names it
+// through the other one's watch), or carried along by the rename of a
+// folder above it (the kernel says nothing). It must still follow its
+// folder: events at a stale place read as deletions.
+TEST(FileCoordinatorTest, PresentedFolderFollowedWhenMovedFromOutside) {
+    struct Row {
+        const char* name;
+        const char* root;
+        const char* from;
+        const char* to;
+        const char* movedRoot;
+    };
+    for (const Row& row : {Row{"into another presenter's folder", "out/x", "out/x", "w/x", "w/x"},
+                           Row{"folder above renamed", "out/p/x", "out/p", "out/q", "out/q/x"}}) {
+        SCOPED_TRACE(row.name);
+        QTemporaryDir dir;
+        QDir(dir.path()).mkpath("w");
+        QDir(dir.path()).mkpath(row.root);
+        auto outer = std::make_shared<RecordingPresenter>(dir.filePath("w"), dir.path());
+        auto moved = std::make_shared<RecordingPresenter>(dir.filePath(row.root), dir.path());
+        FileCoordinator::addFilePresenter(outer);
+        FileCoordinator::addFilePresenter(moved);
+        renamePath(dir.filePath(row.from), dir.filePath(row.to));
+        writeFile(dir.filePath(row.movedRoot) + "/a.wav");
+        writeFile(dir.filePath("w/end"));
+        EXPECT_TRUE(spinUntil([&] { return outer->events.contains("changed w/end"); }));
+        EXPECT_EQ(moved->events, (QStringList{QString("item moved ") + row.movedRoot,
+                                              QString("changed ") + row.movedRoot + "/a.wav"}));
+        FileCoordinator::removeFilePresenter(moved);
+        FileCoordinator::removeFilePresenter(outer);
+    }
 }
 
 // A presenter removed while events for it are already on the main queue
