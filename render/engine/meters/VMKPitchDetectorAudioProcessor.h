@@ -23,7 +23,8 @@ class VMKPitchDetectorAudioProcessor : public VMKAudioProcessor {
     ONDREL_OBJECT(VMKPitchDetectorAudioProcessor, VMKAudioProcessor)
 
 public:
-    static constexpr uint32_t kHopFrames = 256;
+    // Two of the analyzer's blocks: a note is looked for every 10.7 ms at 48 kHz.
+    static constexpr uint32_t kHopFrames = 512;
 
     VMKPitchDetectorAudioProcessor();
     ~VMKPitchDetectorAudioProcessor() override;
