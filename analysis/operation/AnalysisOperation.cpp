@@ -13,7 +13,6 @@
 #include "render/engine/graph/VMKAudioStream.h"
 #include "render/engine/meters/VMKLoudnessMeterAudioProcessor.h"
 
-#include <QtCore/QFile>
 
 namespace ondrel {
 
@@ -28,12 +27,8 @@ void analysisLog(LogController::Level level, const QString& key, const QString& 
 
 // The analysis stream without its sources, read once from the resources.
 const QVariantMap& streamDescription() {
-    static const QVariantMap description = [] {
-        QFile file(QStringLiteral(":/ondrel/streams/AnalysisStream.plist"));
-        if (!file.open(QIODevice::ReadOnly))
-            return QVariantMap();
-        return PropertyList::propertyListWithData(file.readAll()).toMap();
-    }();
+    static const QVariantMap description =
+        PropertyList::readFromFile(QStringLiteral(":/ondrel/streams/AnalysisStream.plist")).toMap();
     return description;
 }
 

@@ -566,18 +566,7 @@ bool FileEntity::update(VMKError* error) {
                 query.setStringValue(ID, 11);
                 query.execute();
             });
-        const QList<QByteArray> bookmarks = Entity::bookmarks();
-        database->executeStatement(
-            QStringLiteral("UPDATE FileBookmark SET bookmarkData = ? WHERE fileEntityID = ? AND ordinal = ?"), nullptr,
-            [&](VMKDatabaseQuery& query) {
-                for (qsizetype ordinal = 0; ordinal < bookmarks.size(); ++ordinal) {
-                    query.setDataValue(bookmarks[ordinal], 0);
-                    query.setStringValue(ID, 1);
-                    query.setLongLongValue(ordinal, 2);
-                    query.execute();
-                    query.reset();
-                }
-            });
+        writeBookmarkRows(*database, ID, Entity::bookmarks());
     }
     for (const URL& url : urls)
         catalogLog(LogLevel::Notice, QStringLiteral("FileEntity_log_notice_updated"), {url.path()});
@@ -585,6 +574,21 @@ bool FileEntity::update(VMKError* error) {
         openReaders();
     queueAnalysis();
     return true;
+}
+
+void FileEntity::writeBookmarkRows(VMKDatabaseController& database, const QString& ID,
+                                   const QList<QByteArray>& bookmarks) {
+    database.executeStatement(
+        QStringLiteral("UPDATE FileBookmark SET bookmarkData = ? WHERE fileEntityID = ? AND ordinal = ?"), nullptr,
+        [&](VMKDatabaseQuery& query) {
+            for (qsizetype ordinal = 0; ordinal < bookmarks.size(); ++ordinal) {
+                query.setDataValue(bookmarks[ordinal], 0);
+                query.setStringValue(ID, 1);
+                query.setLongLongValue(ordinal, 2);
+                query.execute();
+                query.reset();
+            }
+        });
 }
 
 void FileEntity::queueAnalysis() { EntityController::analyzeFileEntities({std::static_pointer_cast<FileEntity>(self())}); }
@@ -1140,19 +1144,8 @@ void FileEntity::presentedItemDidMoveToURL(const URL& url) {
                                               : urls.front().audioFilename() + QLatin1Char('.') + urls.front().pathExtension();
         setLocations(bookmarks, urls, name);
         const QString ID = Entity::ID();
-        if (auto database = EntityController::database(); database && !ID.isEmpty()) {
-            database->executeStatement(
-                QStringLiteral("UPDATE FileBookmark SET bookmarkData = ? WHERE fileEntityID = ? AND ordinal = ?"), nullptr,
-                [&](VMKDatabaseQuery& query) {
-                    for (qsizetype ordinal = 0; ordinal < bookmarks.size(); ++ordinal) {
-                        query.setDataValue(bookmarks[ordinal], 0);
-                        query.setStringValue(ID, 1);
-                        query.setLongLongValue(ordinal, 2);
-                        query.execute();
-                        query.reset();
-                    }
-                });
-        }
+        if (auto database = EntityController::database(); database && !ID.isEmpty())
+            writeBookmarkRows(*database, ID, bookmarks);
     }
     if (analysis)
         queueAnalysis();

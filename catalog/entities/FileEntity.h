@@ -21,6 +21,7 @@ class VMKAudioBufferList;
 class VMKWaveformBuffer;
 class VMKAudioFileInfo;
 class VMKAudioFileReader;
+class VMKDatabaseController;
 
 // One cataloged audio file, or one split file: several single-channel files
 // (Take.L.wav, Take.R.wav) that act as one multi-channel file. It holds the
@@ -252,6 +253,8 @@ private:
     void openReaders();
     // Asks analysis to measure this entity again.
     void queueAnalysis();
+    // Rewrites the bookmark rows, one a file, ordinal being the channel.
+    static void writeBookmarkRows(VMKDatabaseController& database, const QString& ID, const QList<QByteArray>& bookmarks);
 
     mutable std::mutex m_valuesMutex;  // guards the stored and display values
     QDateTime m_dateAdded;

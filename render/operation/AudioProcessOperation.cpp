@@ -31,7 +31,6 @@
 #include "render/processors/AudioProcessMixerAudioProcessor.h"
 #include "render/processors/AudioProcessSourceConductor.h"
 
-#include <QtCore/QFile>
 
 #include <algorithm>
 #include <cmath>
@@ -45,12 +44,8 @@ using Processors = std::vector<std::shared_ptr<VMKAudioProcessor>>;
 // From an instruction key to the key the writer knows the property by;
 // a key without an entry stands as it is.
 const QVariantMap& propertyKeyMap() {
-    static const QVariantMap map = [] {
-        QFile file(QStringLiteral(":/ondrel/AudioProcessPropertyKeyMap.plist"));
-        if (!file.open(QIODevice::ReadOnly))
-            return QVariantMap();
-        return PropertyList::propertyListWithData(file.readAll()).toMap();
-    }();
+    static const QVariantMap map =
+        PropertyList::readFromFile(QStringLiteral(":/ondrel/AudioProcessPropertyKeyMap.plist")).toMap();
     return map;
 }
 
