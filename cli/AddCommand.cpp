@@ -12,7 +12,6 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QEventLoop>
-#include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 
 #include <atomic>
@@ -81,14 +80,7 @@ void waitForProcess(AddFilesFileProcess& process, const std::function<void()>& o
     InterruptPipe interrupts;
     ProgressShower progress(process);
     QEventLoop loop;
-    std::unique_ptr<QSocketNotifier> notifier;
-    if (interrupts.readEnd() >= 0) {
-        notifier = std::make_unique<QSocketNotifier>(interrupts.readEnd(), QSocketNotifier::Read);
-        QObject::connect(notifier.get(), &QSocketNotifier::activated, [&] {
-            interrupts.drain();
-            onInterrupt();
-        });
-    }
+    const auto notifier = interrupts.notifyOnInterrupt(onInterrupt);
     QTimer timer;
     timer.setInterval(100);
     QObject::connect(&timer, &QTimer::timeout, [&] {

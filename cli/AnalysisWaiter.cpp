@@ -6,7 +6,6 @@
 #include "fileprocesses/FileProcessController.h"
 
 #include <QtCore/QEventLoop>
-#include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 
 #include <unistd.h>
@@ -67,19 +66,14 @@ bool AnalysisWaiter::waitForAnalyses() {
     InterruptPipe interrupts;
     bool stopped = false;
     QEventLoop loop;
-    std::unique_ptr<QSocketNotifier> notifier;
-    if (interrupts.readEnd() >= 0) {
-        notifier = std::make_unique<QSocketNotifier>(interrupts.readEnd(), QSocketNotifier::Read);
-        QObject::connect(notifier.get(), &QSocketNotifier::activated, [&] {
-            interrupts.drain();
-            if (stopped)
-                return;
-            stopped = true;
-            if (!Output::isQuiet())
-                Output::status(QStringLiteral("\nstopping the analysis…"));
-            stopAnalyses();
-        });
-    }
+    const auto notifier = interrupts.notifyOnInterrupt([&] {
+        if (stopped)
+            return;
+        stopped = true;
+        if (!Output::isQuiet())
+            Output::status(QStringLiteral("\nstopping the analysis…"));
+        stopAnalyses();
+    });
     QTimer timer;
     timer.setInterval(100);
     QObject::connect(&timer, &QTimer::timeout, [&] {

@@ -1,7 +1,12 @@
 #pragma once
 
+#include <QtCore/QObject>
+#include <QtCore/QSocketNotifier>
+
 #include <cerrno>
 #include <csignal>
+#include <functional>
+#include <memory>
 
 #include <unistd.h>
 
@@ -42,6 +47,18 @@ public:
     void drain() const {
         char byte;
         (void)!::read(s_fds[0], &byte, 1);
+    }
+    // Calls `onInterrupt` on the main thread for each signal while the
+    // returned notifier lives; null when the pipe could not be made.
+    std::unique_ptr<QSocketNotifier> notifyOnInterrupt(std::function<void()> onInterrupt) const {
+        if (readEnd() < 0)
+            return nullptr;
+        auto notifier = std::make_unique<QSocketNotifier>(readEnd(), QSocketNotifier::Read);
+        QObject::connect(notifier.get(), &QSocketNotifier::activated, [this, onInterrupt = std::move(onInterrupt)] {
+            drain();
+            onInterrupt();
+        });
+        return notifier;
     }
 
 private:

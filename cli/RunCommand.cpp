@@ -16,7 +16,6 @@
 #include "render/engine/files/VMKAudioFileReader.h"
 
 #include <QtCore/QEventLoop>
-#include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 
 #include <cstdio>
@@ -109,20 +108,15 @@ bool waitForRun(const Groups& groups, InterruptPipe& interrupts) {
     RunProgress progress(groups);
     QEventLoop loop;
     bool interrupted = false;
-    std::unique_ptr<QSocketNotifier> notifier;
-    if (interrupts.readEnd() >= 0) {
-        notifier = std::make_unique<QSocketNotifier>(interrupts.readEnd(), QSocketNotifier::Read);
-        QObject::connect(notifier.get(), &QSocketNotifier::activated, [&] {
-            interrupts.drain();
-            if (interrupted)
-                return;
-            interrupted = true;
-            if (!Output::isQuiet())
-                Output::status(QStringLiteral("\nstopping (Ctrl-C again ends at once)…"));
-            for (const auto& group : groups)
-                group->stop();
-        });
-    }
+    const auto notifier = interrupts.notifyOnInterrupt([&] {
+        if (interrupted)
+            return;
+        interrupted = true;
+        if (!Output::isQuiet())
+            Output::status(QStringLiteral("\nstopping (Ctrl-C again ends at once)…"));
+        for (const auto& group : groups)
+            group->stop();
+    });
     const auto files = FileProcessController::sharedInstance();
     auto done = [&] { return !isRendering(groups) && !files->isProcessing(); };
     QTimer timer;
