@@ -48,4 +48,23 @@ std::shared_ptr<AudioProcessCommandInstructions> ActionTest::compile(
     return instructions;
 }
 
+ActionTest::Compiled ActionTest::compileRun(const std::vector<std::shared_ptr<Action>>& actions,
+                                           const std::shared_ptr<FileEntity>& file,
+                                           std::vector<std::shared_ptr<FileEntity>> allFiles) {
+    if (allFiles.empty())
+        allFiles.push_back(file);
+    Compiled compiled{sourcesOf(file), std::make_shared<AudioProcessCommandInstructions>()};
+    for (const auto& action : actions)
+        action->willBeginConstructingProcessForFileEntity(file, allFiles);
+    for (const auto& action : actions)
+        action->numberOfProcessesForFileEntity(file);
+    for (const auto& action : actions)
+        action->compileSourceInstructions(compiled.sources, 0);
+    for (const auto& action : actions)
+        action->compileInstructions(compiled.instructions, compiled.sources, 0);
+    for (const auto& action : actions)
+        action->didEndConstructingProcess();
+    return compiled;
+}
+
 } // namespace ondrel

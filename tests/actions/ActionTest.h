@@ -29,6 +29,17 @@ protected:
     static std::shared_ptr<AudioProcessCommandInstructions> compile(
         const std::vector<std::shared_ptr<Action>>& actions, const std::shared_ptr<FileEntity>& file,
         std::shared_ptr<AudioProcessCommandInstructions> instructions = nullptr, qsizetype process = 0);
+
+    // One file's first process compiled as a run compiles it: every hook of
+    // every action in the run's order, with `allFiles` (the file alone when
+    // empty) as the run's files.
+    struct Compiled {
+        std::shared_ptr<AudioProcessCommandSourceInstructionsGroup> sources;
+        std::shared_ptr<AudioProcessCommandInstructions> instructions;
+    };
+    static Compiled compileRun(const std::vector<std::shared_ptr<Action>>& actions,
+                               const std::shared_ptr<FileEntity>& file,
+                               std::vector<std::shared_ptr<FileEntity>> allFiles = {});
 };
 
 } // namespace ondrel
