@@ -31,7 +31,7 @@ class AnalysisOperation : public Operation {
 public:
     // Whether "LUMeter" measures the true peak; registered as true.
     static const QString EnableTruePeakKey;  // "AnalysisEnableTruePeak"
-    static constexpr bool kEnableTruePeakDefault = true;
+    static constexpr bool kEnableTruePeakDefault = false;
     // Registers the default of EnableTruePeakKey. Safe to call again.
     static void registerClassDefaults();
     // The user's EnableTruePeakKey, or kEnableTruePeakDefault when unset.

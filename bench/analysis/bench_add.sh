@@ -40,9 +40,11 @@ done
 wall() { awk -F': ' '/Elapsed \(wall clock\)/ { n = split($2, t, ":"); s = 0; for (i = 1; i <= n; i++) s = s * 60 + t[i]; print s }' "$1"; }
 now() { date +%s.%N; }
 
-# ondrel_add FOLDER NAME: adds and measures into a fresh home; prints the wall time.
+# ondrel_add FOLDER NAME TRUEPEAK: adds and measures into a fresh home, with the true peak measured or
+# not (the user's setting, off until turned on); prints the wall time.
 ondrel_add() {
   rm -rf "$work/home-$2"
+  "$ondrel" --home "$work/home-$2" --quiet defaults write AnalysisEnableTruePeak "$3" >/dev/null
   /usr/bin/time -v -o "$work/$2.time" "$ondrel" --home "$work/home-$2" --quiet add "$1" >/dev/null
   wall "$work/$2.time"
 }
@@ -53,10 +55,10 @@ ffmpeg_meter() {
   echo "$(now) - $start" | bc
 }
 
-echo "job 1: ondrel add"; long_ondrel=$(ondrel_add "$work/long" long)
+echo "job 1: ondrel add"; long_ondrel=$(ondrel_add "$work/long" long true)
 long_peak_mb=$(awk -F': ' '/Maximum resident set size/ { printf "%.0f", $2 / 1024 }' "$work/long.time")
 echo "job 1: ffmpeg ebur128=peak=true"; long_ffmpeg=$(ffmpeg_meter "$work/long" ebur128=peak=true)
-echo "job 2: ondrel add"; short_ondrel=$(ondrel_add "$work/short" short)
+echo "job 2: ondrel add"; short_ondrel=$(ondrel_add "$work/short" short false)
 echo "job 2: ffmpeg ebur128"; short_ffmpeg=$(ffmpeg_meter "$work/short" ebur128)
 
 measured=$("$ondrel" --home "$work/home-long" --quiet list | grep -vc 'not analysed' || true)

@@ -1,12 +1,14 @@
 #include "tests/support/analysis/AnalysisTestSupport.h"
 
 #include "analysis/operation/AnalysisOperation.h"
+#include "core/storage/UserDefaults.h"
 
 #include <gtest/gtest.h>
 
 namespace ondrel {
 
-AnalysisResults analyzeFiles(const std::vector<URL>& urls) {
+AnalysisResults analyzeFiles(const std::vector<URL>& urls, bool truePeak) {
+    UserDefaults::standardUserDefaults()->setObjectForKey(truePeak, AnalysisOperation::EnableTruePeakKey);
     auto operation = std::make_shared<AnalysisOperation>();
     operation->setURLs(urls);
     operation->start();

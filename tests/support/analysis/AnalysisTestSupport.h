@@ -17,8 +17,10 @@ struct AnalysisResults {
 };
 
 // Runs an AnalysisOperation over `urls` on the calling thread, as the
-// analysis queue would, and answers its results (empty when it measured nothing).
-AnalysisResults analyzeFiles(const std::vector<URL>& urls);
+// analysis queue would, with the true peak measured or not as `truePeak`
+// says (the user's setting is set so), and answers its results (empty when
+// it measured nothing).
+AnalysisResults analyzeFiles(const std::vector<URL>& urls, bool truePeak = true);
 
 // Writes `audio` as a 32-bit float WAVE file, samples beyond full scale
 // included, exactly as given; fails the test when it can't.
