@@ -7,7 +7,6 @@
 #include "core/text/VMKLocalizedString.h"
 #include "logging/LogController.h"
 #include "render/engine/effects/VMKRouterAudioProcessor.h"
-#include "render/engine/files/VMKAudioFileAudioGenerator.h"
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioLabel.h"
 #include "render/engine/graph/VMKAudioStream.h"
@@ -165,28 +164,14 @@ void AnalysisOperation::analyze() {
 
     // The files side by side: file k's channels follow those of the files
     // before it.
-    quint64 offset = 0;
+    uint32_t offset = 0;
     for (size_t k = 0; k < readers.size(); ++k) {
-        const auto& reader = readers[k];
-        auto generator = std::make_shared<VMKAudioFileAudioGenerator>();
-        stream->addProcessorsObject(generator);
-        generator->setAudioFile(reader);
-        auto router = std::make_shared<VMKRouterAudioProcessor>();
-        stream->addProcessorsObject(router);
-        const uint32_t fileChannels = uint32_t(reader->numberOfChannels());
-        if (!router->setNumberOfInputChannels(fileChannels, &error) ||
-            !router->setNumberOfOutputChannels(uint32_t(totalChannels), &error)) {
+        if (!VMKRouterAudioProcessor::addFileAtChannels(*stream, readers[k], offset, uint32_t(totalChannels),
+                                                        *mixer, k, &error)) {
             initFailed(error);
             return;
         }
-        for (uint32_t c = 0; c < fileChannels; ++c)
-            router->router()->tieInputChannel(c, uint32_t(offset + c));
-        offset += fileChannels;
-        if (!stream->connectProcessor(generator.get(), router.get(), 0, &error) ||
-            !stream->connectProcessor(router.get(), mixer.get(), k, &error)) {
-            initFailed(error);
-            return;
-        }
+        offset += uint32_t(readers[k]->numberOfChannels());
     }
 
     // Only the first file's length counts: the files of a split file are

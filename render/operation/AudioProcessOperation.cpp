@@ -19,7 +19,6 @@
 #include "render/engine/effects/VMKFaderAudioProcessor.h"
 #include "render/engine/effects/VMKMixerAudioProcessor.h"
 #include "render/engine/effects/VMKRouterAudioProcessor.h"
-#include "render/engine/files/VMKAudioFileAudioGenerator.h"
 #include "render/engine/files/VMKAudioFileReader.h"
 #include "render/engine/files/VMKAudioLabel.h"
 #include "render/engine/graph/VMKAudioComponentRegistry.h"
@@ -290,21 +289,9 @@ bool AudioProcessOperation::process(VMKError* error) {
             auto reader = VMKAudioFileReader::initWithURL(source.URLs[k], error);
             if (!reader)
                 return false;
-            auto generator = std::make_shared<VMKAudioFileAudioGenerator>();
-            stream->addProcessorsObject(generator);
-            generator->setAudioFile(reader);
-            auto router = std::make_shared<VMKRouterAudioProcessor>();
-            stream->addProcessorsObject(router);
-            const uint32_t fileChannels = uint32_t(reader->numberOfChannels());
-            if (!router->setNumberOfInputChannels(fileChannels, error) ||
-                !router->setNumberOfOutputChannels(channels, error))
+            if (!VMKRouterAudioProcessor::addFileAtChannels(*stream, reader, c, channels, *fileMixer, k, error))
                 return false;
-            for (uint32_t f = 0; f < fileChannels; ++f)
-                router->router()->tieInputChannel(f, c + f);
-            c += fileChannels;
-            if (!stream->connectProcessor(generator.get(), router.get(), 0, error) ||
-                !stream->connectProcessor(router.get(), fileMixer.get(), k, error))
-                return false;
+            c += uint32_t(reader->numberOfChannels());
         }
 
         auto conductor = std::make_shared<AudioProcessSourceConductor>();

@@ -2,6 +2,11 @@
 
 #include "render/engine/graph/VMKEngineError.h"
 #include "render/engine/dsp/VectorOps.h"
+#include "render/engine/files/VMKAudioFileAudioGenerator.h"
+#include "render/engine/files/VMKAudioFileReader.h"
+#include "render/engine/graph/VMKAudioStream.h"
+
+#include <algorithm>
 
 namespace ondrel {
 
@@ -55,6 +60,36 @@ bool VMKRouterAudioProcessor::setNumberOfInputChannels(uint32_t channels, VMKErr
         return false;
     setAndNotify(QStringLiteral("numberOfInputChannels"), m_numberOfInputChannels, channels);
     return true;
+}
+
+bool VMKRouterAudioProcessor::addFileAtChannels(VMKAudioStream& stream,
+                                                const std::shared_ptr<VMKAudioFileReader>& reader,
+                                                uint32_t firstChannel, uint32_t totalChannels,
+                                                VMKAudioProcessor& mixer, uint64_t bus, VMKError* error) {
+    Q_ASSERT(reader);
+    const uint32_t fileChannels = uint32_t(reader->numberOfChannels());
+    // A file changed on disk since it was cataloged may have more channels
+    // than its place holds.
+    if (quint64(firstChannel) + fileChannels > totalChannels) {
+        VMKError::set(error, VMKError::errorWithCode(
+                                 VMKEngineErrorInvalidArgument, QStringLiteral("Placing the channels of a file"),
+                                 QStringLiteral("the file has %1 channels where %2 were expected")
+                                     .arg(fileChannels)
+                                     .arg(totalChannels - std::min(firstChannel, totalChannels))));
+        return false;
+    }
+    auto generator = std::make_shared<VMKAudioFileAudioGenerator>();
+    stream.addProcessorsObject(generator);
+    generator->setAudioFile(reader);
+    auto router = std::make_shared<VMKRouterAudioProcessor>();
+    stream.addProcessorsObject(router);
+    if (!router->setNumberOfInputChannels(fileChannels, error) ||
+        !router->setNumberOfOutputChannels(totalChannels, error))
+        return false;
+    for (uint32_t c = 0; c < fileChannels; ++c)
+        router->router()->tieInputChannel(c, firstChannel + c);
+    return stream.connectProcessor(generator.get(), router.get(), 0, error) &&
+           stream.connectProcessor(router.get(), &mixer, bus, error);
 }
 
 bool VMKRouterAudioProcessor::setNumberOfOutputChannels(uint32_t channels, VMKError* error) {

@@ -8,6 +8,9 @@
 
 namespace ondrel {
 
+class VMKAudioFileReader;
+class VMKAudioStream;
+
 // Routes the channels of its input to those of its output through the ties
 // of its router: each output channel is the sum of the input channels tied to
 // it, silence where none is. The channel counts, when set, fix the formats of
@@ -27,6 +30,15 @@ public:
 
     const std::shared_ptr<VMKAudioRouter>& router() const { return m_router; }
     void setRouter(const std::shared_ptr<VMKAudioRouter>& router);  // null: a router without ties
+
+    // Places one file of a multi-file source among `totalChannels` channels:
+    // adds to `stream` a generator reading `reader` and a router that ties
+    // the file's channel c to channel `firstChannel` + c, and connects the
+    // router to input bus `bus` of `mixer`. Fails, adding nothing, when the
+    // file has more channels than fit from `firstChannel` on.
+    static bool addFileAtChannels(VMKAudioStream& stream, const std::shared_ptr<VMKAudioFileReader>& reader,
+                                  uint32_t firstChannel, uint32_t totalChannels, VMKAudioProcessor& mixer,
+                                  uint64_t bus, VMKError* error = nullptr);
 
     bool proposeOutputFormat(VMKAudioConnection& output, VMKError* error = nullptr) override;
     bool checkFormat(VMKError* error = nullptr) const override;
