@@ -60,20 +60,14 @@ void FileProcessController::resetSharedInstance() {
     }
 }
 
-FileProcessController::FileProcessController() = default;
+FileProcessController::FileProcessController()
+    : m_fileProcesses(kProcessingKey, [](const FileProcess& process) { return process.isProcessing(); }) {}
 
 FileProcessController::~FileProcessController() {
-    std::vector<Entry> entries;
-    {
-        std::lock_guard lock(m_fileProcessesLock);
-        entries.swap(m_fileProcesses);
-    }
     // A quit: the processes keep their rows for the next start, also those
     // that are still referenced elsewhere and go later.
-    for (auto& entry : entries) {
-        entry.processingObservation.reset();
-        entry.process->keepHistoryRow();
-    }
+    for (const auto& process : m_fileProcesses.takeAll())
+        process->keepHistoryRow();
 }
 
 void FileProcessController::init() {
@@ -138,31 +132,17 @@ void FileProcessController::executeStatement(const QString& sql, DispatchQueue* 
 // MARK: - File processes
 
 std::vector<std::shared_ptr<FileProcess>> FileProcessController::fileProcesses() const {
-    std::lock_guard lock(m_fileProcessesLock);
-    std::vector<std::shared_ptr<FileProcess>> processes;
-    processes.reserve(m_fileProcesses.size());
-    for (const auto& entry : m_fileProcesses)
-        processes.push_back(entry.process);
-    return processes;
+    return m_fileProcesses.items();
 }
 
-qsizetype FileProcessController::countOfFileProcesses() const {
-    std::lock_guard lock(m_fileProcessesLock);
-    return qsizetype(m_fileProcesses.size());
-}
+qsizetype FileProcessController::countOfFileProcesses() const { return m_fileProcesses.count(); }
 
 std::shared_ptr<FileProcess> FileProcessController::objectInFileProcessesAtIndex(qsizetype index) const {
-    std::lock_guard lock(m_fileProcessesLock);
-    if (index < 0 || size_t(index) >= m_fileProcesses.size())
-        return nullptr;
-    return m_fileProcesses[size_t(index)].process;
+    return m_fileProcesses.at(index);
 }
 
 qsizetype FileProcessController::indexOfObjectInFileProcesses(const FileProcess* process) const {
-    std::lock_guard lock(m_fileProcessesLock);
-    const auto found = std::find_if(m_fileProcesses.begin(), m_fileProcesses.end(),
-                                    [process](const Entry& entry) { return entry.process.get() == process; });
-    return found == m_fileProcesses.end() ? -1 : qsizetype(found - m_fileProcesses.begin());
+    return m_fileProcesses.indexOf(process);
 }
 
 std::vector<std::shared_ptr<FileProcess>>
@@ -177,17 +157,10 @@ void FileProcessController::insertObjectInFileProcessesAtIndex(std::shared_ptr<F
         return;
     std::weak_ptr<FileProcessController> weak =
         std::static_pointer_cast<FileProcessController>(shared_from_this());
-    Entry entry{process, process->observe(kProcessingKey, 0, [weak](const KeyValueChangeInfo&) {
-                    if (auto self = weak.lock())
-                        self->updateProcessing();
-                })};
-    qsizetype placed;
-    {
-        std::lock_guard lock(m_fileProcessesLock);
-        const auto count = qsizetype(m_fileProcesses.size());
-        placed = index < 0 || index > count ? count : index;
-        m_fileProcesses.insert(m_fileProcesses.begin() + placed, std::move(entry));
-    }
+    const qsizetype placed = m_fileProcesses.insert(std::move(process), index, [weak] {
+        if (auto self = weak.lock())
+            self->updateProcessing();
+    });
     willChange(KeyValueChange::Insertion, IndexSet(placed), kFileProcessesKey);
     didChange(KeyValueChange::Insertion, IndexSet(placed), kFileProcessesKey);
     // It may have been started before it came in.
@@ -199,43 +172,17 @@ void FileProcessController::removeObjectFromFileProcessesAtIndex(qsizetype index
 }
 
 void FileProcessController::removeFileProcessesAtIndexes(const IndexSet& indexes) {
-    std::vector<Entry> removed;
-    IndexSet valid;
-    {
-        std::lock_guard lock(m_fileProcessesLock);
-        const auto count = qsizetype(m_fileProcesses.size());
-        for (qsizetype index : indexes)
-            if (index >= 0 && index < count)
-                valid.add(index);
-        // From the back, so the indexes still to remove stay where they were.
-        for (auto it = valid.indexes().rbegin(); it != valid.indexes().rend(); ++it) {
-            removed.push_back(std::move(m_fileProcesses[size_t(*it)]));
-            m_fileProcesses.erase(m_fileProcesses.begin() + *it);
-        }
-    }
-    if (valid.isEmpty())
+    const IndexSet removed = m_fileProcesses.remove(indexes);
+    if (removed.isEmpty())
         return;
-    // Stopped observing outside the lock: a change already being told on
-    // another thread waits for the lock in updateProcessing.
-    for (auto& entry : removed)
-        entry.processingObservation.reset();
-    willChange(KeyValueChange::Removal, valid, kFileProcessesKey);
-    didChange(KeyValueChange::Removal, valid, kFileProcessesKey);
+    willChange(KeyValueChange::Removal, removed, kFileProcessesKey);
+    didChange(KeyValueChange::Removal, removed, kFileProcessesKey);
     updateProcessing();
     // The processes go here (with their rows) unless held elsewhere.
 }
 
-// Computed and stored under the lock, told after it: of two changes on two
-// threads, the later computation is the one that stays.
 void FileProcessController::updateProcessing() {
-    bool changed;
-    {
-        std::lock_guard lock(m_fileProcessesLock);
-        const bool any = std::any_of(m_fileProcesses.begin(), m_fileProcesses.end(),
-                                     [](const Entry& entry) { return entry.process->isProcessing(); });
-        changed = m_processing.exchange(any) != any;
-    }
-    if (!changed)
+    if (!m_fileProcesses.updateProcessing())
         return;
     willChangeValueForKey(kProcessingKey);
     didChangeValueForKey(kProcessingKey);

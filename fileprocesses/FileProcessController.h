@@ -1,13 +1,12 @@
 #pragma once
 
 #include "core/objects/IndexSet.h"
+#include "core/objects/ProcessingList.h"
 #include "core/objects/Object.h"
 #include "process/interfaces/FileProcessCommandExecutor.h"
 
-#include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace ondrel {
@@ -64,7 +63,7 @@ public:
 
     // True while any process in the list is processing. Key "processing",
     // read-only; told on the thread whose process changed.
-    bool isProcessing() const { return m_processing.load(); }
+    bool isProcessing() const { return m_fileProcesses.isProcessing(); }
 
     // MARK: File processes
 
@@ -88,20 +87,12 @@ public:
     void removeFileProcessesAtIndexes(const IndexSet& indexes);
 
 private:
-    struct Entry {
-        std::shared_ptr<FileProcess> process;
-        ObservationHandle processingObservation;
-    };
-
     void init();
     void openDatabase();
     void updateProcessing();
 
     std::shared_ptr<VMKDatabaseController> m_database;
-    mutable std::mutex m_fileProcessesLock;
-    std::vector<Entry> m_fileProcesses;  // under m_fileProcessesLock
-    // Stored under m_fileProcessesLock, read anywhere.
-    std::atomic<bool> m_processing{false};
+    ProcessingList<FileProcess> m_fileProcesses;
 };
 
 } // namespace ondrel

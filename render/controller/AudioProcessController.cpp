@@ -65,23 +65,16 @@ void AudioProcessController::resetSharedInstance() {
     }
 }
 
-AudioProcessController::AudioProcessController() = default;
+AudioProcessController::AudioProcessController()
+    : m_audioProcessGroups(kProcessingKey, [](const AudioProcessGroup& group) { return group.isProcessing(); }) {}
 
 AudioProcessController::~AudioProcessController() {
     if (m_terminateObserver)
         NotificationCenter::defaultCenter().removeObserver(m_terminateObserver);
-    std::vector<Entry> entries;
-    {
-        std::lock_guard lock(m_audioProcessGroupsLock);
-        entries.swap(m_audioProcessGroups);
-    }
     // A quit: the groups keep their rows for the next start, also those
     // still held elsewhere that go later.
-    for (auto& entry : entries) {
-        entry.processingObservation.reset();
-        entry.group->keepHistoryRow();
-    }
-    entries.clear();
+    for (const auto& group : m_audioProcessGroups.takeAll())
+        group->keepHistoryRow();
     // The rows written so far reach the file before the program goes on.
     if (m_database)
         AudioProcess::writeQueue().sync([] {});
@@ -152,31 +145,17 @@ void AudioProcessController::executeStatement(const QString& sql, DispatchQueue*
 // MARK: - Groups
 
 std::vector<std::shared_ptr<AudioProcessGroup>> AudioProcessController::audioProcessGroups() const {
-    std::lock_guard lock(m_audioProcessGroupsLock);
-    std::vector<std::shared_ptr<AudioProcessGroup>> groups;
-    groups.reserve(m_audioProcessGroups.size());
-    for (const auto& entry : m_audioProcessGroups)
-        groups.push_back(entry.group);
-    return groups;
+    return m_audioProcessGroups.items();
 }
 
-qsizetype AudioProcessController::countOfAudioProcessGroups() const {
-    std::lock_guard lock(m_audioProcessGroupsLock);
-    return qsizetype(m_audioProcessGroups.size());
-}
+qsizetype AudioProcessController::countOfAudioProcessGroups() const { return m_audioProcessGroups.count(); }
 
 std::shared_ptr<AudioProcessGroup> AudioProcessController::objectInAudioProcessGroupsAtIndex(qsizetype index) const {
-    std::lock_guard lock(m_audioProcessGroupsLock);
-    if (index < 0 || size_t(index) >= m_audioProcessGroups.size())
-        return nullptr;
-    return m_audioProcessGroups[size_t(index)].group;
+    return m_audioProcessGroups.at(index);
 }
 
 qsizetype AudioProcessController::indexOfObjectInAudioProcessGroups(const AudioProcessGroup* group) const {
-    std::lock_guard lock(m_audioProcessGroupsLock);
-    const auto found = std::find_if(m_audioProcessGroups.begin(), m_audioProcessGroups.end(),
-                                    [group](const Entry& entry) { return entry.group.get() == group; });
-    return found == m_audioProcessGroups.end() ? -1 : qsizetype(found - m_audioProcessGroups.begin());
+    return m_audioProcessGroups.indexOf(group);
 }
 
 std::vector<std::shared_ptr<AudioProcessGroup>>
@@ -190,17 +169,10 @@ void AudioProcessController::insertObjectInAudioProcessGroupsAtIndex(std::shared
     if (!group)
         return;
     std::weak_ptr<AudioProcessController> weak = std::static_pointer_cast<AudioProcessController>(shared_from_this());
-    Entry entry{group, group->observe(kProcessingKey, 0, [weak](const KeyValueChangeInfo&) {
-                    if (auto self = weak.lock())
-                        self->updateProcessing();
-                })};
-    qsizetype placed;
-    {
-        std::lock_guard lock(m_audioProcessGroupsLock);
-        const auto count = qsizetype(m_audioProcessGroups.size());
-        placed = index < 0 || index > count ? count : index;
-        m_audioProcessGroups.insert(m_audioProcessGroups.begin() + placed, std::move(entry));
-    }
+    const qsizetype placed = m_audioProcessGroups.insert(std::move(group), index, [weak] {
+        if (auto self = weak.lock())
+            self->updateProcessing();
+    });
     willChange(KeyValueChange::Insertion, IndexSet(placed), kAudioProcessGroupsKey);
     didChange(KeyValueChange::Insertion, IndexSet(placed), kAudioProcessGroupsKey);
     updateProcessing();
@@ -211,44 +183,18 @@ void AudioProcessController::removeObjectFromAudioProcessGroupsAtIndex(qsizetype
 }
 
 void AudioProcessController::removeAudioProcessGroupsAtIndexes(const IndexSet& indexes) {
-    std::vector<Entry> removed;
-    IndexSet valid;
-    {
-        std::lock_guard lock(m_audioProcessGroupsLock);
-        const auto count = qsizetype(m_audioProcessGroups.size());
-        for (qsizetype index : indexes)
-            if (index >= 0 && index < count)
-                valid.add(index);
-        // From the back, so the indexes still to remove stay where they were.
-        for (auto it = valid.indexes().rbegin(); it != valid.indexes().rend(); ++it) {
-            removed.push_back(std::move(m_audioProcessGroups[size_t(*it)]));
-            m_audioProcessGroups.erase(m_audioProcessGroups.begin() + *it);
-        }
-    }
-    if (valid.isEmpty())
+    const IndexSet removed = m_audioProcessGroups.remove(indexes);
+    if (removed.isEmpty())
         return;
-    // Outside the lock: a change being told on another thread waits for it
-    // in updateProcessing.
-    for (auto& entry : removed)
-        entry.processingObservation.reset();
-    willChange(KeyValueChange::Removal, valid, kAudioProcessGroupsKey);
-    didChange(KeyValueChange::Removal, valid, kAudioProcessGroupsKey);
+    willChange(KeyValueChange::Removal, removed, kAudioProcessGroupsKey);
+    didChange(KeyValueChange::Removal, removed, kAudioProcessGroupsKey);
     updateProcessing();
     // The groups go here, with their rows and their processes' rows, unless
     // held elsewhere.
 }
 
-// Computed and stored under the lock, told after it: of two changes on two
-// threads, the later computation is the one that stays.
 void AudioProcessController::updateProcessing() {
-    bool changed;
-    {
-        std::lock_guard lock(m_audioProcessGroupsLock);
-        const bool any = std::any_of(m_audioProcessGroups.begin(), m_audioProcessGroups.end(),
-                                     [](const Entry& entry) { return entry.group->isProcessing(); });
-        changed = m_processing.exchange(any) != any;
-    }
-    if (!changed)
+    if (!m_audioProcessGroups.updateProcessing())
         return;
     willChangeValueForKey(kProcessingKey);
     didChangeValueForKey(kProcessingKey);

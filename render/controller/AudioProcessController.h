@@ -1,13 +1,13 @@
 #pragma once
 
+#include "core/objects/ProcessingList.h"
+
 #include "core/objects/IndexSet.h"
 #include "core/objects/Object.h"
 #include "process/interfaces/AudioProcessCommandGroupExecutor.h"
 
-#include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace ondrel {
@@ -53,7 +53,7 @@ public:
 
     // Key "processing": some group is processing. Told on the thread whose
     // group changed.
-    bool isProcessing() const { return m_processing.load(std::memory_order_acquire); }
+    bool isProcessing() const { return m_audioProcessGroups.isProcessing(); }
 
     // MARK: Groups (key "audioProcessGroups"), newest last
 
@@ -70,19 +70,12 @@ public:
     void removeAudioProcessGroupsAtIndexes(const IndexSet& indexes);
 
 private:
-    struct Entry {
-        std::shared_ptr<AudioProcessGroup> group;
-        ObservationHandle processingObservation;
-    };
-
     void init();
     void openDatabase();
     void updateProcessing();
 
     std::shared_ptr<VMKDatabaseController> m_database;
-    mutable std::mutex m_audioProcessGroupsLock;
-    std::vector<Entry> m_audioProcessGroups;  // under the lock
-    std::atomic<bool> m_processing{false};
+    ProcessingList<AudioProcessGroup> m_audioProcessGroups;
     quint64 m_terminateObserver = 0;  // NotificationCenter token; 0 for none
 };
 
