@@ -24,8 +24,9 @@ public:
     // With n the main source's length (absent: the file's): when n is below
     // resultLength, places the main source at (resultLength - n) x (1 -
     // balance), replacing its location. No main source: nothing.
-    void compileSourceInstructions(const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
-                                   qsizetype process) override;
+    void compileSourceInstructions(
+        const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
+        qsizetype process) override;
     // When n is below resultLength, sets the output length to resultLength.
     // No main source: nothing.
     void compileInstructions(const std::shared_ptr<AudioProcessCommandInstructions>& instructions,

@@ -31,8 +31,9 @@ public:
 
     // Moves the main source later by the start padding (adding to its
     // location, absent: 0). No main source: nothing.
-    void compileSourceInstructions(const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
-                                   qsizetype process) override;
+    void compileSourceInstructions(
+        const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
+        qsizetype process) override;
     // An absent output length becomes the end of the sources (their range,
     // which holds the start padding by now); then the end padding is added.
     // No main source: nothing.

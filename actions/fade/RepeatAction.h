@@ -22,8 +22,9 @@ public:
     // its length and so on, whatever earlier actions did to the main source:
     // a trim before leaves a gap after the first play, and actions after reach
     // only the main source. No main source: nothing.
-    void compileSourceInstructions(const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
-                                   qsizetype process) override;
+    void compileSourceInstructions(
+        const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
+        qsizetype process) override;
 
 private:
     quint64 m_count;

@@ -11,8 +11,9 @@ public:
     ReverseAction() = default;
 
     // Sets the main source's reverse. No main source: nothing.
-    void compileSourceInstructions(const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
-                                   qsizetype process) override;
+    void compileSourceInstructions(
+        const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions,
+        qsizetype process) override;
 };
 
 } // namespace ondrel

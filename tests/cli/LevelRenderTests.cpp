@@ -70,7 +70,8 @@ protected:
         for (const QString& source : sources)
             paths << m_home.filePath(source);
         EXPECT_EQ(runOndrel(m_home.path(), QStringList{"select"} + paths).exitCode, 0);
-        const CommandResult result = runWorkflow(m_home.path(), actions, {"destinationBookmark=" + folder}, {"--selected"});
+        const CommandResult result =
+            runWorkflow(m_home.path(), actions, {"destinationBookmark=" + folder}, {"--selected"});
         if (run)
             *run = result;
         return result.exitCode == 0 ? folder : QString();

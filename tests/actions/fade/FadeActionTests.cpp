@@ -107,8 +107,8 @@ TEST_F(FadeActionTest, ChangeLengthWritesTheRatioOfTheLengthToTheFile) {
     ASSERT_TRUE(tenSeconds);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.length);
-        const auto instructions = compileRun(
-            {action("ChangeLengthAction", {{"length", c.length}, {"retainPitch", c.retainPitch}})}, tenSeconds).instructions;
+        const auto changeLength = action("ChangeLengthAction", {{"length", c.length}, {"retainPitch", c.retainPitch}});
+        const auto instructions = compileRun({changeLength}, tenSeconds).instructions;
         EXPECT_EQ(instructions->length(), c.outputLength);
         ASSERT_EQ(instructions->countOfEffectInstructions(), 1);
         const auto effect = instructions->objectInEffectInstructionsAtIndex(0);
@@ -180,7 +180,8 @@ TEST_F(FadeActionTest, FadesToALevelMeasureFromTheTrimmedStartAndTheTimelineEnd)
         std::optional<QString> inCurve;
     } cases[] = {
         {"in, from the trimmed start", {action("FadeInBelowAction", {{"curve", "power"}})}, 0.25, {}, "power"},
-        {"in, never past the end", {action("FadeInBelowAction", {{"level", 0.0}, {"offset", 1.0}})}, 2.75, {}, "linear"},
+        {"in, never past the end", {action("FadeInBelowAction", {{"level", 0.0}, {"offset", 1.0}})}, 2.75, {},
+         "linear"},
         {"out, at the timeline end", {action("FadeOutBelowAction")}, {}, 1.0, {}},
         {"in, the later replaces",
          {action("FadeInBelowAction"), action("FadeInForAction", {{"value", 2400.0}, {"units", "frames"}})},
