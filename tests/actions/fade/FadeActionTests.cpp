@@ -35,54 +35,44 @@ const float silent = -std::numeric_limits<float>::infinity();
 
 // The gain rules as the run compiles them: a gain of 0 still writes one,
 // gains add, normalising replaces an earlier gain and a later one adds to it,
-// loudness targets are in LUFS over a catalog in LU, and a silent file keeps
-// its level. Catches a gain written only when non-zero, a normalise that adds,
-// the loudness scale off by 23 and a silent file given an infinite gain.
+// loudness targets are in LUFS over a catalog in LU, a silent file keeps its
+// level, and a group takes the one gain of its loudest file (infinite when
+// all are silent: the render refuses it). Catches a gain written only when
+// non-zero, a normalise that adds, the loudness scale off by 23, a silent file
+// given an infinite gain and per-file gains in a group.
 TEST_F(FadeActionTest, GainsAddAndNormalisingReplacesTheGainBeforeIt) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const auto group = action("NormalizeAction", {{"level", -4.0}, {"isGroup", true}});
     const struct {
         const char* what;
         std::vector<std::shared_ptr<Action>> actions;
-        float peak;
-        float loudness;
+        float peak, loudness, otherPeak;  // of the file, and of the run's other file
         double gain;
     } cases[] = {
-        {"a gain of 0", {action("ChangeGainAction")}, -6.0f, 0.0f, 0.0},
+        {"a gain of 0", {action("ChangeGainAction")}, -6.0f, 0.0f, 0.0f, 0.0},
         {"gains add", {action("ChangeGainAction", {{"gain", 2.0}}), action("ChangeGainAction", {{"gain", 3.5}})},
-         -6.0f, 0.0f, 5.5},
-        {"peak 0 on -6 dB", {action("NormalizeAction")}, -6.0f, 0.0f, 6.0},
+         -6.0f, 0.0f, 0.0f, 5.5},
+        {"peak 0 on -6 dB", {action("NormalizeAction")}, -6.0f, 0.0f, 0.0f, 6.0},
         {"replaced, then added",
          {action("ChangeGainAction", {{"gain", 10.0}}), action("NormalizeAction"),
           action("ChangeGainAction", {{"gain", 1.0}})},
-         -6.0f, 0.0f, 7.0},
-        {"-23 LUFS on 4 LU",
-         {action("NormalizeAction", {{"level", -23.0}, {"measurementType", "programLoudness"}})}, -6.0f, 4.0f, -4.0},
-        {"silent", {action("NormalizeAction", {{"level", -1.0}})}, silent, 0.0f, 0.0},
+         -6.0f, 0.0f, 0.0f, 7.0},
+        {"-23 LUFS on 4 LU", {action("NormalizeAction", {{"level", -23.0}, {"measurementType", "programLoudness"}})},
+         -6.0f, 4.0f, 0.0f, -4.0},
+        {"silent", {action("NormalizeAction", {{"level", -1.0}})}, silent, 0.0f, 0.0f, 0.0},
+        {"group, by the loudest", {group}, -30.0f, 0.0f, -10.0f, 6.0},
+        {"silent group", {group}, silent, 0.0f, silent, infinity},
     };
     const auto tone = file(QStringLiteral("tone.wav"), 0.5);
-    ASSERT_TRUE(tone);
+    const auto other = file(QStringLiteral("other.wav"), 0.5);
+    ASSERT_TRUE(tone && other);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         tone->setPeak(c.peak);
         tone->setProgramLoudness(c.loudness);
-        EXPECT_EQ(compileRun(c.actions, tone).instructions->gain(), c.gain);
+        other->setPeak(c.otherPeak);
+        EXPECT_EQ(compileRun(c.actions, tone, {tone, other}).instructions->gain(), c.gain);
     }
-}
-
-// As a group, every file of the run gets the one gain that brings the loudest
-// to the level, and a group of silent files gets an infinite gain (the render
-// refuses it). Catches per-file gains in a group.
-TEST_F(FadeActionTest, AGroupIsNormalisedByItsLoudestFile) {
-    const auto loud = file(QStringLiteral("loud.wav"), 0.5);
-    const auto quiet = file(QStringLiteral("quiet.wav"), 0.5);
-    ASSERT_TRUE(loud && quiet);
-    loud->setRMS(-10.0f);
-    quiet->setRMS(-30.0f);
-    const auto normalize = action("NormalizeAction", {{"level", -4.0}, {"measurementType", "RMS"}, {"isGroup", true}});
-    for (const auto& each : {loud, quiet})
-        EXPECT_EQ(compileRun({normalize}, each, {loud, quiet}).instructions->gain(), 6.0);
-    loud->setRMS(silent);
-    quiet->setRMS(silent);
-    EXPECT_TRUE(std::isinf(*compileRun({normalize}, loud, {loud, quiet}).instructions->gain()));
 }
 
 // The ratio is the wanted length over the file's (5 s on 10 s is a rate of
