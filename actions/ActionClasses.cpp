@@ -21,6 +21,17 @@
 #include "actions/format/GoodhertzDitherAction.h"
 #include "actions/multioutput/DeinterleaveAction.h"
 #include "actions/multioutput/ExtractChannelsAction.h"
+#include "actions/fade/FadeInBelowAction.h"
+#include "actions/fade/FadeOutBelowAction.h"
+#include "actions/fade/FadeInForAction.h"
+#include "actions/fade/FadeOutForAction.h"
+#include "actions/fade/ChangeGainAction.h"
+#include "actions/fade/NormalizeAction.h"
+#include "actions/fade/PadAction.h"
+#include "actions/fade/ExtendAction.h"
+#include "actions/fade/ChangeLengthAction.h"
+#include "actions/fade/RepeatAction.h"
+#include "actions/fade/ReverseAction.h"
 #include "actions/save/SaveAction.h"
 #include "actions/save/SaveActionFilenameAnalysisToken.h"
 #include "actions/save/SaveActionFilenameCounterToken.h"
@@ -71,6 +82,17 @@ void registerActionClasses() {
         GoodhertzDitherAction::staticClassInfo();
         DeinterleaveAction::staticClassInfo();
         ExtractChannelsAction::staticClassInfo();
+        FadeInBelowAction::staticClassInfo();
+        FadeOutBelowAction::staticClassInfo();
+        FadeInForAction::staticClassInfo();
+        FadeOutForAction::staticClassInfo();
+        ChangeGainAction::staticClassInfo();
+        NormalizeAction::staticClassInfo();
+        PadAction::staticClassInfo();
+        ExtendAction::staticClassInfo();
+        ChangeLengthAction::staticClassInfo();
+        RepeatAction::staticClassInfo();
+        ReverseAction::staticClassInfo();
     });
 }
 

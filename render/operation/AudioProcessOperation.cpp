@@ -363,6 +363,20 @@ bool AudioProcessOperation::process(VMKError* error) {
 
     // The output: its length wins over all sources, longer or shorter.
     const double outputLength = output.length().value_or(runningLength);
+    // A stored workflow can hold numbers that make no file (a length of 0
+    // stretched to infinity, a group normalised over silent files): the
+    // writer would write an empty file or none at all, or would never end.
+    const auto refuse = [error](const char* reason) {
+        VMKError::set(error, AudioProcessOperationError::errorWithCode(3, QStringLiteral("Building the render"),
+                                                                       QString::fromLatin1(reason)));
+        return false;
+    };
+    if (!std::isfinite(outputLength))
+        return refuse("the output length is not finite");
+    if (outputLength < 0.0)
+        return refuse("the output length is negative");
+    if (!std::isfinite(output.gain().value_or(0.0)))
+        return refuse("the output gain is not finite");
     const auto effects = addEffects(*stream, output.effectInstructions(), error);
     if (!effects)
         return false;

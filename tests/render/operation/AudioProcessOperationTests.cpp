@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
+#include <optional>
 
 namespace ondrel {
 
@@ -185,6 +187,39 @@ TEST(AudioProcessOperation, FailuresNameTheirCauseAndLeaveNoFile) {
         EXPECT_TRUE(render.operation->isFinished());
         EXPECT_FALSE(render.operation->hasError());
         EXPECT_FALSE(QDir(folder.path(QStringLiteral("cancelled"))).exists());
+    }
+}
+
+// Numbers a stored workflow can hold but no file can have (a length
+// stretched to infinity, a group normalised over silent files, a negative
+// length) fail the render with their reason and write nothing, where the
+// writer used to write an empty file or hang.
+TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        std::optional<double> length;
+        std::optional<double> gain;
+        const char* reason;
+    } cases[] = {
+        {infinity, {}, "the output length is not finite"},
+        {nan, {}, "the output length is not finite"},
+        {-1.0, {}, "the output length is negative"},
+        {{}, infinity, "the output gain is not finite"},
+        {{}, nan, "the output gain is not finite"},
+    };
+    TestFolder folder;
+    const AudioProcessSource source = makeSource(folder, QStringLiteral("tone.wav"), makeSines(1, 4410, 44100), 44100);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reason);
+        Render render(folder, {source});
+        render.output->setLength(c.length);
+        render.output->setGain(c.gain);
+        VMKError error;
+        EXPECT_TRUE(render.run(&error).empty());
+        EXPECT_EQ(error.code(), 3);
+        EXPECT_EQ(error.reason(), QLatin1String(c.reason));
+        EXPECT_TRUE(QDir(folder.path(QStringLiteral("out"))).isEmpty());
     }
 }
 
