@@ -2,10 +2,12 @@
 
 #include "catalog/entities/FileEntity.h"
 #include "process/instructions/AudioProcessCommandSourceInstructions.h"
+#include "process/instructions/AudioProcessCommandSourceInstructionsGroup.h"
 
 #include <QtCore/QString>
 
 #include <cmath>
+#include <memory>
 
 namespace ondrel {
 
@@ -50,6 +52,32 @@ inline double clampToFile(double location, double fileLength) {
 // below 0: the range of the source group deals with that.
 inline void reduceSourceLength(AudioProcessCommandSourceInstructions& source, double amount, double fileLength) {
     source.setLength(source.length().value_or(fileLength) - amount);
+}
+
+// The group's main source when it has a file: what every trim changes. Null
+// for a group without a main source or a main source without a file, which
+// a trim leaves alone.
+inline std::shared_ptr<AudioProcessCommandSourceInstructions> mainSourceWithFile(
+    const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& group) {
+    auto source = group ? group->mainSourceInstructions() : nullptr;
+    return source && source->fileEntity() ? source : nullptr;
+}
+
+// Where the sound of the file begins at `amplitude`, moved by `offset` and
+// kept within the file. The search covers the whole file, whatever earlier
+// actions cut; a file that never reaches the amplitude answers its length.
+inline double startAtAmplitude(FileEntity& file, float amplitude, double offset) {
+    const double crossing = file.locationOfThresholdCrossingAfter(0.0, amplitude);
+    return clampToFile(crossing + offset, file.length());
+}
+
+// How much of the file lies after its sound ends at `amplitude`, the end
+// being moved by `offset` and kept within the file. A file that never reaches
+// the amplitude answers its whole length.
+inline double tailAtAmplitude(FileEntity& file, float amplitude, double offset) {
+    const double fileLength = file.length();
+    const double crossing = file.locationOfThresholdCrossingBefore(fileLength, amplitude);
+    return fileLength - clampToFile(crossing + offset, fileLength);
 }
 
 } // namespace ondrel
