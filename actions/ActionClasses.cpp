@@ -19,6 +19,17 @@
 #include "actions/format/ChangeToWAVEAction.h"
 #include "actions/format/FixSampleRateAction.h"
 #include "actions/format/GoodhertzDitherAction.h"
+#include "actions/trim/TrimBeginningBelowAction.h"
+#include "actions/trim/TrimEndBelowAction.h"
+#include "actions/trim/DetachBeginningBelowAction.h"
+#include "actions/trim/DetachEndBelowAction.h"
+#include "actions/trim/TrimBeginningToAction.h"
+#include "actions/trim/TrimEndForAction.h"
+#include "actions/trim/DetachBeginningToAction.h"
+#include "actions/trim/DetachEndForAction.h"
+#include "actions/trim/TrimBeginningToPeakAction.h"
+#include "actions/trim/TrimAroundLoopAction.h"
+#include "actions/trim/ShortenAction.h"
 #include "actions/multioutput/DeinterleaveAction.h"
 #include "actions/multioutput/ExtractChannelsAction.h"
 #include "actions/fade/FadeInBelowAction.h"
@@ -80,6 +91,17 @@ void registerActionClasses() {
         ChangeToWAVEAction::staticClassInfo();
         FixSampleRateAction::staticClassInfo();
         GoodhertzDitherAction::staticClassInfo();
+        TrimBeginningBelowAction::staticClassInfo();
+        TrimEndBelowAction::staticClassInfo();
+        DetachBeginningBelowAction::staticClassInfo();
+        DetachEndBelowAction::staticClassInfo();
+        TrimBeginningToAction::staticClassInfo();
+        TrimEndForAction::staticClassInfo();
+        DetachBeginningToAction::staticClassInfo();
+        DetachEndForAction::staticClassInfo();
+        TrimBeginningToPeakAction::staticClassInfo();
+        TrimAroundLoopAction::staticClassInfo();
+        ShortenAction::staticClassInfo();
         DeinterleaveAction::staticClassInfo();
         ExtractChannelsAction::staticClassInfo();
         FadeInBelowAction::staticClassInfo();

@@ -1,0 +1,51 @@
+#include "actions/trim/DetachEndForAction.h"
+
+#include "actions/trim/TrimRules.h"
+
+namespace ondrel {
+
+const ClassInfo& DetachEndForAction::staticClassInfo() {
+    using C = DetachEndForAction;
+    static const ClassInfo& info =
+        ClassInfo::define<C, Action>(QStringLiteral("DetachEndForAction"))
+            .property(QStringLiteral("value"), &C::value, &C::setValue)
+            .property(QStringLiteral("units"), &C::units, &C::setUnits)
+            .property(QStringLiteral("zeroCross"), &C::zeroCross, &C::setZeroCross);
+    return info;
+}
+
+DetachEndForAction::DetachEndForAction()
+    : m_value(10.0),
+      m_units(QStringLiteral("milliseconds")),
+      m_zeroCross(false) {}
+
+QStringList DetachEndForAction::parameterKeys() const {
+    return {QStringLiteral("value"), QStringLiteral("units"), QStringLiteral("zeroCross")};
+}
+
+void DetachEndForAction::setValue(double value) {
+    setAndNotify(QStringLiteral("value"), m_value, value);
+}
+
+void DetachEndForAction::setUnits(const QString& units) {
+    setAndNotify(QStringLiteral("units"), m_units, units);
+}
+
+void DetachEndForAction::setZeroCross(bool zeroCross) {
+    setAndNotify(QStringLiteral("zeroCross"), m_zeroCross, zeroCross);
+}
+
+void DetachEndForAction::compileSourceInstructions(
+    const std::shared_ptr<AudioProcessCommandSourceInstructionsGroup>& sourceInstructions, qsizetype) {
+    const auto source = mainSourceWithFile(sourceInstructions);
+    if (!source)
+        return;
+    FileEntity& file = *source->fileEntity();
+    double kept = secondsForValue(m_value, m_units, file);
+    if (m_zeroCross)
+        kept = file.locationOfNearestZeroCrossingTo(kept);
+    source->setSourceStart(file.length() - kept);
+    source->setLength(kept);
+}
+
+} // namespace ondrel
