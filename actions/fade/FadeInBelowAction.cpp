@@ -1,6 +1,6 @@
 #include "actions/fade/FadeInBelowAction.h"
 
-#include "actions/fade/TrimRulesCopy.h"
+#include "actions/trim/TrimRules.h"
 #include "catalog/entities/FileEntity.h"
 
 namespace ondrel {
