@@ -6,9 +6,29 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
+#include <charconv>
 #include <cstdio>
 
 namespace ondrel {
+
+namespace {
+
+// The shortest text that reads back as the same number: a 32-bit parameter
+// of 0.8 prints as 0.8, not as the digits of its widened or rounded double.
+QString shortestText(const QVariant& value) {
+    char text[64];
+    const auto end = value.metaType().id() == QMetaType::Float
+                         ? std::to_chars(text, text + sizeof text, value.toFloat()).ptr
+                         : std::to_chars(text, text + sizeof text, value.toDouble()).ptr;
+    return QString::fromLatin1(text, end - text);
+}
+
+bool isFraction(const QVariant& value) {
+    const int type = value.metaType().id();
+    return type == QMetaType::Float || type == QMetaType::Double;
+}
+
+} // namespace
 
 void Output::line(const QString& text) {
     // One write per line, so that lines of several threads never mix.
@@ -39,6 +59,8 @@ QJsonValue Output::toJson(const QVariant& value) {
         return value.toBool();
     if (Variant::isInteger(value))
         return value.toLongLong();
+    if (isFraction(value))
+        return shortestText(value).toDouble();
     if (Variant::isNumber(value))
         return value.toDouble();
     if (Variant::isString(value))
@@ -107,6 +129,8 @@ QString Output::toText(const QVariant& value) {
     }
     if (Variant::isData(value))
         return QStringLiteral("<") + QString::fromLatin1(value.toByteArray().toBase64()) + QStringLiteral(">");
+    if (isFraction(value))
+        return shortestText(value);
     return oneLine(Variant::describe(value));
 }
 

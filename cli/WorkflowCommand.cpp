@@ -100,9 +100,11 @@ int WorkflowCommand::show(const QStringList& arguments) {
                          .arg(QString::number(++index).rightJustified(2), action->className(),
                               action->name() ? QStringLiteral("\"%1\"").arg(Output::oneLine(*action->name())) : QStringLiteral("-"),
                               action->isEnabled() ? QString() : QStringLiteral("  (disabled)")));
+        // In the action's own order, as its panel shows them.
         const QVariantMap parameters = displayedParameters(action->parameterValues());
-        for (auto it = parameters.cbegin(); it != parameters.cend(); ++it)
-            Output::line(QStringLiteral("      %1  %2").arg(it.key(), Output::toText(it.value())));
+        for (const QString& key : action->parameterKeys())
+            if (const auto it = parameters.constFind(key); it != parameters.cend())
+                Output::line(QStringLiteral("      %1  %2").arg(key, Output::toText(*it)));
     }
     Output::line(QStringLiteral("save options:"));
     Output::line(QStringLiteral("  destination         %1")
