@@ -253,12 +253,28 @@ bool AudioProcessOperation::process(VMKError* error) {
     const AudioProcessCommandInstructions& output = *m_instructions;
     const AudioProcessSource& first = m_sources.front();
 
+    // A stored workflow can hold numbers that make no file (a length of 0
+    // stretched to infinity, a group normalised over silent files, a source
+    // shortened by a balance out of range): the writer would write an empty
+    // or silent file or none at all, or would never end.
+    const auto refuse = [error](const char* reason) {
+        VMKError::set(error, AudioProcessOperationError::errorWithCode(3, QStringLiteral("Building the render"),
+                                                                       QString::fromLatin1(reason)));
+        return false;
+    };
+
     // A source with nothing to play (a snip at the very start or end of a
     // file) adds nothing to the mix: it is left out.
     std::vector<const AudioProcessSource*> playing;
-    for (const AudioProcessSource& source : m_sources)
-        if (source.instructions->length().value_or(source.length) > 0.0)
-            playing.push_back(&source);
+    for (const AudioProcessSource& source : m_sources) {
+        if (!(source.instructions->length().value_or(source.length) > 0.0))
+            continue;
+        if (!std::isfinite(source.instructions->sourceStart().value_or(0.0)))
+            return refuse("a source start is not finite");
+        if (!std::isfinite(source.instructions->location().value_or(0.0)))
+            return refuse("a source location is not finite");
+        playing.push_back(&source);
+    }
     if (playing.empty()) {
         VMKError::set(error, AudioProcessOperationError::errorWithCode(2, QStringLiteral("Building the render"),
                                                                        QStringLiteral("every source is empty")));
@@ -363,14 +379,6 @@ bool AudioProcessOperation::process(VMKError* error) {
 
     // The output: its length wins over all sources, longer or shorter.
     const double outputLength = output.length().value_or(runningLength);
-    // A stored workflow can hold numbers that make no file (a length of 0
-    // stretched to infinity, a group normalised over silent files): the
-    // writer would write an empty file or none at all, or would never end.
-    const auto refuse = [error](const char* reason) {
-        VMKError::set(error, AudioProcessOperationError::errorWithCode(3, QStringLiteral("Building the render"),
-                                                                       QString::fromLatin1(reason)));
-        return false;
-    };
     if (!std::isfinite(outputLength))
         return refuse("the output length is not finite");
     if (outputLength < 0.0)

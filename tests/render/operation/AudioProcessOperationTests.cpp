@@ -192,21 +192,27 @@ TEST(AudioProcessOperation, FailuresNameTheirCauseAndLeaveNoFile) {
 
 // Numbers a stored workflow can hold but no file can have (a length
 // stretched to infinity, a group normalised over silent files, a negative
-// length) fail the render with their reason and write nothing, where the
-// writer used to write an empty file or hang.
-TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
+// length, a source shortened by a balance out of range) fail the render with
+// their reason and write nothing, where the writer used to write an empty
+// file, a silent one or hang.
+TEST(AudioProcessOperation, NumbersThatMakeNoFileFailTheRender) {
     const double infinity = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const struct {
         std::optional<double> length;
         std::optional<double> gain;
         const char* reason;
+        std::optional<double> sourceStart = {};
+        std::optional<double> location = {};
     } cases[] = {
         {infinity, {}, "the output length is not finite"},
         {nan, {}, "the output length is not finite"},
         {-1.0, {}, "the output length is negative"},
         {{}, infinity, "the output gain is not finite"},
         {{}, nan, "the output gain is not finite"},
+        {1.0, {}, "a source start is not finite", -infinity},
+        {1.0, {}, "a source start is not finite", nan},
+        {1.0, {}, "a source location is not finite", {}, nan},
     };
     TestFolder folder;
     const AudioProcessSource source = makeSource(folder, QStringLiteral("tone.wav"), makeSines(1, 4410, 44100), 44100);
@@ -215,6 +221,8 @@ TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
         Render render(folder, {source});
         render.output->setLength(c.length);
         render.output->setGain(c.gain);
+        source.instructions->setSourceStart(c.sourceStart);
+        source.instructions->setLocation(c.location);
         VMKError error;
         EXPECT_TRUE(render.run(&error).empty());
         EXPECT_EQ(error.code(), 3);
