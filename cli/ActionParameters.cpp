@@ -137,6 +137,10 @@ bool ActionParameters::read(const Action& action, const QStringList& arguments, 
         const QVariant value =
             readTyped(type, defaultValue.typeId() == QMetaType::QStringList,
                       key == QLatin1String("destinationBookmark"), argument.mid(equals + 1), &valueError);
+        // A 32-bit parameter would keep a larger number as infinity.
+        if (valueError.isEmpty() && defaultValue.typeId() == QMetaType::Float &&
+            std::abs(value.toDouble()) > double(std::numeric_limits<float>::max()))
+            valueError = QStringLiteral("'%1' is beyond the range of a 32-bit number").arg(argument.mid(equals + 1));
         if (!valueError.isEmpty() || (!value.isValid() && type != QLatin1String("any"))) {
             *error = QStringLiteral("%1 of %2 takes %3: %4").arg(key, action.className(), type, valueError);
             return false;

@@ -35,6 +35,7 @@ TEST(WorkflowCommand, WrongEditsNameTheFaultAndChangeNothing) {
         {{"workflow", "add", "changeToFLAC", "bitDepth=-1"}, "bitDepth"},
         {{"workflow", "add", "changeToFLAC", "compression=fast"}, "compression"},
         {{"workflow", "add", "changeToFLAC", "compression=nan"}, "compression"},
+        {{"workflow", "add", "shorten", "balance=1e39"}, "balance"},  // infinite in 32 bits
         {{"workflow", "add", "SaveAction", "filenameComponents=[1]"}, "filenameComponents"},  // as save-options refuses it
         {{"workflow", "add", "changeToFLAC", "bitDepth"}, "KEY=VALUE"},
         {{"workflow", "add", "changeToFLAC", "--at", "3"}, "--at"},
