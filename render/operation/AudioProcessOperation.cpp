@@ -375,6 +375,11 @@ bool AudioProcessOperation::process(VMKError* error) {
         return refuse("the output length is not finite");
     if (outputLength < 0.0)
         return refuse("the output length is negative");
+    // The writer counts the output in frames of 64 bits: a longer output
+    // would count none.
+    const double longest = std::ldexp(1.0, 63) / outputRate;
+    if (outputLength >= longest)
+        return refuse("the output length is too long");
     if (!std::isfinite(output.gain().value_or(0.0)))
         return refuse("the output gain is not finite");
     const auto effects = addEffects(*stream, output.effectInstructions(), error);

@@ -192,8 +192,9 @@ TEST(AudioProcessOperation, FailuresNameTheirCauseAndLeaveNoFile) {
 
 // Numbers a stored workflow can hold but no file can have (a length
 // stretched to infinity, a group normalised over silent files, a negative
-// length) fail the render with their reason and write nothing, where the
-// writer used to write an empty file or hang.
+// length, a length of more frames than a count holds) fail the render with
+// their reason and write nothing, where the writer used to write an empty
+// file, fail on its labels or hang.
 TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
     const double infinity = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -205,6 +206,7 @@ TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
         {infinity, {}, "the output length is not finite"},
         {nan, {}, "the output length is not finite"},
         {-1.0, {}, "the output length is negative"},
+        {1e15, {}, "the output length is too long"},
         {{}, infinity, "the output gain is not finite"},
         {{}, nan, "the output gain is not finite"},
     };
