@@ -380,6 +380,11 @@ bool AudioProcessOperation::process(VMKError* error) {
     const double longest = std::ldexp(1.0, 63) / outputRate;
     if (outputLength >= longest)
         return refuse("the output length is too long");
+    // So does the fader its fades, and one beyond that count never ends.
+    if (output.fadeInLength().value_or(0.0) >= longest)
+        return refuse("the fade-in length is too long");
+    if (output.fadeOutLength().value_or(0.0) >= longest)
+        return refuse("the fade-out length is too long");
     if (!std::isfinite(output.gain().value_or(0.0)))
         return refuse("the output gain is not finite");
     const auto effects = addEffects(*stream, output.effectInstructions(), error);

@@ -192,9 +192,9 @@ TEST(AudioProcessOperation, FailuresNameTheirCauseAndLeaveNoFile) {
 
 // Numbers a stored workflow can hold but no file can have (a length
 // stretched to infinity, a group normalised over silent files, a negative
-// length, a length of more frames than a count holds) fail the render with
-// their reason and write nothing, where the writer used to write an empty
-// file, fail on its labels or hang.
+// length, a length or fade of more frames than a count holds) fail the render
+// with their reason and write nothing, where the writer used to write an
+// empty file or fail on its labels, and the fader never ended.
 TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
     const double infinity = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -202,6 +202,7 @@ TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
         std::optional<double> length;
         std::optional<double> gain;
         const char* reason;
+        std::optional<double> fadeIn, fadeOut;
     } cases[] = {
         {infinity, {}, "the output length is not finite"},
         {nan, {}, "the output length is not finite"},
@@ -209,6 +210,8 @@ TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
         {1e15, {}, "the output length is too long"},
         {{}, infinity, "the output gain is not finite"},
         {{}, nan, "the output gain is not finite"},
+        {{}, {}, "the fade-in length is too long", 1e20},
+        {{}, {}, "the fade-out length is too long", {}, infinity},
     };
     TestFolder folder;
     const AudioProcessSource source = makeSource(folder, QStringLiteral("tone.wav"), makeSines(1, 4410, 44100), 44100);
@@ -217,6 +220,8 @@ TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
         Render render(folder, {source});
         render.output->setLength(c.length);
         render.output->setGain(c.gain);
+        render.output->setFadeInLength(c.fadeIn);
+        render.output->setFadeOutLength(c.fadeOut);
         VMKError error;
         EXPECT_TRUE(render.run(&error).empty());
         EXPECT_EQ(error.code(), 3);
