@@ -385,7 +385,10 @@ bool AudioProcessOperation::process(VMKError* error) {
         return refuse("the fade-in length is too long");
     if (output.fadeOutLength().value_or(0.0) >= longest)
         return refuse("the fade-out length is too long");
-    if (!std::isfinite(output.gain().value_or(0.0)))
+    // The fader applies the gain as a float factor: past about +770 dB that
+    // is infinite, and silence times it is no number at all.
+    const double gain = output.gain().value_or(0.0);
+    if (!std::isfinite(gain) || !std::isfinite(std::pow(10.0f, float(gain) / 20.0f)))
         return refuse("the output gain is not finite");
     const auto effects = addEffects(*stream, output.effectInstructions(), error);
     if (!effects)

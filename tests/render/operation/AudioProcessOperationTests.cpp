@@ -191,10 +191,11 @@ TEST(AudioProcessOperation, FailuresNameTheirCauseAndLeaveNoFile) {
 }
 
 // Numbers a stored workflow can hold but no file can have (a length
-// stretched to infinity, a group normalised over silent files, a negative
-// length, a length or fade of more frames than a count holds) fail the render
-// with their reason and write nothing, where the writer used to write an
-// empty file or fail on its labels, and the fader never ended.
+// stretched to infinity, a group normalised over silent files or to a level
+// beyond any float factor, a negative length, a length or fade of more frames
+// than a count holds) fail the render with their reason and write nothing,
+// where the writer used to write an empty file, a square wave or none, and
+// the fader never ended.
 TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
     const double infinity = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -210,6 +211,7 @@ TEST(AudioProcessOperation, AnOutputLengthOrGainThatMakesNoFileFailsTheRender) {
         {1e15, {}, "the output length is too long"},
         {{}, infinity, "the output gain is not finite"},
         {{}, nan, "the output gain is not finite"},
+        {{}, 1e30, "the output gain is not finite"},
         {{}, {}, "the fade-in length is too long", 1e20},
         {{}, {}, "the fade-out length is too long", {}, infinity},
     };
