@@ -383,7 +383,20 @@ bool AudioProcessOperation::process(VMKError* error) {
         return refuse("the output length is not finite");
     if (outputLength < 0.0)
         return refuse("the output length is negative");
-    if (!std::isfinite(output.gain().value_or(0.0)))
+    // The writer counts the output in frames of 64 bits: a longer output
+    // would count none.
+    const double longest = std::ldexp(1.0, 63) / outputRate;
+    if (outputLength >= longest)
+        return refuse("the output length is too long");
+    // So does the fader its fades, and one beyond that count never ends.
+    if (output.fadeInLength().value_or(0.0) >= longest)
+        return refuse("the fade-in length is too long");
+    if (output.fadeOutLength().value_or(0.0) >= longest)
+        return refuse("the fade-out length is too long");
+    // The fader applies the gain as a float factor: past about +770 dB that
+    // is infinite, and silence times it is no number at all.
+    const double gain = output.gain().value_or(0.0);
+    if (!std::isfinite(gain) || !std::isfinite(std::pow(10.0f, float(gain) / 20.0f)))
         return refuse("the output gain is not finite");
     const auto effects = addEffects(*stream, output.effectInstructions(), error);
     if (!effects)

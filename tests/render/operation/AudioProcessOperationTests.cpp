@@ -191,10 +191,12 @@ TEST(AudioProcessOperation, FailuresNameTheirCauseAndLeaveNoFile) {
 }
 
 // Numbers a stored workflow can hold but no file can have (a length
-// stretched to infinity, a group normalised over silent files, a negative
-// length, a source shortened by a balance out of range) fail the render with
-// their reason and write nothing, where the writer used to write an empty
-// file, a silent one or hang.
+// stretched to infinity, a group normalised over silent files or to a level
+// beyond any float factor, a negative length, a length or fade of more frames
+// than a count holds, a source shortened by a balance out of range) fail the
+// render with their reason and write nothing, where the writer used to write
+// an empty file, a silent one, a square wave or none, and the fader never
+// ended.
 TEST(AudioProcessOperation, NumbersThatMakeNoFileFailTheRender) {
     const double infinity = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -202,17 +204,21 @@ TEST(AudioProcessOperation, NumbersThatMakeNoFileFailTheRender) {
         std::optional<double> length;
         std::optional<double> gain;
         const char* reason;
-        std::optional<double> sourceStart = {};
-        std::optional<double> location = {};
+        std::optional<double> fadeIn = {}, fadeOut = {};
+        std::optional<double> sourceStart = {}, location = {};
     } cases[] = {
         {infinity, {}, "the output length is not finite"},
         {nan, {}, "the output length is not finite"},
         {-1.0, {}, "the output length is negative"},
+        {1e15, {}, "the output length is too long"},
         {{}, infinity, "the output gain is not finite"},
         {{}, nan, "the output gain is not finite"},
-        {1.0, {}, "a source start is not finite", -infinity},
-        {1.0, {}, "a source start is not finite", nan},
-        {1.0, {}, "a source location is not finite", {}, nan},
+        {{}, 1e30, "the output gain is not finite"},
+        {{}, {}, "the fade-in length is too long", 1e20},
+        {{}, {}, "the fade-out length is too long", {}, infinity},
+        {1.0, {}, "a source start is not finite", {}, {}, -infinity},
+        {1.0, {}, "a source start is not finite", {}, {}, nan},
+        {1.0, {}, "a source location is not finite", {}, {}, {}, nan},
     };
     TestFolder folder;
     const AudioProcessSource source = makeSource(folder, QStringLiteral("tone.wav"), makeSines(1, 4410, 44100), 44100);
@@ -221,6 +227,8 @@ TEST(AudioProcessOperation, NumbersThatMakeNoFileFailTheRender) {
         Render render(folder, {source});
         render.output->setLength(c.length);
         render.output->setGain(c.gain);
+        render.output->setFadeInLength(c.fadeIn);
+        render.output->setFadeOutLength(c.fadeOut);
         source.instructions->setSourceStart(c.sourceStart);
         source.instructions->setLocation(c.location);
         VMKError error;
