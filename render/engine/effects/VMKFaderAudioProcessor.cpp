@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace ondrel {
 
@@ -75,7 +76,17 @@ bool VMKFaderAudioProcessor::uninitialize(VMKError*) {
 namespace {
 // The first frame whose time (frame / rate) is at or after `time`.
 int64_t firstFrameAtOrAfter(double time, double rate) {
-    auto frame = int64_t(std::ceil(time * rate));
+    // Past 2^52 frames a double no longer tells neighbouring frames apart (the
+    // search below would never end), and such times lie outside any render:
+    // they answer a frame far beyond its end, or far before its start. No
+    // number at all starts nothing.
+    constexpr double kExact = 4503599627370496.0;  // 2^52
+    const double frames = time * rate;
+    if (std::isnan(frames) || frames >= kExact)
+        return std::numeric_limits<int64_t>::max() / 2;
+    if (frames <= -kExact)
+        return std::numeric_limits<int64_t>::min() / 2;
+    auto frame = int64_t(std::ceil(frames));
     while (double(frame - 1) / rate >= time)
         --frame;
     while (double(frame) / rate < time)

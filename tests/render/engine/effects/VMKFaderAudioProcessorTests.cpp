@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 namespace ondrel {
 
 namespace {
@@ -93,6 +96,30 @@ TEST(VMKFaderAudioProcessor, OnlyEnabledScalarAutomationsActAndOverlapsMultiply)
     gain->setLength(0.0);  // an empty stretch covers nothing
     for (float value : run(fader, 8, 50))
         ASSERT_EQ(value, 1.0f);
+}
+
+// Stretches beyond any frame count (a fade from a stored workflow's 1e20 s,
+// one ending at infinity, one starting far before the file or at no number)
+// used to turn the search for their first frame into an endless loop.
+TEST(VMKFaderAudioProcessor, StretchesBeyondAnyFrameCountEndAndCoverWhatTheyReach) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const struct {
+        double location, length;
+        float expected;  // the gain over the 50 frames rendered
+    } cases[] = {
+        {1e20, 1.0, 1.0f},
+        {0.0, 1e20, 0.5f},
+        {0.0, infinity, 0.5f},
+        {-1e20, 2e20, 0.5f},
+        {std::nan(""), 1.0, 1.0f},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.location << " for " << c.length);
+        VMKFaderAudioProcessor fader;
+        fader.insertObjectInAutomationsAtIndex(ramp(c.location, c.length, 0.5f, 0.5f), 0);
+        for (float value : run(fader, 16, 50))
+            ASSERT_EQ(value, c.expected);
+    }
 }
 
 TEST(VMKFaderAudioProcessor, AnAutomationMapsThroughItsValueMap) {
