@@ -112,13 +112,18 @@ void VMKFaderAudioProcessor::applyGain(VMKAudioBufferList& destination, int64_t 
             if (end <= first)
                 continue;
             if (!automated) {
-                std::fill_n(m_gains.begin(), frames, 1.0f);
                 std::fill_n(m_automated.begin(), frames, uint8_t(0));
                 automated = true;
             }
+            // Each stretch drives the scalar itself. Where several overlap
+            // (a fade-in and a fade-out meeting on a short file, each ramping
+            // to the gain) they combine by their ratios to the scalar, so the
+            // gain counts once.
+            const float inverse = scalar != 0.0f ? 1.0f / scalar : 1.0f;
             for (int64_t frame = first; frame < end; ++frame) {
                 const size_t i = size_t(frame - sampleTime);
-                m_gains[i] *= automation->valueAtTime(double(frame) / m_sampleRate);
+                const float value = automation->valueAtTime(double(frame) / m_sampleRate);
+                m_gains[i] = m_automated[i] ? m_gains[i] * (value * inverse) : value;
                 m_automated[i] = 1;
             }
         }

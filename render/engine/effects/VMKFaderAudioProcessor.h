@@ -13,9 +13,10 @@ namespace ondrel {
 // Multiplies its input by a gain. The fader's own gain is `scalar` (linear;
 // `gain` is the same in decibels). Enabled automations with the parameter key
 // "scalar" drive the gain, sample by sample, over their stretch of stream time
-// (the sample time of the pull over the output's rate): where one or more
-// cover a frame, the gain is the product of their values; elsewhere it is the
-// fader's scalar. Gain and scalar may change while the stream runs;
+// (the sample time of the pull over the output's rate): where one covers a
+// frame, the gain is its value; where several do, the scalar times the
+// product of their ratios to it (two fades that each ramp to the scalar
+// apply it once); elsewhere it is the fader's scalar. Gain and scalar may change while the stream runs;
 // automations are inserted and removed between runs (their values may change
 // at any time).
 class VMKFaderAudioProcessor : public VMKAudioProcessor {

@@ -98,6 +98,22 @@ TEST(VMKFaderAudioProcessor, OnlyEnabledScalarAutomationsActAndOverlapsMultiply)
         ASSERT_EQ(value, 1.0f);
 }
 
+// A fade-in and a fade-out that meet on a short file each ramp up to the
+// fader's gain; where they overlap the gain counts once (it used to be
+// squared: +6 dB became +12 dB and clipped).
+TEST(VMKFaderAudioProcessor, OverlappingFadesCarryTheGainOnce) {
+    VMKFaderAudioProcessor fader;
+    fader.setScalar(2.0f);
+    fader.insertAutomations({ramp(0.0, 0.030, 0.0f, 2.0f), ramp(0.010, 0.030, 2.0f, 0.0f)}, IndexSet::range(0, 2));
+    const auto out = run(fader, 16, 50);
+    for (int64_t f = 0; f < 50; ++f) {
+        const double in = f < 30 ? double(f) / 30.0 : 1.0;
+        const double outFade = f < 10 ? 1.0 : f < 40 ? 1.0 - double(f - 10) / 30.0 : 1.0;
+        const double expected = f < 40 ? 2.0 * in * outFade : 2.0;
+        ASSERT_NEAR(out[size_t(f)], expected, 1e-6) << "frame " << f;
+    }
+}
+
 // Stretches beyond any frame count (a fade from a stored workflow's 1e20 s,
 // one ending at infinity, one starting far before the file or at no number)
 // used to turn the search for their first frame into an endless loop.
