@@ -2,6 +2,8 @@
 #include "tests/support/cli/CommandLineRunner.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 #include <QtCore/QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -30,12 +32,6 @@ double peakDb(const std::vector<float>& samples) {
     return 20.0 * std::log10(double(peak));
 }
 
-double crossingsPerSecond(const std::vector<float>& samples) {
-    int crossings = 0;
-    for (size_t i = 1; i < samples.size(); ++i)
-        crossings += (samples[i - 1] < 0.0f) != (samples[i] < 0.0f) ? 1 : 0;
-    return crossings * 48000.0 / double(samples.size());
-}
 
 // Integrated loudness as FFmpeg's EBU R128 filter measures it, a mono file
 // counting as dual mono as the catalog's meter counts it.
@@ -77,6 +73,16 @@ protected:
         return result.exitCode == 0 ? folder : QString();
     }
 
+    // The note the catalog's pitch detector hears in a file (a MIDI number), once
+    // the file is added and measured; absent when it can't be read.
+    std::optional<int> detectedSemitone(const QString& path) {
+        if (runOndrel(m_home.path(), {"add", path}).exitCode != 0)
+            return {};
+        const CommandResult shown = runOndrel(m_home.path(), {"--json", "show", path});
+        const QJsonValue value = QJsonDocument::fromJson(shown.out.toUtf8()).object().value("detectedSemitone");
+        return value.isDouble() ? std::optional<int>(value.toInt()) : std::nullopt;
+    }
+
     TemporaryHome m_home;
     std::vector<float> m_tone;
     int m_outputs = 0;
@@ -89,16 +95,19 @@ protected:
 // midpoint half way (0.5 x the Bezier of the shape's points at x = 0.5), a
 // peak normalise brings the -6 dBFS tone to 0 dBFS, a loudness normalise to
 // -23 LUFS, repeat 3 of 4 s is 12 s to the frame, reverse is the source back
-// to front, and a length change that keeps the pitch keeps the tone's
-// crossings. Catches fades placed or shaped wrongly, the loudness scale off by
-// 23, copies that overlap or leave gaps, and the pitch following the rate.
+// to front, and a length change that keeps the pitch keeps the tone's note
+// as the catalog's pitch detector hears it (one that doesn't moves it a
+// fifth up). Catches fades placed or shaped wrongly, the loudness scale off
+// by 23, copies that overlap or leave gaps, and the pitch following the rate
+// when it shouldn't or not when it should.
 TEST_F(LevelRender, LevelAndLengthActionsShapeTheSamples) {
     const struct Row {
         QList<QStringList> actions;
         const char* source;
         qint64 frames;                        // -1: not looked at
         std::vector<std::pair<double, float>> probes;  // seconds, value (within 0.002; 0 exactly)
-        std::optional<double> peakDb, lufs, crossings;
+        std::optional<double> peakDb, lufs;
+        std::optional<int> semitone;  // as the pitch detector hears it
         bool reversed;
     } rows[] = {
         {{{"fadeInFor", "value=1", "units=seconds", "curve=linear"},
@@ -120,8 +129,10 @@ TEST_F(LevelRender, LevelAndLengthActionsShapeTheSamples) {
         {{{"normalize", "level=-23", "measurementType=programLoudness"}}, "tone.wav", 192000, {}, {}, -23.0, {}, false},
         {{{"repeat", "count=3"}}, "tone.wav", 576000, {}, {}, {}, {}, false},
         {{{"reverse"}}, "tone.wav", 192000, {}, {}, {}, {}, true},
-        // 6 s on the 4 s file: a rate of 1.5 and 4 / 1.5 s out, at 440 Hz still.
-        {{{"changeLength", "length=6", "retainPitch=on"}}, "tone.wav", 128000, {}, {}, {}, 880.0, false},
+        // 6 s on the 4 s file: a rate of 1.5 and 4 / 1.5 s out, at 440 Hz (A4)
+        // still, or a fifth up (E5) when the pitch follows the rate.
+        {{{"changeLength", "length=6", "retainPitch=on"}}, "tone.wav", 128000, {}, {}, {}, 69, false},
+        {{{"changeLength", "length=6", "retainPitch=off"}}, "tone.wav", 128000, {}, {}, {}, 76, false},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.actions.first().join(' ').toStdString());
@@ -149,8 +160,8 @@ TEST_F(LevelRender, LevelAndLengthActionsShapeTheSamples) {
             ASSERT_TRUE(measured);
             EXPECT_NEAR(*measured, *row.lufs, 0.2);
         }
-        if (row.crossings) {
-            EXPECT_NEAR(crossingsPerSecond(samples), *row.crossings, *row.crossings * 0.02);
+        if (row.semitone) {
+            EXPECT_EQ(detectedSemitone(path), row.semitone);
         }
         if (row.reversed) {
             ASSERT_EQ(samples.size(), m_tone.size());
