@@ -2,6 +2,7 @@
 
 #include "core/storage/PropertyList.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -10,6 +11,7 @@
 
 #include <cmath>
 #include <limits>
+#include <mutex>
 
 namespace ondrel {
 
@@ -57,6 +59,13 @@ const ClassInfo& UserDefaults::staticClassInfo() {
 // MARK: - The shared instance
 
 std::shared_ptr<UserDefaults> UserDefaults::standardUserDefaults() {
+    // The shared instance writes what is left, and its writer thread ends,
+    // while the application object is still there: left to the end of the
+    // process, a last write would run among Qt's own statics being torn down
+    // (and after a test's home is gone), and a failure's message, which
+    // reads Qt's locale, crashed.
+    static std::once_flag atQuit;
+    std::call_once(atQuit, [] { qAddPostRoutine(&UserDefaults::resetStandardUserDefaults); });
     std::lock_guard lock(sharedMutex());
     std::shared_ptr<UserDefaults>& instance = sharedInstance();
     if (!instance)
