@@ -118,12 +118,13 @@ void VMKFaderAudioProcessor::applyGain(VMKAudioBufferList& destination, int64_t 
             // Each stretch drives the scalar itself. Where several overlap
             // (a fade-in and a fade-out meeting on a short file, each ramping
             // to the gain) they combine by their ratios to the scalar, so the
-            // gain counts once.
-            const float inverse = scalar != 0.0f ? 1.0f / scalar : 1.0f;
+            // gain counts once. In doubles: the inverse of a gain below
+            // about -770 dB is no float.
+            const double divisor = scalar != 0.0f ? double(scalar) : 1.0;
             for (int64_t frame = first; frame < end; ++frame) {
                 const size_t i = size_t(frame - sampleTime);
                 const float value = automation->valueAtTime(double(frame) / m_sampleRate);
-                m_gains[i] = m_automated[i] ? m_gains[i] * (value * inverse) : value;
+                m_gains[i] = m_automated[i] ? float(double(m_gains[i]) * double(value) / divisor) : value;
                 m_automated[i] = 1;
             }
         }

@@ -100,17 +100,26 @@ TEST(VMKFaderAudioProcessor, OnlyEnabledScalarAutomationsActAndOverlapsMultiply)
 
 // A fade-in and a fade-out that meet on a short file each ramp up to the
 // fader's gain; where they overlap the gain counts once (it used to be
-// squared: +6 dB became +12 dB and clipped).
+// squared: +6 dB became +12 dB and clipped). A gain too small for its
+// inverse to be a float (-780 dB) made the overlap infinite or not a number.
 TEST(VMKFaderAudioProcessor, OverlappingFadesCarryTheGainOnce) {
-    VMKFaderAudioProcessor fader;
-    fader.setScalar(2.0f);
-    fader.insertAutomations({ramp(0.0, 0.030, 0.0f, 2.0f), ramp(0.010, 0.030, 2.0f, 0.0f)}, IndexSet::range(0, 2));
-    const auto out = run(fader, 16, 50);
-    for (int64_t f = 0; f < 50; ++f) {
-        const double in = f < 30 ? double(f) / 30.0 : 1.0;
-        const double outFade = f < 10 ? 1.0 : f < 40 ? 1.0 - double(f - 10) / 30.0 : 1.0;
-        const double expected = f < 40 ? 2.0 * in * outFade : 2.0;
-        ASSERT_NEAR(out[size_t(f)], expected, 1e-6) << "frame " << f;
+    const struct {
+        float scalar;
+        double tolerance;
+    } cases[] = {{2.0f, 1e-6}, {1e-39f, 1e-44}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "scalar " << c.scalar);
+        VMKFaderAudioProcessor fader;
+        fader.setScalar(c.scalar);
+        fader.insertAutomations({ramp(0.0, 0.030, 0.0f, c.scalar), ramp(0.010, 0.030, c.scalar, 0.0f)},
+                                IndexSet::range(0, 2));
+        const auto out = run(fader, 16, 50);
+        for (int64_t f = 0; f < 50; ++f) {
+            const double in = f < 30 ? double(f) / 30.0 : 1.0;
+            const double outFade = f < 10 ? 1.0 : f < 40 ? 1.0 - double(f - 10) / 30.0 : 1.0;
+            const double expected = double(c.scalar) * (f < 40 ? in * outFade : 1.0);
+            ASSERT_NEAR(out[size_t(f)], expected, c.tolerance) << "frame " << f;
+        }
     }
 }
 
