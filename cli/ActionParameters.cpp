@@ -137,9 +137,13 @@ bool ActionParameters::read(const Action& action, const QStringList& arguments, 
         const QVariant value =
             readTyped(type, defaultValue.typeId() == QMetaType::QStringList,
                       key == QLatin1String("destinationBookmark"), argument.mid(equals + 1), &valueError);
-        // A 32-bit parameter would keep a larger number as infinity.
+        // A 32-bit parameter would keep a larger number as infinity: one from
+        // halfway between its largest value and the next power of two on
+        // (below that, the number rounds to the largest value, which is how
+        // workflow show prints it).
+        constexpr double kFloatOverflow = 0x1.ffffffp+127;
         if (valueError.isEmpty() && defaultValue.typeId() == QMetaType::Float &&
-            std::abs(value.toDouble()) > double(std::numeric_limits<float>::max()))
+            std::abs(value.toDouble()) >= kFloatOverflow)
             valueError = QStringLiteral("'%1' is beyond the range of a 32-bit number").arg(argument.mid(equals + 1));
         if (!valueError.isEmpty() || (!value.isValid() && type != QLatin1String("any"))) {
             *error = QStringLiteral("%1 of %2 takes %3: %4").arg(key, action.className(), type, valueError);

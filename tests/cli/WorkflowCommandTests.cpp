@@ -57,6 +57,19 @@ TEST(WorkflowCommand, WrongEditsNameTheFaultAndChangeNothing) {
     }
 }
 
+// The largest 32-bit number, as workflow show prints it, reads back: it lies
+// above the float's maximum as a double, but rounds to it, not to infinity.
+TEST(WorkflowCommand, TheLargest32BitValueAsShownIsTakenBack) {
+    TemporaryHome home;
+    for (const QString value : {"3.4028235e+38", "-3.4028235e+38"}) {
+        const CommandResult added = runOndrel(home.path(), {"workflow", "add", "shorten", "balance=" + value});
+        ASSERT_EQ(added.exitCode, 0) << added.err.toStdString();
+    }
+    const QString shown = runOndrel(home.path(), {"workflow", "show"}).out;
+    EXPECT_TRUE(shown.contains("balance  3.4028235e+38") && shown.contains("balance  -3.4028235e+38"))
+        << shown.toStdString();
+}
+
 // The script text of a run over a real catalog, line by line: the group's
 // line with the actions' names, four lines per output naming the entity
 // within its group, the instructions the actions wrote, the folder and the
