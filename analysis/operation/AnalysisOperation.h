@@ -29,7 +29,7 @@ class AnalysisOperation : public Operation {
     ONDREL_OBJECT(AnalysisOperation, Operation)
 
 public:
-    // Whether "LUMeter" measures the true peak; registered as true.
+    // Whether "LUMeter" measures the true peak; registered as false.
     static const QString EnableTruePeakKey;  // "AnalysisEnableTruePeak"
     static constexpr bool kEnableTruePeakDefault = false;
     // Registers the default of EnableTruePeakKey. Safe to call again.
