@@ -39,10 +39,12 @@ VMKAudioStream::~VMKAudioStream() {
 void VMKAudioStream::addProcessorsObject(const std::shared_ptr<VMKAudioProcessor>& processor) {
     if (!processor)
         return;
-    if (auto owner = processor->stream(); owner && owner.get() != this)
-        owner->removeProcessorsObject(processor);
-    if (std::find(m_processors.begin(), m_processors.end(), processor) != m_processors.end())
+    // A processor's stream is the one that holds it: the check costs nothing
+    // in a graph of many thousand processors.
+    if (auto owner = processor->stream(); owner.get() == this)
         return;
+    else if (owner)
+        owner->removeProcessorsObject(processor);
     m_processors.push_back(processor);
     processor->m_stream = std::static_pointer_cast<VMKAudioStream>(weak_from_this().lock());
 }
@@ -62,7 +64,7 @@ void VMKAudioStream::removeProcessorsObject(const std::shared_ptr<VMKAudioProces
     if (processor->outputBus()->connection())
         touched.push_back(processor->outputBus()->connection());
     for (const auto& connection : touched) {
-        if (std::find(m_connections.begin(), m_connections.end(), connection) != m_connections.end()) {
+        if (m_connectionSet.count(connection.get())) {
             removeConnectionsObject(connection);
         } else {
             if (connection->inputBus())
@@ -85,13 +87,12 @@ std::shared_ptr<VMKAudioProcessor> VMKAudioStream::processorWithIdentifier(const
 // MARK: Connections
 
 void VMKAudioStream::addConnectionsObject(const std::shared_ptr<VMKAudioConnection>& connection) {
-    if (connection && std::find(m_connections.begin(), m_connections.end(), connection) == m_connections.end())
+    if (connection && m_connectionSet.insert(connection.get()).second)
         m_connections.push_back(connection);
 }
 
 void VMKAudioStream::removeConnectionsObject(const std::shared_ptr<VMKAudioConnection>& connection) {
-    auto it = std::find(m_connections.begin(), m_connections.end(), connection);
-    if (it == m_connections.end())
+    if (!connection || !m_connectionSet.count(connection.get()))
         return;
     const std::shared_ptr<VMKAudioConnection> keep = connection;  // alive while its ends let go
     if (keep->inputBus())
@@ -99,6 +100,7 @@ void VMKAudioStream::removeConnectionsObject(const std::shared_ptr<VMKAudioConne
     if (keep->outputBus())
         keep->outputBus()->attach(nullptr);
     m_connections.erase(std::find(m_connections.begin(), m_connections.end(), keep));
+    m_connectionSet.erase(keep.get());
 }
 
 void VMKAudioStream::connectOutputBus(VMKAudioBus* bus, const std::shared_ptr<VMKAudioConnection>& connection) {

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <memory>
+#include <unordered_set>
 #include <vector>
 
 namespace ondrel {
@@ -115,6 +116,7 @@ private:
 
     std::vector<std::shared_ptr<VMKAudioProcessor>> m_processors;
     std::vector<std::shared_ptr<VMKAudioConnection>> m_connections;
+    std::unordered_set<const VMKAudioConnection*> m_connectionSet;  // those of m_connections
     std::vector<FormatSnapshot> m_snapshot;
     std::vector<VMKAudioProcessor*> m_order;  // upstream-first, while initialized
     VMKAudioProcessor* m_head = nullptr;
