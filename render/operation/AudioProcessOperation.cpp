@@ -33,6 +33,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 namespace ondrel {
 
@@ -290,6 +291,7 @@ bool AudioProcessOperation::process(VMKError* error) {
     const bool resample = output.resample().value_or(true);
     const uint32_t outputChannels = uint32_t(output.numberOfChannels().value_or(qint64(first.channels)));
     double runningLength = 0.0;
+    std::unordered_map<QString, std::shared_ptr<VMKAudioFileReader>> readers;
 
     for (size_t i = 0; i < playing.size(); ++i) {
         const AudioProcessSource& source = *playing[i];
@@ -302,7 +304,11 @@ bool AudioProcessOperation::process(VMKError* error) {
             return false;
         uint32_t c = 0;
         for (size_t k = 0; k < source.URLs.size(); ++k) {
-            auto reader = VMKAudioFileReader::initWithURL(source.URLs[k], error);
+            // Sources of one file share its reader: it reads at any frame,
+            // and a file repeated a thousand times is opened once.
+            std::shared_ptr<VMKAudioFileReader>& reader = readers[source.URLs[k].path()];
+            if (!reader)
+                reader = VMKAudioFileReader::initWithURL(source.URLs[k], error);
             if (!reader)
                 return false;
             if (!VMKRouterAudioProcessor::addFileAtChannels(*stream, reader, c, channels, *fileMixer, k, error))
@@ -364,6 +370,11 @@ bool AudioProcessOperation::process(VMKError* error) {
             return false;
         toMix->setNumberOfChannels(channels);
         toMix->setSampleRate(outputRate);
+        // With no effects the fader alone lies between conductor and mix, and
+        // it keeps nothing from block to block: the mix may skip the source
+        // where it is silent.
+        if (effects->empty())
+            mix->setConductorOfInputBus(i, conductor);
 
         const auto ties = in.sourceTieInstructions();
         if (!ties.empty()) {

@@ -1,6 +1,8 @@
 #include "render/processors/AudioProcessMixerAudioProcessor.h"
 
 #include <algorithm>
+#include <limits>
+#include <map>
 
 namespace ondrel {
 
@@ -24,6 +26,15 @@ const ClassInfo& AudioProcessMixerAudioProcessor::staticClassInfo() {
 AudioProcessMixerAudioProcessor::AudioProcessMixerAudioProcessor() = default;
 
 AudioProcessMixerAudioProcessor::~AudioProcessMixerAudioProcessor() = default;
+
+void AudioProcessMixerAudioProcessor::setConductorOfInputBus(
+    uint64_t busIndex, std::shared_ptr<const AudioProcessSourceConductor> conductor) {
+    Q_ASSERT(busIndex < numberOfInputBuses());
+    Q_ASSERT(!isInitialized());
+    if (m_conductors.size() <= busIndex)
+        m_conductors.resize(busIndex + 1);
+    m_conductors[busIndex] = std::move(conductor);
+}
 
 bool AudioProcessMixerAudioProcessor::proposeOutputFormat(VMKAudioConnection& output, VMKError* error) {
     // The mix runs at the first source's rate and, unless the graph's builder
@@ -60,6 +71,7 @@ bool AudioProcessMixerAudioProcessor::initializeForRender(VMKError* error) {
     Q_ASSERT(output);
     m_buffers.clear();
     m_busTies.assign(inputBuses().size(), {});
+    std::map<uint32_t, std::shared_ptr<VMKAudioBufferList>> byChannels;
     for (const auto& bus : inputBuses()) {
         VMKAudioConnection* input = bus->connection().get();
         Q_ASSERT(input);  // the stream refuses loose buses
@@ -67,14 +79,19 @@ bool AudioProcessMixerAudioProcessor::initializeForRender(VMKError* error) {
         // count stays its own.
         input->setSampleRate(output->sampleRate());
         input->setMaxFrames(output->maxFrames());
-        auto buffer = VMKAudioBufferList::initWithChannels(input->numberOfChannels(), output->maxFrames(), error);
+        std::shared_ptr<VMKAudioBufferList>& buffer = byChannels[input->numberOfChannels()];
+        if (!buffer)
+            buffer = VMKAudioBufferList::initWithChannels(input->numberOfChannels(), output->maxFrames(), error);
         if (!buffer) {
             m_buffers.clear();
             m_busTies.clear();
             return false;
         }
-        m_buffers.push_back(std::move(buffer));
+        m_buffers.push_back(buffer);
     }
+    // The conductors lie upstream and are initialized after the mix: their
+    // frames are read at the first render.
+    m_audible.clear();
     // The ties that can be heard, by bus; one that names a bus or channel
     // that isn't there is passed over.
     for (const AudioProcessMixerTie& tie : m_ties) {
@@ -98,7 +115,17 @@ bool AudioProcessMixerAudioProcessor::initializeForRender(VMKError* error) {
 bool AudioProcessMixerAudioProcessor::uninitialize(VMKError*) {
     m_buffers.clear();
     m_busTies.clear();
+    m_audible.clear();
     return true;
+}
+
+void AudioProcessMixerAudioProcessor::readAudibleFrames() {
+    m_audible.assign(inputBuses().size(), {std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()});
+    for (size_t i = 0; i < m_conductors.size() && i < m_audible.size(); ++i)
+        if (const auto& conductor = m_conductors[i]) {
+            Q_ASSERT(conductor->isInitialized());
+            m_audible[i] = {conductor->startFrame(), conductor->endFrame()};
+        }
 }
 
 bool AudioProcessMixerAudioProcessor::render(VMKAudioBufferList& destination, VMKAudioBus&,
@@ -106,11 +133,18 @@ bool AudioProcessMixerAudioProcessor::render(VMKAudioBufferList& destination, VM
     destination.clear();
     const int64_t frames = destination.frames();
     const auto& buses = inputBuses();
+    if (m_audible.size() != buses.size())
+        readAudibleFrames();
     // Buffers and ties are made by initializeForRender; the buses can't
     // change while the stream is initialized.
     Q_ASSERT(m_buffers.size() == buses.size());
+    const int64_t t = info.sampleTime();
     bool ok = true;
     for (size_t i = 0; i < buses.size() && i < m_buffers.size(); ++i) {
+        // A source silent in this block is left alone: the conductor would
+        // render silence, and nothing after it keeps state.
+        if (std::min(t + frames, m_audible[i].end) <= std::max(t, m_audible[i].start))
+            continue;
         VMKAudioBufferList& source = *m_buffers[i];
         // All sources are pulled with the mix's own info: they share its sample time.
         if (!source.setFrames(frames) || !buses[i]->render(source, info)) {

@@ -2,6 +2,7 @@
 
 #include "render/engine/graph/VMKAudioProcessor.h"
 #include "render/processors/AudioProcessMixerTie.h"
+#include "render/processors/AudioProcessSourceConductor.h"
 
 #include <memory>
 #include <unordered_set>
@@ -33,6 +34,14 @@ public:
     void addTiesObject(const AudioProcessMixerTie& tie) { m_ties.insert(tie); }
     void removeTiesObject(const AudioProcessMixerTie& tie) { m_ties.erase(tie); }
 
+    // Lets the mix leave input bus `busIndex` unpulled in every block where
+    // `conductor` plays nothing. Only for a bus whose chain from the
+    // conductor to the mix keeps no state from block to block (a fader, no
+    // effects): the render stays the same sample for sample, and a timeline
+    // of many short sources costs what its audible ones cost. Set before the
+    // stream is initialized; `conductor` must feed that bus.
+    void setConductorOfInputBus(uint64_t busIndex, std::shared_ptr<const AudioProcessSourceConductor> conductor);
+
     bool proposeOutputFormat(VMKAudioConnection& output, VMKError* error = nullptr) override;
     bool checkFormat(VMKError* error = nullptr) const override;
     bool initializeForRender(VMKError* error = nullptr) override;
@@ -40,6 +49,8 @@ public:
     bool render(VMKAudioBufferList& destination, VMKAudioBus& bus, const VMKAudioStreamRenderInfo& info) override;
 
 private:
+    void readAudibleFrames();
+
     struct BusTie {
         uint32_t inputChannel;
         uint32_t outputChannel;
@@ -47,8 +58,18 @@ private:
     };
 
     Ties m_ties;
+    // By input bus; null where every block is pulled.
+    std::vector<std::shared_ptr<const AudioProcessSourceConductor>> m_conductors;
+    // Read at the first render, by input bus: the mix frames outside which
+    // the bus is not pulled (all frames for a bus with no conductor).
+    struct AudibleFrames {
+        int64_t start;
+        int64_t end;
+    };
+    std::vector<AudibleFrames> m_audible;
     // Made by initializeForRender: per input bus, a scratch buffer and the
-    // ties that apply to it.
+    // ties that apply to it. The buses are pulled one after the other, so
+    // buses with the same channel count share one buffer.
     std::vector<std::shared_ptr<VMKAudioBufferList>> m_buffers;
     std::vector<std::vector<BusTie>> m_busTies;
 };

@@ -83,10 +83,10 @@ bool AudioProcessSourceConductor::render(VMKAudioBufferList& destination, VMKAud
     destination.clear();
     const int64_t t = info.sampleTime();
     const int64_t frames = destination.frames();
+    if (!playsWithin(t, frames) || !m_buffer)
+        return true;
     const int64_t from = std::max(t, m_startFrame);
     const int64_t to = std::min(t + frames, m_endFrame);
-    if (to <= from || !m_buffer)
-        return true;
 
     VMKAudioBufferList& scratch = *m_buffer;
     scratch.setFrames(to - from);

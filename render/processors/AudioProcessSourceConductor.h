@@ -2,6 +2,7 @@
 
 #include "render/engine/graph/VMKAudioProcessor.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace ondrel {
@@ -34,6 +35,13 @@ public:
     int64_t startFrame() const { return m_startFrame; }
     int64_t endFrame() const { return m_endFrame; }
     int64_t sourceStartFrame() const { return m_sourceStartFrame; }
+
+    // Whether some frame of the block of `frames` frames at mix sample time
+    // `sampleTime` lies in [startFrame, endFrame): outside it the conductor
+    // renders silence and pulls nothing. Meaningful once initialized.
+    bool playsWithin(int64_t sampleTime, int64_t frames) const {
+        return std::min(sampleTime + frames, m_endFrame) > std::max(sampleTime, m_startFrame);
+    }
 
     bool proposeOutputFormat(VMKAudioConnection& output, VMKError* error = nullptr) override;
     bool checkFormat(VMKError* error = nullptr) const override;

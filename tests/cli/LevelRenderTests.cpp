@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <cmath>
 #include <optional>
 
@@ -197,6 +199,35 @@ TEST_F(LevelRender, ALengthOfZeroFailsItsRenderAndTheOtherRenders) {
     EXPECT_TRUE((run.out + run.err).contains("the output length is not finite")) << run.out.toStdString();
     EXPECT_EQ(namesIn(m_home.filePath("out1")), QStringList());
     EXPECT_EQ(soxInfo(before + "/tone.wav").frames, 192000);
+}
+
+// A repeat of hundreds of copies of a short noise file, under a limit of
+// open files far below the count: the output is the source tiled, sample for
+// sample. Catches a render that opens the file once per copy (and fails
+// with too many open files), and a mix that skips a source in a block where
+// it plays a single frame (1,000-frame copies end inside the 4,096-frame
+// blocks).
+TEST_F(LevelRender, HundredsOfCopiesOpenTheFileOnceAndTileIt) {
+    ASSERT_EQ(runTool("sox", {"-n", "-r", "48000", "-c", "1", "-b", "24", m_home.filePath("noise.wav"), "synth", "1000s",
+                              "whitenoise", "vol", "0.5"})
+                  .exitCode,
+              0);
+    ASSERT_EQ(runOndrel(m_home.path(), {"--quiet", "add", m_home.filePath("noise.wav")}).exitCode, 0);
+    const std::vector<float> noise = samplesOf(m_home.filePath("noise.wav"));
+    ASSERT_EQ(noise.size(), 1000u);
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    rlimit low = saved;
+    low.rlim_cur = std::min<rlim_t>(saved.rlim_cur, 128);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    CommandResult run;
+    const QString folder = render({{"repeat", "count=400"}}, {"noise.wav"}, &run);
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+    ASSERT_FALSE(folder.isEmpty()) << run.out.toStdString() << run.err.toStdString();
+    const std::vector<float> samples = samplesOf(folder + "/noise.wav");
+    ASSERT_EQ(samples.size(), 400u * 1000u);
+    for (size_t i = 0; i < samples.size(); ++i)
+        ASSERT_EQ(samples[i], noise[i % 1000]) << "frame " << i;
 }
 
 } // namespace ondrel
