@@ -37,6 +37,8 @@ constexpr auto kMovePairingWindow = std::chrono::milliseconds(50);
 // this long after the oldest waiting one.
 constexpr auto kQuietPeriod = std::chrono::milliseconds(20);
 constexpr auto kLongestWait = std::chrono::milliseconds(200);
+// The least time between two reads of the event queue.
+constexpr auto kReadPause = std::chrono::milliseconds(10);
 
 constexpr uint32_t kWatchMask = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO |
                                 IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
@@ -351,6 +353,13 @@ private:
                     oldestWaiting = now;
                 lastEvent = now;
                 waiting = true;
+                // Reading again at once would wake this thread for every
+                // write of a file being written (a render into a watched
+                // folder writes thousands of times a second); events left a
+                // moment in the queue are merged by the kernel when they repeat.
+                pollfd wake{wakeFd, POLLIN, 0};
+                if (::poll(&wake, 1, int(kReadPause.count())) > 0)
+                    return;
             }
             if (!waiting)
                 continue;
