@@ -235,6 +235,16 @@ void VMKAudioFileDecoder::deinterleave(const float* source, float* const* channe
         std::memcpy(channels[0] + offset, source, size_t(frames) * sizeof(float));
         return;
     }
+    if (count == 2) {
+        // Stereo, the common case, in one pass the compiler vectorizes.
+        float* __restrict left = channels[0] + offset;
+        float* __restrict right = channels[1] + offset;
+        for (qint64 i = 0; i < frames; ++i) {
+            left[i] = source[2 * i];
+            right[i] = source[2 * i + 1];
+        }
+        return;
+    }
     for (int c = 0; c < count; ++c) {
         float* out = channels[c] + offset;
         const float* in = source + c;

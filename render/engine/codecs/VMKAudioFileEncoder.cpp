@@ -135,19 +135,28 @@ void VMKAudioFileEncoder::interleaveIntegers(const float* const* channels, int c
     }
     // Rounding to nearest (ties to even) by adding and taking away 1.5 * 2^52,
     // which the compiler vectorizes where nearbyint is a library call; the
-    // values are first kept within the grid's reach, where it is exact.
+    // values are first kept within the grid's reach, where it is exact. The
+    // conversion runs over a stretch of one channel at a time, contiguous so
+    // that it vectorizes, and the stretch is then spread into the frames.
     constexpr double kMagic = 6755399441055744.0;
+    constexpr qint64 kStretch = 512;
     const double scale = double(1u << (bits - 1));
     const double top = scale - 1.0;
     const uint32_t step = uint32_t(1) << (32 - bits);
-    for (int c = 0; c < count; ++c) {
-        const float* in = channels[c];
-        int32_t* o = out + c;
-        for (qint64 i = 0; i < frames; ++i) {
-            const double x = double(in[i]) * scale;
-            const double kept = std::clamp(x == x ? x : 0.0, -scale - 1.0, scale);
-            const double v = std::clamp((kept + kMagic) - kMagic, -scale, top);
-            o[i * count] = int32_t(uint32_t(int32_t(v)) * step);
+    alignas(64) int32_t converted[kStretch];
+    for (qint64 start = 0; start < frames; start += kStretch) {
+        const qint64 n = std::min(kStretch, frames - start);
+        for (int c = 0; c < count; ++c) {
+            const float* in = channels[c] + start;
+            for (qint64 i = 0; i < n; ++i) {
+                const double x = double(in[i]) * scale;
+                const double kept = std::clamp(x == x ? x : 0.0, -scale - 1.0, scale);
+                const double v = std::clamp((kept + kMagic) - kMagic, -scale, top);
+                converted[i] = int32_t(uint32_t(int32_t(v)) * step);
+            }
+            int32_t* o = out + start * count + c;
+            for (qint64 i = 0; i < n; ++i)
+                o[i * count] = converted[i];
         }
     }
 }
