@@ -305,12 +305,20 @@ bool AudioProcessOperation::process(VMKError* error) {
         uint32_t c = 0;
         for (size_t k = 0; k < source.URLs.size(); ++k) {
             // Sources of one file share its reader: it reads at any frame,
-            // and a file repeated a thousand times is opened once.
-            std::shared_ptr<VMKAudioFileReader>& reader = readers[source.URLs[k].path()];
-            if (!reader)
+            // and a file repeated a thousand times is opened once. Not AAC:
+            // its decoder fills noisy bands from a generator that a seek
+            // doesn't rewind, so a shared reader would give each source other
+            // samples than the file's own; those sources keep their own.
+            std::shared_ptr<VMKAudioFileReader> reader;
+            if (const auto shared = readers.find(source.URLs[k].path()); shared != readers.end())
+                reader = shared->second;
+            if (!reader) {
                 reader = VMKAudioFileReader::initWithURL(source.URLs[k], error);
-            if (!reader)
-                return false;
+                if (!reader)
+                    return false;
+                if (reader->facts().encoding != VMKAudioEncoding::AAC)
+                    readers.emplace(source.URLs[k].path(), reader);
+            }
             if (!VMKRouterAudioProcessor::addFileAtChannels(*stream, reader, c, channels, *fileMixer, k, error))
                 return false;
             c += uint32_t(reader->numberOfChannels());
