@@ -304,11 +304,9 @@ bool AudioProcessOperation::process(VMKError* error) {
             return false;
         uint32_t c = 0;
         for (size_t k = 0; k < source.URLs.size(); ++k) {
-            // Sources of one file share its reader: it reads at any frame,
-            // and a file repeated a thousand times is opened once. Not AAC:
-            // its decoder fills noisy bands from a generator that a seek
-            // doesn't rewind, so a shared reader would give each source other
-            // samples than the file's own; those sources keep their own.
+            // Sources of one file share its reader where it reads alike at
+            // any frame, so a file repeated a thousand times is opened once;
+            // otherwise each source keeps its own.
             std::shared_ptr<VMKAudioFileReader> reader;
             if (const auto shared = readers.find(source.URLs[k].path()); shared != readers.end())
                 reader = shared->second;
@@ -316,7 +314,7 @@ bool AudioProcessOperation::process(VMKError* error) {
                 reader = VMKAudioFileReader::initWithURL(source.URLs[k], error);
                 if (!reader)
                     return false;
-                if (reader->facts().encoding != VMKAudioEncoding::AAC)
+                if (reader->seeksToTheSameSamples())
                     readers.emplace(source.URLs[k].path(), reader);
             }
             if (!VMKRouterAudioProcessor::addFileAtChannels(*stream, reader, c, channels, *fileMixer, k, error))

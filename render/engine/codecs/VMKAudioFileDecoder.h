@@ -24,8 +24,8 @@ struct VMKAudioFileFacts {
     quint64 fileSize = 0;
 };
 
-// Sequential decoding of one file into float channels, with exact seeking by
-// frame. The library behind it is chosen by the file's content, never by its
+// Sequential decoding of one file into float channels, with seeking to the
+// exact frame (see seeksToTheSameSamples for what follows a seek). The library behind it is chosen by the file's content, never by its
 // extension alone (only headerless VOX is known by its extension). Not thread
 // safe.
 class VMKAudioFileDecoder {
@@ -45,6 +45,10 @@ public:
 
     // Moves to `frame` (0 ... frames).
     virtual bool seek(qint64 frame, VMKError* error) = 0;
+    // Whether the frames read after a seek are those a read from the start
+    // gives there. False where decoder state carries across a seek: then one
+    // decoder mustn't serve readers that jump back and forth in the file.
+    virtual bool seeksToTheSameSamples() const { return true; }
     // Decodes up to `frames` frames from the position into `channels`
     // (facts().numberOfChannels pointers); answers the frames decoded, fewer
     // only at the end of the file, or -1 with `error` set.

@@ -18,6 +18,10 @@ public:
                                                                VMKError* error);
 
     bool seek(qint64 frame, VMKError* error) override;
+    // Not for AAC: its decoder fills noisy bands from a generator that a
+    // seek doesn't rewind, so the samples after a seek depend on what was
+    // decoded before.
+    bool seeksToTheSameSamples() const override { return facts().encoding != VMKAudioEncoding::AAC; }
     qint64 read(float* const* channels, qint64 frames, VMKError* error) override;
 
 private:

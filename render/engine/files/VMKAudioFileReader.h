@@ -27,6 +27,10 @@ public:
     double sampleRate() const { return m_decoder->facts().sampleRate; }
     quint64 frames() const { return quint64(m_decoder->facts().frames); }
     const VMKAudioFileFacts& facts() const { return m_decoder->facts(); }
+    // Whether reads at any frame give the samples a read from the start
+    // gives there, whatever was read before; only then may several users
+    // that read at different places share this reader.
+    bool seeksToTheSameSamples() const { return m_decoder->seeksToTheSameSamples(); }
 
     // The file's tags by the engine's metadata keys, read on first use.
     QVariantMap metadata() const;
